@@ -1,0 +1,15 @@
+#!/usr/bin/env bash
+# Builds everything and runs the whole test suite.
+# QZ62_PRESETS chooses the presets (default: dev).
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/deps.sh
+export CCACHE_DIR="${CCACHE_DIR:-$HOME/.cache/qz62-ccache}"
+export CCACHE_BASEDIR="$PWD"
+export CCACHE_MAXSIZE="${CCACHE_MAXSIZE:-2G}"
+for preset in ${QZ62_PRESETS:-dev}; do
+  echo "== preset $preset"
+  cmake --preset "$preset" >/dev/null
+  cmake --build --preset "$preset"
+  ctest --preset "$preset"
+done

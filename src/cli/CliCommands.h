@@ -1,0 +1,19 @@
+#pragma once
+
+#include <QStringList>
+
+// Each qz62ctl subcommand gets the arguments after its name and returns the
+// process exit status: 0 done, 1 a negative answer (unit not found), 2 a bad
+// argument or an unusable file or port (a one-line error on stderr).
+namespace cli {
+int probe(const QStringList& args);      // LinkCommands.cpp
+int send(const QStringList& args);       // LinkCommands.cpp
+int import(const QStringList& args);     // CueCommands.cpp
+int tc(const QStringList& args);         // CueCommands.cpp
+int exportMidi(const QStringList& args); // MidiCommands.cpp
+int dumpMidi(const QStringList& args);   // MidiCommands.cpp
+int srec(const QStringList& args);       // SRecCommands.cpp
+
+// "qz62ctl: <message>" on stderr, returns 2.
+int fail(const QString& message);
+} // namespace cli

@@ -1,0 +1,57 @@
+#include "CliCommands.h"
+#include "Version.h"
+
+#include <QCoreApplication>
+#include <cstdio>
+#include <map>
+
+namespace {
+void usage() {
+    std::fputs("usage: qz62ctl COMMAND [ARGS]\n"
+               "  probe [--port PATH]                 find the unit\n"
+               "  send [--port PATH] COMMAND...       send commands, print the replies\n"
+               "  import FILE... [-o SHEET.txt]       text cue lists into a cue sheet\n"
+               "  export-midi SHEET.txt -o CUES.mid   cue sheet as a MIDI file\n"
+               "  dump-midi FILE.mid                  log a MIDI file's chunks and events\n"
+               "  tc frames|timecode|subtract|compare ...\n"
+               "  srec check|image FILE.s19\n"
+               "  --version\n",
+               stderr);
+}
+} // namespace
+
+namespace cli {
+int fail(const QString& message) {
+    std::fprintf(stderr, "qz62ctl: %s\n", message.toLocal8Bit().constData());
+    return 2;
+}
+} // namespace cli
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    QStringList args = app.arguments().mid(1);
+    if (args.isEmpty()) {
+        usage();
+        return 2;
+    }
+    const QString command = args.takeFirst();
+    if (command == QLatin1String("--version")) {
+        std::printf("qz62ctl %s\n", qz62::kAppVersion);
+        return 0;
+    }
+    const std::map<QString, int (*)(const QStringList&)> commands = {
+        {QStringLiteral("probe"), cli::probe},
+        {QStringLiteral("send"), cli::send},
+        {QStringLiteral("import"), cli::import},
+        {QStringLiteral("tc"), cli::tc},
+        {QStringLiteral("export-midi"), cli::exportMidi},
+        {QStringLiteral("dump-midi"), cli::dumpMidi},
+        {QStringLiteral("srec"), cli::srec},
+    };
+    const auto it = commands.find(command);
+    if (it == commands.end()) {
+        usage();
+        return cli::fail(QStringLiteral("unknown command '%1'").arg(command));
+    }
+    return it->second(args);
+}

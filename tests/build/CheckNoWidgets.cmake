@@ -1,0 +1,8 @@
+execute_process(COMMAND objdump -p ${LIB} OUTPUT_VARIABLE deps RESULT_VARIABLE rc)
+if(NOT rc EQUAL 0)
+    message(FATAL_ERROR "objdump failed on ${LIB}")
+endif()
+if(deps MATCHES "Qt6Widgets")
+    message(FATAL_ERROR "qz62core links QtWidgets")
+endif()
+message(STATUS "qz62core is free of QtWidgets")
