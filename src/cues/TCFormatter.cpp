@@ -1,0 +1,29 @@
+#include "cues/TCFormatter.h"
+
+namespace {
+QString lastEightDigits(const QString& text) {
+    QString digits;
+    digits.reserve(text.size());
+    for (const QChar c : text) {
+        if (c.isDigit())
+            digits.append(QChar(u'0' + c.digitValue()));
+    }
+    return (QStringLiteral("00000000") + digits).right(8);
+}
+} // namespace
+
+namespace TCFormatter {
+
+QString stringForObjectValue(const QString& value) {
+    const QString digits = lastEightDigits(value);
+    if (digits == QLatin1String("00000000"))
+        return QStringLiteral("---");
+    return QStringLiteral("%1:%2:%3:%4")
+        .arg(digits.mid(0, 2), digits.mid(2, 2), digits.mid(4, 2), digits.mid(6, 2));
+}
+
+QString objectValueForString(const QString& typed) {
+    return lastEightDigits(typed);
+}
+
+} // namespace TCFormatter

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <QByteArray>
+
+// 7/8 coding of system-exclusive data: 8-bit bytes packed 7-bit safe in
+// groups of up to 7 bytes, each group followed by a byte holding the group's
+// high bits (bit j = bit 7 of the group's j-th byte). The unit accepts at most
+// 217 input bytes (31 groups); longer input is cut silently.
+namespace coding78 {
+inline constexpr int kMaxInputBytes = 217;
+
+QByteArray encode78(const QByteArray& data);
+QByteArray decode78(const QByteArray& data);
+} // namespace coding78
