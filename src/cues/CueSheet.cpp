@@ -1,13 +1,18 @@
 #include "cues/CueSheet.h"
 
 #include "cues/CueListImporter.h"
+#include "link/CommandSink.h"
 #include "midi/Coding78.h"
+#include "panel/Commands.h"
 
 #include <climits>
 #include <cstdio>
 #include <vector>
 
 namespace {
+constexpr int kTriggerNote = 0x77; // the accumulate trigger, as the streamer editor's
+constexpr int kTriggerVelocity = 64;
+constexpr int kMaxTextCommand = 250; // longer "s ..." commands are cut to 249
 
 // Boolean reading of a header value: leading blanks skipped; "Y", "y", "T",
 // "t" or a digit 1-9 (after an optional sign and zeros) mean on.
@@ -229,4 +234,114 @@ QString CueSheet::onButtonTest() const {
                   int(decoded == bytes));
     std::fputs(line, stdout);
     return QString::fromLatin1(line);
+}
+
+// --- to the unit ---
+
+void CueSheet::sendCueItemText(const CueItem& item) {
+    if (!m_comThread)
+        return;
+    m_comThread->sendString(cmd::cueText(cueItemText(item)));
+}
+
+void CueSheet::tableViewSelectionDidChange(int firstSelectedRow) {
+    m_selectionIndex = firstSelectedRow;
+    if (firstSelectedRow >= 0 && firstSelectedRow < count())
+        sendCueItemText(m_rows[firstSelectedRow]);
+}
+
+int CueSheet::onTxInOuts() {
+    m_inOutPairsSent = 0;
+    if (!m_comThread)
+        return 0;
+    m_comThread->sendString(cmd::inOutStart());
+    for (const CueItem& item : m_rows) {
+        const QString in = item.getCueIn();
+        if (!m_tcc.isTc(in))
+            break; // the unit's list ends at the first unusable time
+        QString out = item.getCueOut();
+        if (!m_tcc.isTc(out))
+            out = QString();
+        m_comThread->sendString(cmd::inOut(in, out));
+        ++m_inOutPairsSent;
+    }
+    return m_inOutPairsSent;
+}
+
+void CueSheet::onClearText() {
+    if (m_comThread)
+        m_comThread->sendString(cmd::clearText());
+}
+
+void CueSheet::sendTriggerAndText(const CueItem& item, int trigger) {
+    if (!m_comThread)
+        return;
+    const char noteOn[3] = {char(0x90), char(kTriggerNote), char(trigger & 0xff)};
+    m_comThread->sendBytes(QByteArray(noteOn, 3));
+
+    QString command = cmd::cueText(cueItemText(item));
+    if (command.size() > kMaxTextCommand)
+        command.truncate(kMaxTextCommand - 1);
+    // The unit's character set is Latin-1; a text outside it goes out empty
+    // rather than garbled.
+    QByteArray latin1;
+    bool representable = true;
+    for (const QChar c : command) {
+        if (c.unicode() > 0xff) {
+            representable = false;
+            break;
+        }
+    }
+    if (representable)
+        latin1 = command.toLatin1();
+
+    QByteArray sysex;
+    sysex.append(char(0xF0));
+    sysex.append(char(0x20));
+    sysex.append(char(0x01)); // 7/8-coded payload follows
+    sysex.append(coding78::encode78(latin1));
+    sysex.append(char(0xF7));
+    m_comThread->sendBytes(sysex);
+}
+
+void CueSheet::mtcEvent(const QByteArray& mtc) {
+    if (mtc.size() < 4)
+        return;
+    const auto b0 = static_cast<unsigned char>(mtc[0]);
+    const int hours = b0 & 0x1F;
+    const int type = (b0 & 0x60) >> 5;
+    char buffer[32];
+    std::snprintf(buffer, sizeof buffer, "%02d:%02d:%02d:%02d", hours,
+                  int(static_cast<unsigned char>(mtc[1])), int(static_cast<unsigned char>(mtc[2])),
+                  int(static_cast<unsigned char>(mtc[3])));
+    const QString tc = QString::fromLatin1(buffer);
+    if (!m_tcc.isTc(tc))
+        return;
+
+    const int now = m_tcc.tcToBinary(tc, type);
+    const int lead = leadFrames(type);
+    const int n = count();
+    if (n == 0)
+        return;
+
+    // Walk back from the selection while the rows are not earlier than now,
+    // then forward past every row not later than now: the row reached is the
+    // next cue to come.
+    int index = m_selectionIndex;
+    if (index >= n)
+        index = n - 1;
+    while (index >= 1 && m_tcc.compareTc(tc, m_rows[index].getCueIn(), type) <= 0)
+        --index;
+    if (index < 0)
+        index = 0;
+    while (index < n && m_tcc.compareTc(tc, m_rows[index].getCueIn(), type) >= 0)
+        ++index;
+    m_selectionIndex = index < n ? index : -1;
+
+    // A cue fires on its exact frame only, the streamer's lead ahead of its
+    // in time; several cues may share a frame, so four rows are looked at.
+    for (int i = index; i < n && i < index + 4; ++i) {
+        if (now == m_tcc.tcToBinary(m_rows[i].getCueIn(), type) - lead)
+            sendTriggerAndText(m_rows[i], kTriggerVelocity);
+    }
 }
