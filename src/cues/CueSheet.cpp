@@ -282,6 +282,10 @@ void CueSheet::sendTriggerAndText(const CueItem& item, int trigger) {
     QString command = cmd::cueText(cueItemText(item));
     if (command.size() > kMaxTextCommand)
         command.truncate(kMaxTextCommand - 1);
+    m_comThread->sendBytes(textSysex(command));
+}
+
+QByteArray CueSheet::textSysex(const QString& command) {
     // The unit's character set is Latin-1; a text outside it goes out empty
     // rather than garbled.
     QByteArray latin1;
@@ -301,7 +305,7 @@ void CueSheet::sendTriggerAndText(const CueItem& item, int trigger) {
     sysex.append(char(0x01)); // 7/8-coded payload follows
     sysex.append(coding78::encode78(latin1));
     sysex.append(char(0xF7));
-    m_comThread->sendBytes(sysex);
+    return sysex;
 }
 
 void CueSheet::mtcEvent(const QByteArray& mtc) {
