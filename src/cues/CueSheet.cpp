@@ -169,53 +169,59 @@ QString CueSheet::cueItemText(const CueItem& item) const {
 }
 
 void CueSheet::OnSort() {
+    // Each row's in time is looked at once: its display form, frames and hours.
+    struct Key {
+        QString in;
+        int frames = 0;
+        int hours = 0;
+    };
     const int n = count();
-    std::vector<int> keys(static_cast<size_t>(n));
+    std::vector<Key> keys(static_cast<size_t>(n));
     std::vector<int> order(static_cast<size_t>(n));
     for (int i = 0; i < n; ++i) {
+        Key& key = keys[size_t(i)];
+        key.in = m_rows[i].getCueIn();
         // Always compared as 30 fps, whatever the sheet's type; unusable times
         // count as midnight.
-        keys[size_t(i)] = m_tcc.tcToBinary(m_rows[i].getCueIn(), 3);
+        key.frames = m_tcc.tcToBinary(key.in, 3);
+        key.hours = key.frames / (30 * 3600);
         order[size_t(i)] = i;
     }
     std::vector<int> scratch(static_cast<size_t>(n));
     mergeSort(order, scratch, 0, size_t(n), [&keys](int a, int b) {
-        return TcCalculator::compareFrames(keys[size_t(a)], keys[size_t(b)], 3) < 0;
+        return TcCalculator::compareFrames(keys[size_t(a)].frames, keys[size_t(b)].frames, 3) < 0;
     });
 
-    QList<CueItem> sorted;
-    sorted.reserve(n);
-    QString lastIn;
-    for (int index : order) {
-        const CueItem& item = m_rows[index];
-        if (m_settings.duplicate && !sorted.isEmpty()) {
-            // The first row of a run of equal in times stays.
-            const QString in = item.getCueIn();
-            if (in.compare(lastIn, Qt::CaseInsensitive) == 0)
+    if (m_settings.duplicate) {
+        // The first row of a run of equal in times stays.
+        std::vector<int> kept;
+        kept.reserve(order.size());
+        for (int index : order) {
+            if (!kept.empty() && keys[size_t(index)].in.compare(keys[size_t(kept.back())].in,
+                                                                Qt::CaseInsensitive) == 0)
                 continue;
-            lastIn = in;
-        } else if (m_settings.duplicate) {
-            lastIn = item.getCueIn();
+            kept.push_back(index);
         }
-        sorted.append(item);
+        order.swap(kept);
     }
 
+    size_t first = 0;
     if (m_settings.midnight) {
         // A sheet running across midnight starts with its late-evening cues:
         // at the first jump of more than 12 hours, the rows before it move to
         // the end.
-        for (qsizetype i = 0; i + 1 < sorted.size(); ++i) {
-            const int hours = m_tcc.hrsToBinary(sorted[i].getCueIn());
-            const int nextHours = m_tcc.hrsToBinary(sorted[i + 1].getCueIn());
-            if (nextHours - hours > 12) {
-                QList<CueItem> rotated = sorted.mid(i + 1);
-                rotated.append(sorted.mid(0, i + 1));
-                sorted = rotated;
+        for (size_t i = 0; i + 1 < order.size(); ++i) {
+            if (keys[size_t(order[i + 1])].hours - keys[size_t(order[i])].hours > 12) {
+                first = i + 1;
                 break;
             }
         }
     }
-    m_rows = sorted;
+    QList<CueItem> sorted;
+    sorted.reserve(qsizetype(order.size()));
+    for (size_t i = 0; i < order.size(); ++i)
+        sorted.append(std::move(m_rows[order[(first + i) % order.size()]]));
+    m_rows = std::move(sorted);
 }
 
 int CueSheet::leadFrames(int type) const {
