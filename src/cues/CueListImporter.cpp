@@ -170,7 +170,7 @@ void CueListImporter::ediCueToCueTable(const QString& documentText) {
 void CueListImporter::filmlightToCueTable(const QList<PDFStringTableItem>& items) {
     const int n = int(items.size());
     QList<int> rowStarts;
-    double previousX = 0.0;
+    std::int64_t previousX = 0;
     for (int i = 0; i < n; ++i) {
         if (items[i].x < previousX)
             rowStarts.append(i);

@@ -59,7 +59,10 @@ QString cleanForUnit(const QString& text) {
     return CueListImporter::removeUniChars(text).trimmed();
 }
 
-// Stable merge sort of `order` by `less`.
+// Stable merge sort of `order` by `less`. The in-time compare is circular
+// (within half a day either way), which is not a strict weak ordering, so the
+// standard sorts may not be used with it; this merge only ever asks whether
+// the right-hand row is earlier and is safe with any answer.
 template <typename Less>
 void mergeSort(std::vector<int>& order, std::vector<int>& scratch, size_t begin, size_t end,
                const Less& less) {
