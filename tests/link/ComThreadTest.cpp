@@ -45,9 +45,10 @@ protected:
         return waitFor([&] { return sim.commandLines().contains(line); }, timeoutMs);
     }
 
+    // The owner outlives the link thread, the unit outlives the link.
+    Receiver receiver;
     SimulatedUnit sim;
     ComThread link;
-    Receiver receiver;
 };
 
 TEST_F(LinkTest, ExplicitPortIsIdentified) {
