@@ -105,9 +105,9 @@ void CueListImporter::cueTableFromString(const QString& text) {
     }
 }
 
-QString CueListImporter::stringFromCueTable() const {
-    QString text = m_sheet.cueSheetInitValues();
-    for (const CueItem& item : m_sheet.rows()) {
+QString CueListImporter::stringFromCueTable(const CueSheet& sheet) {
+    QString text = sheet.cueSheetInitValues();
+    for (const CueItem& item : sheet.rows()) {
         text += item.cueId;
         text += u'\t';
         text += item.getCueIn();

@@ -135,7 +135,7 @@ void CueSheet::cueTableFromString(const QString& text) {
 }
 
 QString CueSheet::stringFromCueTable() const {
-    return CueListImporter(const_cast<CueSheet&>(*this)).stringFromCueTable();
+    return CueListImporter::stringFromCueTable(*this);
 }
 
 void CueSheet::paste(const QString& block) {

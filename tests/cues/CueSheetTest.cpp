@@ -9,80 +9,61 @@
 
 namespace {
 
-QStringList inTimes(const CueSheet& sheet) {
-    QStringList times;
+// Rows as "in text|in text|...", in times as stored or as shown.
+QString rowsOf(const CueSheet& sheet) {
+    QStringList rows;
     for (const CueItem& row : sheet.rows())
-        times << row.getCueIn() + u' ' + row.cueText;
-    return times;
+        rows << row.getCueIn() + u' ' + row.cueText;
+    return rows.join(u'|');
 }
 
-CueSheet sheetWith(std::initializer_list<std::pair<const char*, const char*>> rows) {
+CueSheet sheetOf(const char* rows) {
     CueSheet sheet;
-    for (const auto& [in, text] : rows)
-        sheet.addObject(cueRow("id", in, "", text, ""));
+    for (const QString& row : QString::fromLatin1(rows).split(u'|')) {
+        const qsizetype blank = row.indexOf(u' ');
+        sheet.addObject(CueItem{QStringLiteral("id"), row.left(blank), QString(),
+                                row.mid(blank + 1), QString()});
+    }
     return sheet;
 }
 
 TEST(CueSheetSort, CircularOrderAndDuplicateRule) {
     const struct {
-        const char* name;
         bool duplicate;
         bool midnight;
-        std::vector<std::pair<const char*, const char*>> rows;
-        QStringList expected;
+        const char* rows;
+        const char* expected;
     } cases[] = {
-        {"plain ascending",
-         false,
-         false,
-         {{"01:00:02:00", "c"}, {"01:00:00:00", "a"}, {"01:00:01:00", "b"}},
-         {"01:00:00:00 a", "01:00:01:00 b", "01:00:02:00 c"}},
-        {"equal times keep their order without the duplicate rule",
-         false,
-         false,
-         {{"01:00:00:00", "a"}, {"00:59:00:00", "z"}, {"01000000", "b"}, {"01:00:00:00", "c"}},
-         {"00:59:00:00 z", "01:00:00:00 a", "01:00:00:00 b", "01:00:00:00 c"}},
-        {"the duplicate rule keeps the first of equal in times (display form)",
-         true,
-         false,
-         {{"01:00:00:00", "a"}, {"00:59:00:00", "z"}, {"01000000", "b"}, {"01:00:00:00", "c"}},
-         {"00:59:00:00 z", "01:00:00:00 a"}},
-        {"across midnight the evening comes first, rule on",
-         false,
-         true,
-         {{"00:01:00:00", "c"}, {"23:59:00:00", "a"}, {"00:00:10:00", "b"}},
-         {"23:59:00:00 a", "00:00:10:00 b", "00:01:00:00 c"}},
-        // The compare is circular, so the sort alone already starts with the
-        // evening; adjacent rows never jump by more than 12 hours afterwards.
-        {"across midnight the evening comes first, rule off",
-         false,
-         false,
-         {{"00:01:00:00", "c"}, {"23:59:00:00", "a"}, {"00:00:10:00", "b"}},
-         {"23:59:00:00 a", "00:00:10:00 b", "00:01:00:00 c"}},
-        {"unusable in times sort as midnight",
-         false,
-         true,
-         {{"00:00:05:00", "b"}, {"", "none"}, {"23:59:50:00", "a"}},
-         {"23:59:50:00 a", "--- none", "00:00:05:00 b"}},
-        {"drop-frame notation is compared by its digits",
-         true,
-         true,
-         {{"01:00:00;12", "df"}, {"01:00:00:12", "ndf"}, {"01:00:00:11", "first"}},
-         {"01:00:00:11 first", "01:00:00:12 df"}},
-        {"whatever the sheet's type, 30 fps is used",
-         false,
-         false,
-         {{"01:00:00:29", "late"}, {"01:00:00:25", "early"}},
-         {"01:00:00:25 early", "01:00:00:29 late"}},
+        {false, false, "01:00:02:00 c|01:00:00:00 a|01:00:01:00 b",
+         "01:00:00:00 a|01:00:01:00 b|01:00:02:00 c"},
+        // equal in times keep their order; the duplicate rule keeps the first
+        // (compared in display form, so the cell's entry form is equal too)
+        {false, false, "01:00:00:00 a|00:59:00:00 z|01000000 b|01:00:00:00 c",
+         "00:59:00:00 z|01:00:00:00 a|01:00:00:00 b|01:00:00:00 c"},
+        {true, false, "01:00:00:00 a|00:59:00:00 z|01000000 b|01:00:00:00 c",
+         "00:59:00:00 z|01:00:00:00 a"},
+        // The compare is circular, so the sort alone starts a sheet across
+        // midnight with the evening, with or without the midnight rule:
+        // adjacent rows never jump by more than 12 hours after it.
+        {false, true, "00:01:00:00 c|23:59:00:00 a|00:00:10:00 b",
+         "23:59:00:00 a|00:00:10:00 b|00:01:00:00 c"},
+        {false, false, "00:01:00:00 c|23:59:00:00 a|00:00:10:00 b",
+         "23:59:00:00 a|00:00:10:00 b|00:01:00:00 c"},
+        // unusable in times sort as midnight
+        {false, true, "00:00:05:00 b|x none|23:59:50:00 a", "23:59:50:00 a|--- none|00:00:05:00 b"},
+        // drop-frame notation compares by its digits
+        {true, true, "01:00:00;12 df|01:00:00:12 ndf|01:00:00:11 first",
+         "01:00:00:11 first|01:00:00:12 df"},
+        // 30 fps whatever the sheet's type (25 here): frame 29 is after 25
+        {false, false, "01:00:00:29 late|01:00:00:25 early", "01:00:00:25 early|01:00:00:29 late"},
     };
     for (const auto& c : cases) {
-        CueSheet sheet;
+        CueSheet sheet = sheetOf(c.rows);
         sheet.settings().duplicate = c.duplicate;
         sheet.settings().midnight = c.midnight;
         sheet.settings().tctype = 1;
-        for (const auto& [in, text] : c.rows)
-            sheet.addObject(cueRow("id", in, "", text, ""));
         sheet.OnSort();
-        EXPECT_EQ(inTimes(sheet), c.expected) << c.name;
+        EXPECT_EQ(rowsOf(sheet), QString::fromLatin1(c.expected)) << c.rows;
     }
 }
 
@@ -182,26 +163,11 @@ TEST(CueSheet, TimecodeMovesTheSelectionToTheNextCue) {
         {"short data is ignored", 1, QByteArray("\x61\x00\x15", 3), 1},
     };
     for (const auto& c : cases) {
-        CueSheet sheet = sheetWith({{"01:00:10:00", "a"},
-                                    {"01:00:12:00", "b"},
-                                    {"01:00:30:00", "c"},
-                                    {"01:00:40:00", "d"}});
+        CueSheet sheet = sheetOf("01:00:10:00 a|01:00:12:00 b|01:00:30:00 c|01:00:40:00 d");
         sheet.setSelectionIndex(c.selectionBefore);
         sheet.mtcEvent(c.mtc);
         EXPECT_EQ(sheet.selectionIndex(), c.selectionAfter) << c.name;
     }
-}
-
-TEST(CueSheet, LeadFollowsTheStreamerDurationAndRate) {
-    CueSheet sheet;
-    EXPECT_EQ(sheet.stepperStreamerDuration(), 100);
-    EXPECT_EQ(sheet.leadFrames(3), 60);
-    EXPECT_EQ(sheet.leadFrames(2), 60);
-    EXPECT_EQ(sheet.leadFrames(1), 50);
-    EXPECT_EQ(sheet.leadFrames(0), 48);
-    sheet.setStepperStreamerDuration(75);
-    EXPECT_EQ(sheet.leadFrames(0), 36);
-    EXPECT_EQ(sheet.leadFrames(1), 37); // truncated
 }
 
 TEST(CueListImporter, EdiCueText) {
