@@ -2,6 +2,7 @@
 #include "CliCommands.h"
 #include "cues/CueListImporter.h"
 #include "cues/CueSheet.h"
+#include "cues/PdfCueReader.h"
 #include "cues/TcCalculator.h"
 
 #include <QFileInfo>
@@ -12,8 +13,9 @@ namespace {
 
 const char kImportUsage[] =
     "usage: qz62ctl import FILE... [-o SHEET.txt] [options]\n"
-    "  Imports text cue lists (UTF-8; each line with a timecode becomes a cue)\n"
-    "  into a cue sheet, written to SHEET.txt or standard output.\n"
+    "  Imports cue lists into a cue sheet, written to SHEET.txt or standard\n"
+    "  output: text files (UTF-8; each line with a timecode becomes a cue) and\n"
+    "  PDF cue sheets (EdiCue, filmlight, or any with timecodes on page 1).\n"
     "  --tctype N            timecode type: 0 = 24, 1 = 25, 2 = 30 drop, 3 = 30 (default 3)\n"
     "  --start TC            MIDI export start (default 01:00:00:00)\n"
     "  --text, --no-text     send the cue text (default on)\n"
@@ -119,23 +121,26 @@ int import(const QStringList& args) {
 
     // Every file is read before anything is written, so a bad one leaves no
     // half-made sheet behind.
-    QStringList texts;
-    for (const QString& path : files) {
-        if (QFileInfo(path).suffix().compare(QLatin1String("pdf"), Qt::CaseInsensitive) == 0)
-            return fail(QStringLiteral("import: %1: PDF import not available yet").arg(path));
-        if (!QFileInfo(path).isFile())
-            return fail(QStringLiteral("import: %1: no such file").arg(path));
-        const std::optional<QString> text = CueListImporter::readTextFile(path);
-        if (!text)
-            return fail(QStringLiteral("import: %1: cannot be read as UTF-8 text").arg(path));
-        texts.append(*text);
-    }
-
     CueSheet sheet;
     sheet.settings() = settings;
     CueListImporter importer(sheet);
-    for (const QString& text : texts)
-        importer.paste(text);
+    PdfCueReader pdfReader;
+    // The PDF scanner's report must not mix with a sheet on standard output.
+    pdfReader.setLog(outputPath.isEmpty() ? stderr : stdout);
+    for (const QString& path : files) {
+        if (!QFileInfo(path).isFile())
+            return fail(QStringLiteral("import: %1: no such file").arg(path));
+        if (QFileInfo(path).suffix().compare(QLatin1String("pdf"), Qt::CaseInsensitive) == 0) {
+            if (!pdfReader.importPdf(path, importer))
+                return fail(
+                    QStringLiteral("import: %1: cannot be read as a PDF document").arg(path));
+            continue;
+        }
+        const std::optional<QString> text = CueListImporter::readTextFile(path);
+        if (!text)
+            return fail(QStringLiteral("import: %1: cannot be read as UTF-8 text").arg(path));
+        importer.paste(*text);
+    }
     if (sort)
         sheet.OnSort();
     const QString output = sheet.stringFromCueTable();

@@ -1,6 +1,7 @@
 #include "cues/CueListImporter.h"
 
 #include "cues/CueSheet.h"
+#include "cues/PdfCueReader.h"
 #include "cues/PosixRegex.h"
 #include "cues/TCFormatter.h"
 
@@ -61,6 +62,10 @@ QString CueListImporter::removeUniChars(const QString& text) {
     while (begin < text.size() && text[begin].unicode() > 0xF000)
         ++begin;
     return text.mid(begin);
+}
+
+bool CueListImporter::containsTimecode(const QString& text) {
+    return importPattern().search(text.toUtf8());
 }
 
 std::optional<CueItem> CueListImporter::cueItemFromLine(const QString& line) {
@@ -219,6 +224,8 @@ bool CueListImporter::acceptDrop(const QStringList& fileNames, bool sourceOffers
         if (QFileInfo(path).suffix().compare(QLatin1String("pdf"), Qt::CaseInsensitive) == 0) {
             if (pdfHandler)
                 pdfHandler(path);
+            else
+                PdfCueReader().importPdf(path, *this);
             continue;
         }
         const std::optional<QString> text = readTextFile(path);

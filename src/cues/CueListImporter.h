@@ -51,10 +51,13 @@ public:
     // appended to the text of the earlier text files of this drop, which is
     // then imported again as a whole (so dropping A and B imports A, A, B; the
     // table has always behaved so). A ".pdf" file goes to `pdfHandler` when one
-    // is set. Returns false when the drag does not offer linking or there are
-    // no files.
+    // is set, otherwise to PdfCueReader::importPdf. Returns false when the drag does not offer
+    // linking or there are no files.
     bool acceptDrop(const QStringList& fileNames, bool sourceOffersLink = true);
     std::function<void(const QString& pdfPath)> pdfHandler;
+
+    // True when the text holds a timecode as the importers read them.
+    static bool containsTimecode(const QString& text);
 
     // A text file's contents as UTF-8; nothing when it cannot be read or is
     // not valid UTF-8.

@@ -119,6 +119,19 @@ TEST_F(Qz62ctlImport, FilesInOrderEachOnce) {
                                                       "strings\n")));
 }
 
+TEST_F(Qz62ctlImport, PdfSheetsWithTheScannerReportKeptOffTheSheet) {
+    const CtlRun run = qz62ctl({"import", QStringLiteral(QZ62_TEST_DATA_DIR "/cues/filmlight.pdf"),
+                                QStringLiteral(QZ62_TEST_DATA_DIR "/cues/edicue.pdf")});
+    EXPECT_EQ(run.exitCode, 0) << qPrintable(run.err);
+    EXPECT_EQ(run.out,
+              kDefaultHeader +
+                  QStringLiteral("1M1\t01:00:00:00\t01:00:05:00\tHello big world\tnote 1\n"
+                                 "2M1\t01:00:10:00\t01:00:11:00\tHit\tn2\n"
+                                 "1M1\t01:00:00:00\t01:00:05:00\tDoor slams\thit the door\n"
+                                 "2M1\t01:01:00:00\t01:01:02:00\tSwell\t\n"));
+    EXPECT_TRUE(run.err.startsWith(QLatin1String("op_BT 0\nop_ET\n")));
+}
+
 TEST_F(Qz62ctlImport, HeaderOptionsAndSortRules) {
     const QString a = file("a.txt", "A 01:00:02:00 two\nB 01:00:00:00 one\nC 01:00:02:00 again\n");
     const CtlRun run =
@@ -134,7 +147,7 @@ TEST_F(Qz62ctlImport, HeaderOptionsAndSortRules) {
 TEST_F(Qz62ctlImport, FailuresWriteNothing) {
     const QString good = file("good.txt", "A 01:00:00:00 one\n");
     const QString notUtf8 = file("latin1.txt", "A 01:00:00:00 caf\xe9\n");
-    const QString pdf = file("sheet.pdf", "%PDF-1.4\n");
+    const QString pdf = file("sheet.pdf", "%PDF-1.4\nnot really\n");
     const QString existing = file("existing.txt", "keep me\n");
     const struct {
         QStringList args;
@@ -142,7 +155,7 @@ TEST_F(Qz62ctlImport, FailuresWriteNothing) {
     } cases[] = {
         {{"import", good, path("missing.txt"), "-o", path("out.txt")}, path("missing.txt")},
         {{"import", good, notUtf8, "-o", path("out.txt")}, notUtf8},
-        {{"import", pdf, "-o", path("out.txt")}, "PDF import not available yet"},
+        {{"import", good, pdf, "-o", path("out.txt")}, pdf},
         {{"import", good, "--tctype", "9", "-o", path("out.txt")}, "9"},
         {{"import", good, "--start", "1:00:00:00", "-o", path("out.txt")}, "1:00:00:00"},
         {{"import", good, "--shuffle", "-o", path("out.txt")}, "--shuffle"},

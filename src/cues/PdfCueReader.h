@@ -1,0 +1,54 @@
+#pragma once
+
+#include "cues/PDFStringTableItem.h"
+
+#include <QList>
+#include <QString>
+#include <cstdio>
+#include <optional>
+
+class CueListImporter;
+
+// Cue sheets from PDF files. The information dictionary says who made the
+// document: an EdiCue sheet is read from the document's plain text; any
+// other document has the strings drawn on its first page collected, with the
+// text position in force when each was drawn, and turned into rows by the
+// filmlight layout (author "filmlight", any letter case) or by the generic
+// rule (a row starts at every string holding a timecode).
+//
+// The scanner reports the text blocks it passes on `log` (standard output
+// unless set), as the unit's support staff are used to reading them.
+class PdfCueReader {
+public:
+    // 0 when the document opens, is not locked and has a page; author() and
+    // creator() then hold its information dictionary's values (nested
+    // dictionaries searched too; "" when absent). -1 otherwise.
+    int getAuthorAndCreator(const QString& path);
+    QString author() const { return m_author; }
+    QString creator() const { return m_creator; }
+
+    // The strings drawn on page 1, in drawing order. Later pages are not
+    // looked at. Nothing when the document cannot be read.
+    QList<PDFStringTableItem> scanFirstPage(const QString& path);
+    // Scans page 1 and builds rows with the builder the last
+    // getAuthorAndCreator() call chose. Returns "" (callers ignore it).
+    QString parsePdf(const QString& path, CueListImporter& importer);
+    // Generic rows: from the first string holding a timecode on, strings are
+    // joined until the next one holding a timecode; each joined line is one
+    // text line for the row importer.
+    static void pdfTextToCueTable(const QList<PDFStringTableItem>& items,
+                                  CueListImporter& importer);
+    // The document's plain text, pages joined by newlines.
+    static std::optional<QString> documentText(const QString& path);
+
+    // What a PDF dropped on the table does: false when it cannot be read
+    // (it is then skipped), otherwise its rows are added.
+    bool importPdf(const QString& path, CueListImporter& importer);
+
+    void setLog(std::FILE* log) { m_log = log; }
+
+private:
+    QString m_author;
+    QString m_creator;
+    std::FILE* m_log = stdout;
+};
