@@ -112,9 +112,10 @@ public:
     // and midnight rules when the header values ask for them.
     void OnSort();
     // Four bytes of MIDI timecode (hours with the rate bits, minutes,
-    // seconds, frames). Moves the selection to the next cue to come and fires
-    // each of at most four rows from there whose in time less the streamer
-    // lead equals the received time exactly.
+    // seconds, frames). Moves the selection to the next cue to come (nothing
+    // is selected once the last cue is past) and fires each of at most four
+    // rows from there whose in time less the streamer lead equals the
+    // received time exactly.
     void mtcEvent(const QByteArray& mtc);
     // Frames between a cue's trigger and its in time for the type.
     int leadFrames(int type) const;

@@ -16,8 +16,8 @@ class CueListImporter;
 // filmlight layout (author "filmlight", any letter case) or by the generic
 // rule (a row starts at every string holding a timecode).
 //
-// The scanner reports the text blocks it passes on `log` (standard output
-// unless set), as the unit's support staff are used to reading them.
+// The scanner reports each text block it passes on `log` (standard output
+// unless set).
 class PdfCueReader {
 public:
     // 0 when the document opens, is not locked and has a page; author() and

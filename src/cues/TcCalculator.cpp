@@ -8,7 +8,7 @@
 namespace {
 
 // Hours 00-23, minutes and seconds 00-59, frames 00-29 (not checked against
-// the frame rate). The colons are escaped as the unit's firmware tools do.
+// the frame rate). An escaped colon is a plain colon to regcomp.
 const PosixRegex& tcPattern() {
     static const PosixRegex pattern(
         "(([2][0-3])|([0-1][0-9]))\\:[0-5][0-9]\\:[0-5][0-9]\\:[0-2][0-9]");
