@@ -20,6 +20,11 @@ void QueuedCalls::post(std::function<void()> call) {
         QMetaObject::invokeMethod(this, "deliver", Qt::QueuedConnection);
 }
 
+void QueuedCalls::cancel() {
+    std::lock_guard<std::mutex> lock(m_lock);
+    m_calls.clear();
+}
+
 void QueuedCalls::deliver() {
     std::vector<std::function<void()>> calls;
     {

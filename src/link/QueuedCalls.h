@@ -23,6 +23,8 @@ public:
 
     // Any thread.
     void post(std::function<void()> call);
+    // Drops the calls not yet run (their target is going away).
+    void cancel();
 
     QObject* target() const { return m_target; }
 

@@ -222,6 +222,34 @@ TEST_F(LinkTest, UnpluggedUnitStopsTheLinkWithoutSpinning) {
     link.stopThread();
 }
 
+// As the application does when the adapter is pulled: drops the link at once,
+// from inside the call that reports it.
+class DroppingOwner : public QObject {
+    Q_OBJECT
+public:
+    std::unique_ptr<ComThread> link;
+    bool told = false;
+    Q_INVOKABLE void threadHasMsg(MsgClass) {}
+    Q_INVOKABLE void threadLinkLost(const QString&) {
+        told = true;
+        link.reset();
+    }
+};
+
+TEST(LinkOwner, MayDestroyTheLinkWhenToldItIsLost) {
+    SimulatedUnit sim;
+    ASSERT_TRUE(sim.start());
+    DroppingOwner owner;
+    owner.link = std::make_unique<ComThread>();
+    owner.link->setPort(sim.ptyPath());
+    ASSERT_EQ(owner.link->openUsbSerial(), 0);
+    owner.link->startThread(&owner);
+    sim.unplug();
+    ASSERT_TRUE(waitFor([&] { return owner.told; }));
+    EXPECT_FALSE(owner.link);
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
+
 TEST_F(LinkTest, GarbageAndEndlessInputKeepMemoryBounded) {
     struct Case {
         const char* name;
