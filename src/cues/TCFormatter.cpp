@@ -1,12 +1,14 @@
 #include "cues/TCFormatter.h"
 
+#include <QMetaType>
+
 namespace {
 QString lastEightDigits(const QString& text) {
     QString digits;
     digits.reserve(text.size());
     for (const QChar c : text) {
         if (c.isDigit())
-            digits.append(QChar(u'0' + c.digitValue()));
+            digits.append(c);
     }
     return (QStringLiteral("00000000") + digits).right(8);
 }
@@ -20,6 +22,12 @@ QString stringForObjectValue(const QString& value) {
         return QStringLiteral("---");
     return QStringLiteral("%1:%2:%3:%4")
         .arg(digits.mid(0, 2), digits.mid(2, 2), digits.mid(4, 2), digits.mid(6, 2));
+}
+
+QString stringForObjectValue(const QVariant& value) {
+    if (value.metaType().id() != QMetaType::QString)
+        return QString();
+    return stringForObjectValue(value.toString());
 }
 
 QString objectValueForString(const QString& typed) {

@@ -1,0 +1,155 @@
+#include "cues/TcCalculator.h"
+
+#include "cues/PosixRegex.h"
+
+#include <QStringList>
+#include <cstdint>
+#include <cstdio>
+
+namespace {
+
+// Hours 00-23, minutes and seconds 00-59, frames 00-29 (not checked against
+// the frame rate). The colons are escaped as the unit's firmware tools do.
+const PosixRegex& tcPattern() {
+    static const PosixRegex pattern(
+        "(([2][0-3])|([0-1][0-9]))\\:[0-5][0-9]\\:[0-5][0-9]\\:[0-2][0-9]");
+    return pattern;
+}
+
+constexpr int kDropFramesPerHour = 107892;
+constexpr int kDropFramesPerTenMinutes = 17982;
+constexpr int kDropFramesPerMinute = 1798;
+
+int halfDay(int type) {
+    switch (type) {
+    case 0:
+        return 1036800;
+    case 1:
+        return 1080000;
+    case 2:
+        return 1294704;
+    default:
+        return 1296000;
+    }
+}
+
+} // namespace
+
+int TcCalculator::framesPerDay(int type) {
+    switch (type) {
+    case 0:
+        return 2073600;
+    case 1:
+        return 2160000;
+    case 2:
+        return 2589408;
+    default:
+        return 2592000;
+    }
+}
+
+int TcCalculator::frameRate(int type) {
+    switch (type) {
+    case 0:
+        return 24;
+    case 1:
+        return 25;
+    default:
+        return 30;
+    }
+}
+
+bool TcCalculator::isTc(const QString& tc) const {
+    return tcPattern().search(tc.toUtf8()) && tc.size() == 11;
+}
+
+QString TcCalculator::findFirstTc(const QString& text) const {
+    const QByteArray utf8 = text.toUtf8();
+    int start = 0;
+    if (!tcPattern().search(utf8, 0, &start, nullptr))
+        return QString();
+    // The pattern is plain ASCII, so its 11 bytes are 11 characters.
+    return QString::fromUtf8(utf8.mid(start, 11));
+}
+
+int TcCalculator::hrsToBinary(const QString& tc) const {
+    if (!isTc(tc))
+        return 0;
+    const QStringList pieces = tc.split(u':');
+    if (pieces.size() != 4)
+        return 0;
+    return pieces[0].toInt();
+}
+
+int TcCalculator::tcToBinary(const QString& tc, int type) const {
+    if (!isTc(tc))
+        return 0;
+    const QStringList pieces = tc.split(u':');
+    if (pieces.size() != 4)
+        return 0;
+    const int hours = pieces[0].toInt();
+    const int minutes = pieces[1].toInt();
+    const int seconds = pieces[2].toInt();
+    const int frames = pieces[3].toInt();
+    if (type == 2) {
+        // Two frame numbers are skipped at the start of every minute except
+        // minutes 00, 10, 20, 30, 40 and 50.
+        return frames + seconds * 30 + minutes * 30 * 60 + hours * 30 * 3600 - hours * 108 -
+               (minutes / 10) * 18 - (minutes % 10) * 2;
+    }
+    const int rate = frameRate(type);
+    return frames + seconds * rate + minutes * rate * 60 + hours * rate * 3600;
+}
+
+QString TcCalculator::binaryToTc(int frames, int type) const {
+    const int day = framesPerDay(type);
+    int v = frames;
+    while (v < 0)
+        v += day;
+    while (v > day) // exactly one day stays and prints as 24:00:00:00
+        v -= day;
+
+    int16_t hours = 0;
+    int16_t minutes = 0;
+    int16_t seconds = 0;
+    int16_t frameField = 0;
+    if (type == 2) {
+        hours = int16_t(v / kDropFramesPerHour);
+        const int r = v % kDropFramesPerHour;
+        minutes = int16_t((10 * r) / kDropFramesPerTenMinutes +
+                          (r % kDropFramesPerTenMinutes) / kDropFramesPerMinute);
+        const int q = (r % kDropFramesPerTenMinutes) % kDropFramesPerMinute;
+        seconds = int16_t(q / 30);
+        frameField = int16_t(q % 30);
+    } else {
+        const int rate = frameRate(type);
+        hours = int16_t(v / (rate * 3600));
+        v %= rate * 3600;
+        minutes = int16_t(v / (rate * 60));
+        v %= rate * 60;
+        seconds = int16_t(v / rate);
+        frameField = int16_t(v % rate);
+    }
+    char buffer[32];
+    std::snprintf(buffer, sizeof buffer, "%02d:%02d:%02d:%02d", hours, minutes, seconds,
+                  frameField);
+    return QString::fromLatin1(buffer);
+}
+
+QString TcCalculator::subtractTc(const QString& a, const QString& b, int type) const {
+    return binaryToTc(tcToBinary(b, type) - tcToBinary(a, type), type);
+}
+
+int TcCalculator::compareFrames(int a, int b, int type) {
+    const int h = halfDay(type);
+    int d = a - b;
+    while (d > h)
+        d -= 2 * h;
+    while (d < -h)
+        d += 2 * h;
+    return d > 0 ? 1 : (d < 0 ? -1 : 0);
+}
+
+int TcCalculator::compareTc(const QString& a, const QString& b, int type) const {
+    return compareFrames(tcToBinary(a, type), tcToBinary(b, type), type);
+}

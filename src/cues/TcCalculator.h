@@ -1,0 +1,41 @@
+#pragma once
+
+#include <QString>
+
+// SMPTE timecode arithmetic. A timecode string is exactly 11 characters,
+// HH:MM:SS:FF; a frame count is the number of frames since 00:00:00:00.
+// Timecode types (the same numbering as the MIDI Time Code rate bits and the
+// cue sheet's ";tctype"): 0 = 24 fps, 1 = 25 fps, 2 = 30 drop frame (29.97),
+// 3 = 30 non drop. Any other type counts as 30 non drop.
+//
+// Stateless; the patterns are compiled once for the whole program, so one
+// instance per owner costs nothing and several threads may share one.
+class TcCalculator {
+public:
+    // Frames in one day of the type (types outside 0..2 count as type 3).
+    static int framesPerDay(int type);
+    // Nominal frame rate of the type: 24, 25 or 30.
+    static int frameRate(int type);
+
+    // True when the string holds a timecode and is exactly 11 characters long.
+    bool isTc(const QString& tc) const;
+    // The first timecode anywhere in the text; a null string when none.
+    QString findFirstTc(const QString& text) const;
+    // Hours field of a valid timecode, 0 otherwise.
+    int hrsToBinary(const QString& tc) const;
+    // Frames since midnight; 0 for a string that is not a valid timecode.
+    int tcToBinary(const QString& tc, int type) const;
+    // Timecode of a frame count, wrapped into one day. A value of exactly one
+    // day is left as it is and prints as 24:00:00:00. For type 2 the
+    // decomposition is the unit's own and does not invert tcToBinary (1800
+    // frames print as 00:02:00:02); the unit's counters expect exactly that.
+    QString binaryToTc(int frames, int type) const;
+    // b minus a, wrapped into one day.
+    QString subtractTc(const QString& a, const QString& b, int type) const;
+    // 1 when a is later than b, 0 when equal, -1 when earlier, taken modulo
+    // one day: a time just after midnight is later than one just before it
+    // as long as the two are less than half a day apart.
+    int compareTc(const QString& a, const QString& b, int type) const;
+    // The same comparison on frame counts (both of the given type).
+    static int compareFrames(int a, int b, int type);
+};

@@ -1,0 +1,205 @@
+#include "cues/TcCalculator.h"
+#include "cues/TCFormatter.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+const TcCalculator tcc;
+
+struct ValidityCase {
+    const char* text;
+    bool valid;
+};
+
+TEST(TcCalculator, IsTcAcceptsOnlyElevenCharacterTimecodes) {
+    const ValidityCase cases[] = {
+        {"00:00:00:00", true},
+        {"23:59:59:29", true},
+        {"19:00:00:00", true},
+        {"24:00:00:00", false},
+        {"23:60:00:00", false},
+        {"23:00:60:00", false},
+        {"23:00:00:30", false},
+        {"1:00:00:00", false},
+        {"01:00:00;00", false},
+        {"01:00:00:00 ", false},
+        {" 01:00:00:00", false},
+        {"01-00-00-00", false},
+        {"", false},
+        {"0100000000", false},
+        {"ab01:00:00:0", false},
+        {"01:00:00:29", true}, // frames are not checked against the rate
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(tcc.isTc(QString::fromUtf8(c.text)), c.valid) << c.text;
+}
+
+TEST(TcCalculator, FindFirstTcTakesTheFirstMatchAnywhere) {
+    const struct {
+        const char* text;
+        const char* found; // nullptr: nothing
+    } cases[] = {
+        {"cue 1 at 01:00:00:00 start", "01:00:00:00"},
+        {"01:02:03:04 then 05:06:07:08", "01:02:03:04"},
+        {"24:00:00:00 and 23:00:00:00", "23:00:00:00"},
+        {"drop 01:00:00;12", nullptr},
+        {"no time here", nullptr},
+        {"\xc3\xa9l\xc3\xa9ment 10:20:30:00 \xe2\x80\x94", "10:20:30:00"}, // after multi-byte text
+    };
+    for (const auto& c : cases) {
+        const QString found = tcc.findFirstTc(QString::fromUtf8(c.text));
+        if (c.found)
+            EXPECT_EQ(found, QString::fromLatin1(c.found)) << c.text;
+        else
+            EXPECT_TRUE(found.isNull()) << c.text;
+    }
+}
+
+struct ConversionCase {
+    const char* tc;
+    int type;
+    int frames;
+};
+
+TEST(TcCalculator, TcToBinaryForAllTypes) {
+    const ConversionCase cases[] = {
+        {"00:00:00:00", 0, 0},       {"00:00:01:00", 0, 24},      {"01:00:00:00", 0, 86400},
+        {"23:59:59:23", 0, 2073599}, {"00:00:01:00", 1, 25},      {"01:00:00:00", 1, 90000},
+        {"23:59:59:24", 1, 2159999}, {"00:00:01:00", 3, 30},      {"01:00:00:00", 3, 108000},
+        {"23:59:59:29", 3, 2591999}, {"00:01:00:02", 2, 1800},    {"01:00:00:00", 2, 107892},
+        {"00:10:00:00", 2, 17982},   {"23:59:59:29", 2, 2589407}, {"01:00:00:00", 7, 108000},
+        {"01:00:00;00", 3, 0},       {"garbage", 0, 0},           {"24:00:00:00", 3, 0},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(tcc.tcToBinary(QString::fromLatin1(c.tc), c.type), c.frames)
+            << c.tc << " type " << c.type;
+}
+
+// Drop-frame counting done the long way: every minute has 1800 frame
+// numbers, of which the first two are skipped unless the minute is a
+// multiple of ten.
+int dropFrameCount(int hours, int minutes, int seconds, int frames) {
+    int count = 0;
+    for (int m = 0; m < hours * 60 + minutes; ++m)
+        count += (m % 10 == 0) ? 1800 : 1798;
+    const int numberInMinute = seconds * 30 + frames;
+    const int skipped = (minutes % 10 == 0) ? 0 : 2;
+    return count + numberInMinute - skipped;
+}
+
+TEST(TcCalculator, DropFrameCountMatchesCountingForEveryMinuteOfADay) {
+    for (int h = 0; h < 24; ++h) {
+        for (int m = 0; m < 60; ++m) {
+            for (const int frame : {2, 29}) {
+                const QString tc = QString::asprintf("%02d:%02d:%02d:%02d", h, m, 0, frame);
+                ASSERT_EQ(tcc.tcToBinary(tc, 2), dropFrameCount(h, m, 0, frame)) << qPrintable(tc);
+            }
+            const QString last = QString::asprintf("%02d:%02d:59:29", h, m);
+            ASSERT_EQ(tcc.tcToBinary(last, 2), dropFrameCount(h, m, 59, 29)) << qPrintable(last);
+        }
+    }
+    EXPECT_EQ(dropFrameCount(24, 0, 0, 0), TcCalculator::framesPerDay(2));
+}
+
+TEST(TcCalculator, BinaryToTc) {
+    const ConversionCase cases[] = {
+        // non-drop, with the one-day rollover
+        {"23:59:59:23", 0, -1},
+        {"24:00:00:00", 0, 2073600}, // exactly one day is kept
+        {"00:00:00:01", 0, 2073601},
+        {"23:59:59:23", 0, -2073601},
+        {"01:00:00:00", 1, 90000},
+        {"00:00:59:24", 1, 1499},
+        {"10:11:12:13", 3, 10 * 108000 + 11 * 1800 + 12 * 30 + 13},
+        {"24:00:00:00", 3, 2592000},
+        // drop frame: the unit's decomposition, which does not invert the count
+        {"00:00:00:00", 2, 0},
+        {"00:01:00:00", 2, 1798},
+        {"00:10:00:00", 2, 17982},
+        {"00:02:00:02", 2, 1800},
+        {"00:09:00:00", 2, 8990},
+        {"01:00:00:00", 2, 107892},
+        {"24:00:00:00", 2, 2589408},
+        {"23:69:00:01", 2, -1}, // the last frame of the day, as the unit's counter shows it
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(tcc.binaryToTc(c.frames, c.type), QString::fromLatin1(c.tc))
+            << c.frames << " type " << c.type;
+}
+
+TEST(TcCalculator, NonDropConversionsInvert) {
+    for (const int type : {0, 1, 3}) {
+        const int day = TcCalculator::framesPerDay(type);
+        for (int frames = 0; frames < day; frames += 997) {
+            const QString tc = tcc.binaryToTc(frames, type);
+            ASSERT_TRUE(tcc.isTc(tc)) << qPrintable(tc);
+            ASSERT_EQ(tcc.tcToBinary(tc, type), frames) << qPrintable(tc);
+        }
+    }
+}
+
+TEST(TcCalculator, CompareAndSubtractWorkModuloOneDay) {
+    const struct {
+        const char* a;
+        const char* b;
+        int type;
+        int compare;
+    } compares[] = {
+        {"00:00:01:00", "23:59:59:00", 0, 1},  {"23:59:59:00", "00:00:01:00", 0, -1},
+        {"01:00:00:00", "01:00:00:00", 3, 0},  {"01:00:00:01", "01:00:00:00", 3, 1},
+        {"13:00:00:00", "01:00:00:00", 3, 1},  // exactly half a day ahead is still later
+        {"13:00:00:01", "01:00:00:00", 3, -1}, // past half a day: earlier
+        {"00:00:00:00", "12:00:00:00", 2, -1}, {"00:00:00:00", "12:00:00:01", 2, 1},
+        {"12:00:00:00", "00:00:00:00", 0, 1},  {"12:00:00:01", "00:00:00:00", 0, -1},
+        {"23:00:00:00", "00:30:00:00", 1, -1}, {"bad", "00:00:00:00", 0, 0},
+    };
+    for (const auto& c : compares)
+        EXPECT_EQ(tcc.compareTc(QString::fromLatin1(c.a), QString::fromLatin1(c.b), c.type),
+                  c.compare)
+            << c.a << " vs " << c.b << " type " << c.type;
+
+    // subtractTc(a, b) is b minus a
+    EXPECT_EQ(tcc.subtractTc(QStringLiteral("23:59:00:00"), QStringLiteral("00:01:00:00"), 3),
+              QStringLiteral("00:02:00:00"));
+    EXPECT_EQ(tcc.subtractTc(QStringLiteral("00:01:00:00"), QStringLiteral("23:59:00:00"), 3),
+              QStringLiteral("23:58:00:00"));
+    EXPECT_EQ(tcc.subtractTc(QStringLiteral("01:00:00:00"), QStringLiteral("01:00:00:00"), 0),
+              QStringLiteral("00:00:00:00"));
+}
+
+TEST(TcCalculator, HoursOfValidTimecodesOnly) {
+    EXPECT_EQ(tcc.hrsToBinary(QStringLiteral("23:00:00:00")), 23);
+    EXPECT_EQ(tcc.hrsToBinary(QStringLiteral("09:59:00:00")), 9);
+    EXPECT_EQ(tcc.hrsToBinary(QStringLiteral("---")), 0);
+    EXPECT_EQ(tcc.hrsToBinary(QStringLiteral("23:00:00;00")), 0);
+}
+
+TEST(TCFormatter, DisplayAndEntryForms) {
+    const struct {
+        const char* typed;
+        const char* display;
+        const char* entry;
+    } cases[] = {
+        {"1:2:3:4", "00:00:12:34", "00001234"},
+        {"", "---", "00000000"},
+        {"00:00:00:00", "---", "00000000"},
+        {"123456789", "23:45:67:89", "23456789"},
+        {"01:00:00;12", "01:00:00:12", "01000012"},
+        {"01000000", "01:00:00:00", "01000000"},
+        {"IN: 01:02:03:04", "01:02:03:04", "01020304"},
+        {"a-b", "---", "00000000"},
+    };
+    for (const auto& c : cases) {
+        const QString typed = QString::fromUtf8(c.typed);
+        EXPECT_EQ(TCFormatter::stringForObjectValue(typed), QString::fromLatin1(c.display))
+            << c.typed;
+        EXPECT_EQ(TCFormatter::objectValueForString(typed), QString::fromLatin1(c.entry))
+            << c.typed;
+    }
+    EXPECT_TRUE(TCFormatter::stringForObjectValue(QVariant(42)).isNull());
+    EXPECT_EQ(TCFormatter::stringForObjectValue(QVariant(QStringLiteral("1"))),
+              QStringLiteral("00:00:00:01"));
+}
+
+} // namespace
