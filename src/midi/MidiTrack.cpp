@@ -333,3 +333,163 @@ void MidiTrack::readTrackChunk(const unsigned char* bytes, qsizetype pos, qsizet
         }
     }
 }
+
+namespace {
+
+// double to int as a C cast does, but defined for every input: out-of-range
+// values saturate and NaN reads as 0.
+int truncatedInt(double value) {
+    if (std::isnan(value))
+        return 0;
+    if (value >= 2147483647.0)
+        return 2147483647;
+    if (value <= -2147483648.0)
+        return -2147483647 - 1;
+    return static_cast<int>(value);
+}
+
+void appendBigEndian(QByteArray& data, std::uint32_t value, int bytes) {
+    for (int i = bytes - 1; i >= 0; --i)
+        data.append(char((value >> (8 * i)) & 0xFF));
+}
+
+int hexDigitValue(QChar c) {
+    const char16_t u = c.unicode();
+    if (u >= u'0' && u <= u'9')
+        return u - u'0';
+    if (u >= u'a' && u <= u'f')
+        return u - u'a' + 10;
+    if (u >= u'A' && u <= u'F')
+        return u - u'A' + 10;
+    return -1;
+}
+
+// Reads the next hexadecimal number (leading blanks skipped, an optional
+// "0x"); false when none follows.
+bool scanHexNumber(const QString& text, qsizetype& pos, std::uint32_t& value) {
+    qsizetype p = pos;
+    while (p < text.size() && text.at(p).isSpace())
+        ++p;
+    auto isDigit = [&](qsizetype i) { return i < text.size() && hexDigitValue(text.at(i)) >= 0; };
+    if (p + 2 < text.size() && text.at(p) == u'0' &&
+        (text.at(p + 1) == u'x' || text.at(p + 1) == u'X') && isDigit(p + 2))
+        p += 2;
+    if (!isDigit(p))
+        return false;
+    std::uint32_t v = 0;
+    for (; isDigit(p); ++p)
+        v = (v << 4) | std::uint32_t(hexDigitValue(text.at(p)));
+    value = v;
+    pos = p;
+    return true;
+}
+
+constexpr int kFileReserveBytes = 0x100000;
+
+} // namespace
+
+QByteArray MidiTrack::trackStart(int hourByte, int minutes, int seconds, int frames,
+                                 int fractionalFrames, int tempoUs, const QString& trackName,
+                                 const QString& lyric) {
+    QByteArray track;
+    track.reserve(kFileReserveBytes);
+    track.append("MTrk");
+    appendBigEndian(track, 0, 4); // length, filled in at the end
+    track.append(QByteArray::fromHex("00ff5405"));
+    track.append(char(hourByte));
+    track.append(char(minutes));
+    track.append(char(seconds));
+    track.append(char(frames));
+    track.append(char(fractionalFrames));
+    track.append(QByteArray::fromHex("00ff5103"));
+    appendBigEndian(track, std::uint32_t(tempoUs), 3);
+    writeMetaDataString(track, 0, 3, trackName);
+    writeMetaDataString(track, 0, 4, QStringLiteral("QZ-62"));
+    writeMetaDataString(track, 0, 5, lyric);
+    return track;
+}
+
+QByteArray MidiTrack::fileWithTrack(QByteArray& track) {
+    track.append(QByteArray::fromHex("00ff2f00"));
+    const auto length = std::uint32_t(track.size() - 8);
+    for (int i = 0; i < 4; ++i)
+        track[4 + i] = char((length >> (8 * (3 - i))) & 0xFF);
+    // Format 1, one track, 9600 ticks per quarter note.
+    QByteArray file = "MThd" + QByteArray::fromHex("00000006"
+                                                   "0001"
+                                                   "0001"
+                                                   "2580");
+    file.append(track);
+    return file;
+}
+
+QByteArray MidiTrack::exportMidi(const QList<CueItem>& cues, const QString& start, int tcType,
+                                 double offsetSeconds, bool textIncluded, bool pulldown,
+                                 bool cueIdIncluded) {
+    if (cues.isEmpty() || tcType < 0 || tcType > 3)
+        return {};
+    const int ticksFrame = ticksPerFrame(tcType);
+
+    // The streamer offset becomes the track's SMPTE offset: whole frames as
+    // a timecode, hundredths of a frame in the last byte.
+    const double offsetFrames = offsetSeconds * kTicksPerSecond / ticksFrame;
+    const QString offsetTc = m_tcc.binaryToTc(truncatedInt(offsetFrames), tcType);
+    log("MIDI offset: %s\n", offsetTc.toUtf8().constData());
+    int fractionalFrames = truncatedInt(offsetFrames * 100) % 100;
+    if (fractionalFrames < 0)
+        fractionalFrames += 100;
+    const int hourByte = (offsetTc.mid(0, 2).toInt() & 0x1F) | (tcType << 5);
+
+    const QString startTc = m_tcc.isTc(start) ? start : QStringLiteral("00:00:00:00");
+    QByteArray track =
+        trackStart(hourByte, offsetTc.mid(3, 2).toInt(), offsetTc.mid(6, 2).toInt(),
+                   offsetTc.mid(9, 2).toInt(), fractionalFrames,
+                   pulldown ? kPulldownTempoUs : kTempoUs, QStringLiteral("Cue track"), startTc);
+
+    // Cues go out in the order given; one earlier than the one before (or
+    // than the start) gives a negative delta, written as it is.
+    int previous = ticksFrame * m_tcc.tcToBinary(startTc, tcType);
+    for (const CueItem& cue : cues) {
+        const int now = ticksFrame * m_tcc.tcToBinary(cue.getCueIn(), tcType);
+        const int delta = now - previous;
+        previous = now;
+        writeCue(track, delta, cueItemText(cue, textIncluded, cueIdIncluded));
+        writeVarLenValue(track, kNoteLengthTicks);
+        track.append(char(0x90));
+        track.append(char(kCueNote));
+        track.append('\0');
+        previous += kNoteLengthTicks;
+    }
+    return fileWithTrack(track);
+}
+
+bool MidiTrack::onExportMidi(const QString& path, const QList<CueItem>& cues, const QString& start,
+                             int tcType, double offsetSeconds, bool textIncluded, bool pulldown,
+                             bool cueIdIncluded, QString* error) {
+    const QByteArray bytes =
+        exportMidi(cues, start, tcType, offsetSeconds, textIncluded, pulldown, cueIdIncluded);
+    if (bytes.isEmpty()) {
+        if (error)
+            *error = QStringLiteral("nothing to export");
+        return false;
+    }
+    return writeFileAtomically(path, bytes, error);
+}
+
+QByteArray MidiTrack::exportMidiSysex(const QString& hexText) {
+    constexpr int kTcType = 3;
+    const QString offsetTc = m_tcc.binaryToTc(0, kTcType);
+    log("MIDI offset: %s\n", offsetTc.toUtf8().constData());
+    QByteArray track = trackStart(kTcType << 5, 0, 0, 0, 0, kTempoUs, QStringLiteral("sysex track"),
+                                  QStringLiteral("00:00:00:00"));
+    track.append('\0');
+    qsizetype pos = 0;
+    std::uint32_t value = 0;
+    while (scanHexNumber(hexText, pos, value))
+        track.append(char(value & 0xFF));
+    return fileWithTrack(track);
+}
+
+bool MidiTrack::onExportMidiSysex(const QString& path, const QString& hexText, QString* error) {
+    return writeFileAtomically(path, exportMidiSysex(hexText), error);
+}

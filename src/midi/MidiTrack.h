@@ -1,6 +1,7 @@
 #pragma once
 
 #include "cues/CueItem.h"
+#include "cues/TcCalculator.h"
 
 #include <QByteArray>
 #include <QList>
@@ -103,13 +104,15 @@ public:
 private:
     void log(const char* format, ...) __attribute__((format(printf, 2, 3)));
     void emitLog(const QByteArray& text);
-    QByteArray fileStart(int hourByte, int minutes, int seconds, int frames, int fractionalFrames,
-                         int tempoUs, const QString& trackName, const QString& lyric) const;
-    static void finishTrack(QByteArray& file, QByteArray& track);
+    static QByteArray trackStart(int hourByte, int minutes, int seconds, int frames,
+                                 int fractionalFrames, int tempoUs, const QString& trackName,
+                                 const QString& lyric);
+    static QByteArray fileWithTrack(QByteArray& track);
     void hexDump(const QByteArray& data);
     void readHeaderChunk(const unsigned char* bytes, qsizetype pos, qsizetype end);
     void readTrackChunk(const unsigned char* bytes, qsizetype pos, qsizetype end);
 
+    TcCalculator m_tcc;
     LogSink m_logSink;
     std::uint16_t m_format = 0;
     std::uint16_t m_numberOfTracks = 0;
