@@ -192,10 +192,11 @@ void MidiTrack::decodeSysexData(const QByteArray& message) {
 }
 
 void MidiTrack::hexDump(const QByteArray& data) {
+    static const char kDigits[] = "0123456789abcdef";
     const auto* bytes = reinterpret_cast<const unsigned char*>(data.constData());
     const qsizetype n = data.size();
     QByteArray out;
-    out.reserve(n * 4 + n / 16 * 10 + 2);
+    out.reserve(n * 4 + n / 16 * 12 + 2);
     char field[16];
     for (qsizetype i = 0; i < n; ++i) {
         if (i % 16 == 0) {
@@ -212,8 +213,8 @@ void MidiTrack::hexDump(const QByteArray& data) {
         }
         if (i % 16 == 8)
             out.append('\t');
-        std::snprintf(field, sizeof field, "%02x ", unsigned(bytes[i]));
-        out.append(field, 3);
+        const char byteText[3] = {kDigits[bytes[i] >> 4], kDigits[bytes[i] & 0xF], ' '};
+        out.append(byteText, 3);
     }
     out.append('\n');
     emitLog(out);

@@ -19,7 +19,7 @@ int hexDigitValue(QChar c) {
 // blanks skipped, an optional "0x" prefix, then as many hex digits as there
 // are. Returns false (and leaves value and pos alone) when no digit follows.
 // A number too large for 32 bits reads as 0xFFFFFFFF.
-bool scanHex(const QString& text, qsizetype& pos, std::uint32_t& value) {
+bool scanHex(QStringView text, qsizetype& pos, std::uint32_t& value) {
     qsizetype p = pos;
     while (p < text.size() && text.at(p).isSpace())
         ++p;
@@ -44,7 +44,7 @@ bool scanHex(const QString& text, qsizetype& pos, std::uint32_t& value) {
 // One fixed-width field of a record line. A field holding no hex digits
 // leaves value as it was, like the scanner it mirrors.
 void scanField(const QString& line, qsizetype start, qsizetype digits, std::uint32_t& value) {
-    const QString field = line.mid(start, digits);
+    const QStringView field = QStringView(line).mid(start, digits);
     qsizetype pos = 0;
     scanHex(field, pos, value);
 }
