@@ -143,21 +143,18 @@ void MidiTrack::writeMetaDataString(QByteArray& data, int delta, int type, const
 
 void MidiTrack::writeCue(QByteArray& data, int delta, const QString& text) {
     writeVarLenValue(data, delta);
-    data.append(char(0x90));
-    data.append(char(kCueNote));
-    data.append(char(kCueVelocity));
+    const char note[3] = {char(0x90), char(kCueNote), char(kCueVelocity)};
+    data.append(note, 3);
     if (text.isEmpty())
         return;
     const QByteArray latin1 = latin1OrEmpty((QStringLiteral("s ") + text).left(kMaxCueTextChars));
-    QByteArray body;
-    body.append(char(kSysexManufacturer));
-    body.append(char(kSysexText));
-    body.append(encode78(latin1));
-    body.append(char(0xF7));
-    data.append('\0');
-    data.append(char(0xF0));
-    writeVarLenValue(data, int(body.size()));
-    data.append(body);
+    const QByteArray coded = encode78(latin1);
+    const char start[4] = {'\0', char(0xF0), char(kSysexManufacturer), char(kSysexText)};
+    data.append(start, 2);
+    writeVarLenValue(data, int(coded.size()) + 3); // 20 01, the coded text, F7
+    data.append(start + 2, 2);
+    data.append(coded);
+    data.append(char(0xF7));
 }
 
 bool MidiTrack::writeFileAtomically(const QString& path, const QByteArray& bytes, QString* error) {
