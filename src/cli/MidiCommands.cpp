@@ -7,6 +7,7 @@
 #include <QFile>
 
 #include <cmath>
+#include <cstdio>
 #include <optional>
 
 namespace {
@@ -120,7 +121,11 @@ int exportMidi(const QStringList& args) {
     if (sheet.count() == 0)
         return fail(QStringLiteral("export-midi: '%1' holds no cues").arg(options.sheetPath));
 
+    // The export's log line goes out only with a written file, so a failure
+    // prints nothing but its one-line error.
     MidiTrack track;
+    QByteArray log;
+    track.setLogSink([&log](const QByteArray& text) { log += text; });
     QString error;
     if (!track.onExportMidi(options.outPath, sheet.rows(), options.start.value_or(settings.start),
                             tcType, options.offsetSeconds.value_or(sheet.offset()),
@@ -129,6 +134,7 @@ int exportMidi(const QStringList& args) {
                             options.cueId.value_or(settings.cueId), &error))
         return fail(
             QStringLiteral("export-midi: cannot write '%1': %2").arg(options.outPath, error));
+    std::fwrite(log.constData(), 1, size_t(log.size()), stdout);
     return 0;
 }
 

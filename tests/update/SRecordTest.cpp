@@ -1,215 +1,108 @@
+// S-record lines, the update record list, files of the srecord tools, qz62ctl srec.
 #include "update/SRecord.h"
 
-#include <QFile>
-#include <QProcess>
+#include "support/FilesAndTools.h"
+
 #include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
-#include <ostream>
-
-// Readable QString values in failure messages.
-void PrintTo(const QString& text, std::ostream* os) {
-    *os << '"' << text.toStdString() << '"';
-}
-
 namespace {
+
+using namespace testsupport;
+using Result = SRecord::ParseResult;
 
 QByteArray hex(const char* text) {
     return QByteArray::fromHex(text);
 }
 
-struct ParseCase {
-    const char* line;
-    SRecord::ParseResult result;
-    std::uint32_t type;
-    std::uint32_t address;
-    const char* data; // hex
-    bool empty;
-};
-
-// Checksums worked out by hand: the count, every address and data byte and
-// the checksum byte itself add up to 0xFF (mod 256).
-const ParseCase kParseCases[] = {
-    // 03 + 00 + 00 + FC = FF; the end record is never empty.
-    {"S9030000FC", SRecord::ParseResult::Ok, 9, 0, "", false},
-    {"S9030000fc", SRecord::ParseResult::Ok, 9, 0, "", false},
-    // Header "HDR": 06 + 48 + 44 + 52 = E4, checksum 1B. Not a data record.
-    {"S00600004844521B", SRecord::ParseResult::Ok, 0, 0, "484452", true},
-    // 05 + 01 + 23 + 45 + AA = 118, checksum E7.
-    {"S205012345AAE7", SRecord::ParseResult::Ok, 2, 0x012345, "aa", false},
-    // 06 + 12 + 34 + 56 + 78 + 55 = 16F, checksum 90.
-    {"S306123456785590", SRecord::ParseResult::Ok, 3, 0x12345678, "55", false},
-    // 07 + 80 + 10 + 01 + FF + FF + FF = 395, checksum 6A.
-    {"S107801001FFFFFF6A", SRecord::ParseResult::Ok, 1, 0x8010, "01ffffff", false},
-    // Erased flash: 07 + 80 + 20 + 4 * FF = 4A3, checksum 5C.
-    {"S1078020FFFFFFFF5C", SRecord::ParseResult::Ok, 1, 0x8020, "ffffffff", true},
-    // A line ending (CR) after the checksum does not matter.
-    {"S9030000FC\r", SRecord::ParseResult::Ok, 9, 0, "", false},
-    // The last byte changed by one.
-    {"S107801001FFFFFF6B", SRecord::ParseResult::ChecksumError, 1, 0, "", false},
-    {"S107801001FFFFFF69", SRecord::ParseResult::ChecksumError, 1, 0, "", false},
-    // Types 4 and 6 do not exist; short lines; a lower-case record mark.
-    {"S4030000FC", SRecord::ParseResult::Refused, 1, 0, "", false},
-    {"S6030000FC", SRecord::ParseResult::Refused, 1, 0, "", false},
-    {"S9030", SRecord::ParseResult::Refused, 1, 0, "", false},
-    {"s9030000FC", SRecord::ParseResult::Refused, 1, 0, "", false},
-    {"X9030000FC", SRecord::ParseResult::Refused, 1, 0, "", false},
-    // The count announces more bytes than the line holds.
-    {"S1130000FC", SRecord::ParseResult::Refused, 1, 0, "", false},
-    {"S107801001FFFF", SRecord::ParseResult::Refused, 1, 0, "", false},
-    // The checksum holds (01 + FE) but the count leaves no room for the
-    // address.
-    {"S101FE", SRecord::ParseResult::Refused, 1, 0, "", false},
-    // A count that is not hexadecimal reads as 0 and fails the checksum.
-    {"S1zz0000FC", SRecord::ParseResult::ChecksumError, 1, 0, "", false},
-};
-
 TEST(SRecordTest, ParsesAndRefusesLines) {
-    for (const ParseCase& c : kParseCases) {
-        SCOPED_TRACE(c.line);
+    // Checksums by hand: count, address, data and checksum add up to FF.
+    // 06+12+34+56+78+55 = 16F -> 90; 07+80+10+01+3*FF = 395 -> 6A.
+    const struct {
+        const char* line;
+        Result result;
+        std::uint32_t type, address;
+        const char* data;
+        bool empty;
+    } cases[] = {
+        {"S9030000fc\r", Result::Ok, 9, 0, "", false}, // an end record is never empty
+        {"S00600004844521B", Result::Ok, 0, 0, "484452", true},
+        {"S205012345AAE7", Result::Ok, 2, 0x012345, "aa", false},
+        {"S306123456785590", Result::Ok, 3, 0x12345678, "55", false},
+        {"S107801001FFFFFF6A", Result::Ok, 1, 0x8010, "01ffffff", false},
+        {"S1078020FFFFFFFF5C", Result::Ok, 1, 0x8020, "ffffffff", true}, // erased flash
+        {"S107801001FFFFFF6B", Result::ChecksumError, 1, 0, "", false},  // last byte off by one
+        {"S1zz0000FC", Result::ChecksumError, 1, 0, "", false},          // no count: 0, sum 0
+        {"S4030000FC", Result::Refused, 1, 0, "", false}, // there is no type 4 (nor 6)
+        {"S9030", Result::Refused, 1, 0, "", false},
+        {"s9030000FC", Result::Refused, 1, 0, "", false},
+        {"S107801001FFFF", Result::Refused, 1, 0, "", false}, // shorter than its count
+        {"S101FE", Result::Refused, 1, 0, "", false}}; // sums up, but no room for the address
+    for (const auto& c : cases) {
         SRecord record;
-        const auto result = record.parse(QString::fromLatin1(c.line));
-        EXPECT_EQ(result, c.result);
-        EXPECT_EQ(SRecord().setSRec(QString::fromLatin1(c.line)),
-                  c.result == SRecord::ParseResult::Ok ? 0 : -1);
-        if (c.result != SRecord::ParseResult::Ok) {
-            EXPECT_EQ(record.count(), 0u);
-            EXPECT_TRUE(record.sRec().isEmpty());
-            continue;
+        record.setSRec("S107801001FFFFFF6A"); // what came before must not stay
+        EXPECT_EQ(record.parse(c.line), c.result) << c.line;
+        EXPECT_EQ(record.setSRec(c.line), c.result == Result::Ok ? 0 : -1) << c.line;
+        EXPECT_EQ(record.buffer().toHex(), QByteArray(c.data)) << c.line;
+        EXPECT_EQ(record.count(), std::uint32_t(strlen(c.data) / 2)) << c.line;
+        if (c.result == Result::Ok) {
+            EXPECT_EQ(record.recType(), c.type) << c.line;
+            EXPECT_EQ(record.address(), c.address) << c.line;
+            EXPECT_EQ(record.empty(), c.empty) << c.line;
         }
-        EXPECT_EQ(record.recType(), c.type);
-        EXPECT_EQ(record.address(), c.address);
-        EXPECT_EQ(record.buffer().toHex(), QByteArray(c.data));
-        EXPECT_EQ(record.count(), std::uint32_t(hex(c.data).size()));
-        EXPECT_EQ(record.empty(), c.empty);
-        EXPECT_EQ(record.sRec(), QString::fromLatin1(c.line));
     }
 }
 
-TEST(SRecordTest, RefusedLineClearsThePreviousRecord) {
-    SRecord record;
-    ASSERT_EQ(record.setSRec(QStringLiteral("S107801001FFFFFF6A")), 0);
-    EXPECT_EQ(record.setSRec(QStringLiteral("S107801001FFFFFF6B")), -1);
-    EXPECT_EQ(record.count(), 0u);
-    EXPECT_TRUE(record.buffer().isEmpty());
-}
-
-struct EncodeCase {
-    std::uint32_t type;
-    std::uint32_t address;
-    const char* data;
-    const char* text;
-    bool empty;
-};
-
-const EncodeCase kEncodeCases[] = {
-    // 13 + FC + 00 + 16 * FF = 10FF, checksum 00; erased, so empty.
-    {1, 0xFC00, "ffffffffffffffffffffffffffffffff", "S113FC00FFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFF00",
-     true},
-    {9, 0, "", "S9030000FC", false},
-    {1, 0x8010, "01ffffff", "S107801001FFFFFF6A", false},
-    {2, 0x012345, "aa", "S205012345AAE7", false},
-    {3, 0x12345678, "55", "S306123456785590", false},
-    // Lower-case digits come out upper case: 06 + AB + CD + AB + CD + EF =
-    // 3E5, checksum 1A.
-    {1, 0xabcd, "abcdef", "S106ABCDABCDEF1A", false},
-    // A type without an address in the table: 02 + AA = AC, checksum 53.
-    {4, 0x1234, "aa", "S402AA53", true},
-    // No data bytes (03 + 80 = 83, checksum 7C): nothing to write.
-    {1, 0x8000, "", "S10380007C", true},
-};
-
-TEST(SRecordTest, BuildsRecordsThatParseBack) {
-    for (const EncodeCase& c : kEncodeCases) {
-        SCOPED_TRACE(c.text);
-        const QByteArray data = hex(c.data);
+TEST(SRecordTest, BuildsRecords) {
+    // 13+FC+00+16*FF = 10FF -> 00; ABCD ABCDEF: 3E5 -> 1A; type 4 has no
+    // address: 02+AA -> 53.
+    const struct {
+        std::uint32_t type, address;
+        const char *data, *text;
+        bool empty;
+    } cases[] = {{1, 0xFC00, "ffffffffffffffffffffffffffffffff",
+                  "S113FC00FFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFF00", true},
+                 {1, 0xabcd, "abcdef", "S106ABCDABCDEF1A", false},
+                 {1, 0x8000, "", "S10380007C", true},
+                 {4, 0x1234, "aa", "S402AA53", true}};
+    for (const auto& c : cases) {
         SRecord built;
-        built.encode(data, c.type, c.address, std::uint32_t(data.size()));
-        EXPECT_EQ(built.sRec(), QString::fromLatin1(c.text));
-        EXPECT_EQ(built.empty(), c.empty);
-        EXPECT_EQ(built.buffer(), data);
-        if (SRecord::addressBytes(c.type) == 0)
-            continue;
-        SRecord parsed;
-        ASSERT_EQ(parsed.setSRec(built.sRec()), 0);
-        EXPECT_EQ(parsed.recType(), c.type);
-        EXPECT_EQ(parsed.address(), c.address);
-        EXPECT_EQ(parsed.buffer(), data);
+        built.encode(hex(c.data), c.type, c.address, std::uint32_t(strlen(c.data) / 2));
+        EXPECT_EQ(built.sRec(), QLatin1String(c.text));
+        EXPECT_EQ(built.empty(), c.empty) << c.text;
     }
-}
-
-struct DumpLineCase {
-    const char* line;
-    std::uint32_t address;
-    const char* data;
-};
-
-const DumpLineCase kDumpLineCases[] = {
-    {"j fc10 01 02 03 04 05 06 07 08 09 0a 0b 0c 0d 0e 0f 10", 0xFC10,
-     "0102030405060708090a0b0c0d0e0f10"},
-    // Bytes that cannot be read repeat the one before.
-    {"j fc20 11 22", 0xFC20, "11222222222222222222222222222222"},
-    {"j fc30 11 zz 33", 0xFC30, "11111111111111111111111111111111"},
-    // Nothing at all reads as erased flash at address 0.
-    {"j", 0, "ffffffffffffffffffffffffffffffff"},
-};
-
-TEST(SRecordTest, BuildsRecordsFromMemoryDumpLines) {
-    for (const DumpLineCase& c : kDumpLineCases) {
-        SCOPED_TRACE(c.line);
+    // Lines of the unit's memory dump; a byte that cannot be read repeats the
+    // one before (erased flash before the first). 13+FC+10+(1+...+16) = 1A7
+    // -> 58; 13+FC+20+16*11 = 23F -> C0; 13+16*FF = 1003 -> FC.
+    const std::pair<const char*, const char*> dumps[] = {
+        {"j fc10 01 02 03 04 05 06 07 08 09 0a 0b 0c 0d 0e 0f 10",
+         "S113FC100102030405060708090A0B0C0D0E0F1058"},
+        {"j fc20 11 zz 33", "S113FC2011111111111111111111111111111111C0"},
+        {"j", "S1130000FFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFC"}};
+    for (const auto& [line, text] : dumps) {
         SRecord record;
-        record.fromJString(QString::fromLatin1(c.line));
-        EXPECT_EQ(record.recType(), 1u);
-        EXPECT_EQ(record.address(), c.address);
-        EXPECT_EQ(record.buffer().toHex(), QByteArray(c.data));
-        SRecord parsed;
-        EXPECT_EQ(parsed.setSRec(record.sRec()), 0);
-        EXPECT_EQ(parsed.buffer(), record.buffer());
+        record.fromJString(line);
+        EXPECT_EQ(record.sRec(), QLatin1String(text));
     }
 }
 
 TEST(SRecordTest, UpdateImageKeepsOnlyWrittenS1Data) {
-    // Only a header and an end record: only the end record goes out.
-    EXPECT_EQ(SRecord::updateImage({QStringLiteral("S00600004844521B"), QString(),
-                                    QStringLiteral("  S9030000FC \r")}),
-              QStringList{QStringLiteral("S9030000FC")});
-
-    SRecord s1;
+    EXPECT_EQ(SRecord::updateImage({"S00600004844521B", "", "  S9030000FC \r"}),
+              QStringList{"S9030000FC"});
+    // Below 0x8000, an S2 record and a bad line are not sent; data running
+    // past the image's end is cut there.
+    SRecord s1, low, s2, tail;
     s1.encode(hex("0102"), 1, 0x8012, 2);
-    SRecord low; // below the part that is sent
     low.encode(hex("0102"), 1, 0x1000, 2);
-    SRecord s2; // other record types are not placed
     s2.encode(hex("0102"), 2, 0x9000, 2);
-    SRecord tail; // runs past the end of the image
     tail.encode(hex("a1a2a3a4a5a6a7a8a9aaabacadaeafb0b1b2"), 1, 0xFFF8, 18);
-    const QStringList records = SRecord::updateImage(
-        {s1.sRec(), low.sRec(), s2.sRec(), QStringLiteral("S107801001FFFFFF6B"), tail.sRec()});
-
-    SRecord row0;
+    SRecord row0, rowLast;
     row0.encode(hex("ffff0102ffffffffffffffffffffffff"), 1, 0x8010, 16);
-    SRecord rowLast;
     rowLast.encode(hex("ffffffffffffffffa1a2a3a4a5a6a7a8"), 1, 0xFFF0, 16);
-    EXPECT_EQ(records, QStringList({row0.sRec(), rowLast.sRec(), QStringLiteral("S9030000FC")}));
-}
-
-// srec_cat, the reference tool of the srecord package.
-int runTool(const QString& program, const QStringList& args) {
-    QProcess process;
-    process.start(program, args);
-    if (!process.waitForFinished(30000))
-        return -1;
-    return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-}
-
-QByteArray readAll(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-bool writeAll(const QString& path, const QByteArray& bytes) {
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+    EXPECT_EQ(
+        SRecord::updateImage({s1.sRec(), low.sRec(), s2.sRec(), "S107801001FFFFFF6B", tail.sRec()}),
+        QStringList({row0.sRec(), rowLast.sRec(), "S9030000FC"}));
 }
 
 QByteArray randomBytes(int n, quint32 seed) {
@@ -220,101 +113,73 @@ QByteArray randomBytes(int n, quint32 seed) {
     return bytes;
 }
 
-struct ToolFileCase {
-    int size;
-    quint32 offset; // chooses S1, S2 or S3 records
-    const char* recordLength;
-};
-
-TEST(SRecordTest, ReadsFilesWrittenByTheReferenceTool) {
+TEST(SRecordTest, ReadsFilesOfTheSrecordTools) {
+    // S1, S2 and S3 files of random data as srec_cat writes them: the
+    // records give srec_cat's bytes and build back to the same lines.
     QTemporaryDir dir;
-    ASSERT_TRUE(dir.isValid());
-    const ToolFileCase cases[] = {
-        {1000, 0x0, "32"}, {4099, 0x8000, "16"}, {3000, 0x1F000, "64"}, {777, 0x1000000, "250"}};
-    quint32 seed = 1;
-    for (const ToolFileCase& c : cases) {
-        SCOPED_TRACE(c.offset);
-        const QString bin = dir.filePath(QStringLiteral("in.bin"));
-        const QString s19 = dir.filePath(QStringLiteral("in.s19"));
-        const QString back = dir.filePath(QStringLiteral("back.bin"));
-        const QByteArray original = randomBytes(c.size, seed++);
-        ASSERT_TRUE(writeAll(bin, original));
-        const QString offset = QStringLiteral("0x%1").arg(c.offset, 0, 16);
-        ASSERT_EQ(runTool(QStringLiteral("srec_cat"),
-                          {bin, QStringLiteral("-binary"), QStringLiteral("-offset"), offset,
-                           QStringLiteral("-o"), s19, QStringLiteral("-motorola"),
-                           QStringLiteral("-obs=%1").arg(QLatin1String(c.recordLength))}),
+    const QString bin = dir.filePath("in.bin"), s19 = dir.filePath("in.s19");
+    const std::pair<int, quint32> cases[] = {{4099, 0x8000}, {3000, 0x1F000}, {777, 0x1000000}};
+    for (const auto& [size, offset] : cases) {
+        const QByteArray original = randomBytes(size, offset);
+        ASSERT_TRUE(writeFile(bin, original));
+        ASSERT_EQ(runTool("srec_cat", {bin, "-binary", "-offset", QString::number(offset), "-o",
+                                       s19, "-obs=" + QString::number(size % 200 + 16)})
+                      .exitCode,
                   0);
-        ASSERT_EQ(runTool(QStringLiteral("srec_cat"),
-                          {s19, QStringLiteral("-offset"), QStringLiteral("-") + offset,
-                           QStringLiteral("-o"), back, QStringLiteral("-binary")}),
-                  0);
-        const QByteArray expected = readAll(back);
-        ASSERT_EQ(expected, original);
-
-        QByteArray parsed(c.size, '\0');
-        int dataRecords = 0;
-        const QStringList lines = QString::fromLatin1(readAll(s19)).split(QLatin1Char('\n'));
-        for (const QString& raw : lines) {
-            const QString line = raw.trimmed();
-            if (line.isEmpty())
-                continue;
-            SRecord record;
-            ASSERT_EQ(record.setSRec(line), 0) << line.toStdString();
-            // Building the record again gives the tool's text.
-            SRecord rebuilt;
+        QByteArray parsed(size, '\0');
+        for (const QString& line :
+             QString::fromLatin1(readFile(s19)).split('\n', Qt::SkipEmptyParts)) {
+            SRecord record, rebuilt;
+            ASSERT_EQ(record.setSRec(line.trimmed()), 0) << line.toStdString();
             rebuilt.encode(record.buffer(), record.recType(), record.address(), record.count());
-            EXPECT_EQ(rebuilt.sRec(), line);
-            if (record.recType() < 1 || record.recType() > 3)
-                continue;
-            ++dataRecords;
-            const qint64 at = qint64(record.address()) - c.offset;
-            ASSERT_GE(at, 0);
-            ASSERT_LE(at + record.count(), c.size);
-            parsed.replace(at, record.count(), record.buffer());
+            EXPECT_EQ(rebuilt.sRec(), line.trimmed());
+            if (record.recType() >= 1 && record.recType() <= 3)
+                parsed.replace(record.address() - offset, record.count(), record.buffer());
         }
-        EXPECT_GT(dataRecords, 0);
-        EXPECT_EQ(parsed, expected);
+        EXPECT_EQ(parsed, original);
     }
-}
-
-TEST(SRecordTest, UpdateImageReadsBackThroughTheReferenceTool) {
-    QTemporaryDir dir;
-    ASSERT_TRUE(dir.isValid());
-    // The upper half of the image, with erased rows here and there.
+    // The update record list read back by srec_cat: the image from 0x8000,
+    // with erased rows (here and there) left out and filled with FF again.
     QByteArray image = randomBytes(0x8000, 77);
     for (int row = 0; row < 0x8000; row += 16 * 37)
         image.replace(row, 16, QByteArray(16, char(0xFF)));
-    const QString bin = dir.filePath(QStringLiteral("image.bin"));
-    const QString s19 = dir.filePath(QStringLiteral("image.s19"));
-    ASSERT_TRUE(writeAll(bin, image));
-    ASSERT_EQ(
-        runTool(QStringLiteral("srec_cat"),
-                {bin, QStringLiteral("-binary"), QStringLiteral("-offset"),
-                 QStringLiteral("0x8000"), QStringLiteral("-o"), s19, QStringLiteral("-obs=32")}),
-        0);
+    ASSERT_TRUE(writeFile(bin, image));
+    ASSERT_EQ(runTool("srec_cat", {bin, "-binary", "-offset", "0x8000", "-o", s19}).exitCode, 0);
+    const ToolOutput list = qz62ctl({"srec", "image", s19});
+    EXPECT_EQ(list.exitCode, 0);
+    EXPECT_EQ(list.out.count('\n'), 0x8000 / 16 - (0x8000 + 16 * 37 - 1) / (16 * 37) + 1);
+    EXPECT_TRUE(list.out.endsWith("\nS9030000FC\n"));
+    const QString out = dir.filePath("out.s19"), back = dir.filePath("back.bin");
+    ASSERT_TRUE(writeFile(out, list.out));
+    ASSERT_EQ(runTool("srec_cat", {out, "-fill", "0xFF", "0x8000", "0x10000", "-offset", "-0x8000",
+                                   "-o", back, "-binary"})
+                  .exitCode,
+              0);
+    EXPECT_EQ(readFile(back), image);
+}
 
-    const QStringList records =
-        SRecord::updateImage(QString::fromLatin1(readAll(s19)).split(QLatin1Char('\n')));
-    ASSERT_FALSE(records.isEmpty());
-    EXPECT_EQ(records.last(), QStringLiteral("S9030000FC"));
-    int erasedRows = 0;
-    for (int row = 0; row < 0x8000; row += 16)
-        erasedRows += image.mid(row, 16) == QByteArray(16, char(0xFF)) ? 1 : 0;
-    EXPECT_EQ(records.size(), 0x8000 / 16 - erasedRows + 1);
-    for (const QString& r : records.first(records.size() - 1))
-        EXPECT_TRUE(r.startsWith(QLatin1String("S113"))) << r.toStdString();
-
-    const QString out = dir.filePath(QStringLiteral("out.s19"));
-    const QString back = dir.filePath(QStringLiteral("back.bin"));
-    ASSERT_TRUE(writeAll(out, records.join(QLatin1Char('\n')).toLatin1() + '\n'));
-    ASSERT_EQ(
-        runTool(QStringLiteral("srec_cat"),
-                {out, QStringLiteral("-fill"), QStringLiteral("0xFF"), QStringLiteral("0x8000"),
-                 QStringLiteral("0x10000"), QStringLiteral("-offset"), QStringLiteral("-0x8000"),
-                 QStringLiteral("-o"), back, QStringLiteral("-binary")}),
-        0);
-    EXPECT_EQ(readAll(back), image);
+TEST(SRecordTest, CommandLineChecksLines) {
+    QTemporaryDir dir;
+    const QString good = dir.filePath("good.s19"), bad = dir.filePath("bad.s19");
+    const QString missing = dir.filePath("missing.s19");
+    ASSERT_TRUE(writeFile(good, "S00600004844521B\r\nS107801001FFFFFF6A\r\nS9030000FC\r\n"));
+    ASSERT_TRUE(writeFile(bad, "S9030000FC\n\nS107801001FFFFFF6B\nS4030000FC\n"));
+    ToolOutput o = qz62ctl({"srec", "check", good});
+    EXPECT_EQ(o.exitCode, 0);
+    EXPECT_EQ(o.out, "line 1: ok\nline 2: ok\nline 3: ok\n");
+    o = qz62ctl({"srec", "check", bad}); // a blank line is no record
+    EXPECT_EQ(o.exitCode, 1);
+    EXPECT_EQ(o.out, "line 1: ok\nline 3: checksum error\nline 4: refused\n");
+    const std::pair<QStringList, const char*> refused[] = {{{"check", missing}, "missing.s19"},
+                                                           {{"image", missing}, "missing.s19"},
+                                                           {{"verify", good}, "'verify'"},
+                                                           {{"check"}, "usage"}};
+    for (const auto& [args, named] : refused) {
+        o = qz62ctl(QStringList{"srec"} + args);
+        EXPECT_EQ(o.exitCode, 2);
+        EXPECT_TRUE(o.err.contains(named) && o.err.count('\n') == 1) << o.err.toStdString();
+        EXPECT_TRUE(o.out.isEmpty());
+    }
 }
 
 } // namespace
