@@ -5,6 +5,7 @@
 #include <QFile>
 #include <QSaveFile>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdarg>
 #include <cstdio>
@@ -46,6 +47,56 @@ QString withoutLeadingSymbols(const QString& text) {
         ++i;
     return text.mid(i);
 }
+
+// double to int as a C cast does, but defined for every input: out-of-range
+// values saturate and NaN reads as 0.
+int truncatedInt(double value) {
+    if (std::isnan(value))
+        return 0;
+    if (value >= 2147483647.0)
+        return 2147483647;
+    if (value <= -2147483648.0)
+        return -2147483647 - 1;
+    return static_cast<int>(value);
+}
+
+void appendBigEndian(QByteArray& data, std::uint32_t value, int bytes) {
+    for (int i = bytes - 1; i >= 0; --i)
+        data.append(char((value >> (8 * i)) & 0xFF));
+}
+
+int hexDigitValue(QChar c) {
+    const char16_t u = c.unicode();
+    if (u >= u'0' && u <= u'9')
+        return u - u'0';
+    if (u >= u'a' && u <= u'f')
+        return u - u'a' + 10;
+    if (u >= u'A' && u <= u'F')
+        return u - u'A' + 10;
+    return -1;
+}
+
+// Reads the next hexadecimal number (leading blanks skipped, an optional
+// "0x"); false when none follows.
+bool scanHexNumber(const QString& text, qsizetype& pos, std::uint32_t& value) {
+    qsizetype p = pos;
+    while (p < text.size() && text.at(p).isSpace())
+        ++p;
+    auto isDigit = [&](qsizetype i) { return i < text.size() && hexDigitValue(text.at(i)) >= 0; };
+    if (p + 2 < text.size() && text.at(p) == u'0' &&
+        (text.at(p + 1) == u'x' || text.at(p + 1) == u'X') && isDigit(p + 2))
+        p += 2;
+    if (!isDigit(p))
+        return false;
+    std::uint32_t v = 0;
+    for (; isDigit(p); ++p)
+        v = (v << 4) | std::uint32_t(hexDigitValue(text.at(p)));
+    value = v;
+    pos = p;
+    return true;
+}
+
+constexpr int kFileReserveBytes = 0x100000;
 
 } // namespace
 
@@ -332,60 +383,6 @@ void MidiTrack::readTrackChunk(const unsigned char* bytes, qsizetype pos, qsizet
     }
 }
 
-namespace {
-
-// double to int as a C cast does, but defined for every input: out-of-range
-// values saturate and NaN reads as 0.
-int truncatedInt(double value) {
-    if (std::isnan(value))
-        return 0;
-    if (value >= 2147483647.0)
-        return 2147483647;
-    if (value <= -2147483648.0)
-        return -2147483647 - 1;
-    return static_cast<int>(value);
-}
-
-void appendBigEndian(QByteArray& data, std::uint32_t value, int bytes) {
-    for (int i = bytes - 1; i >= 0; --i)
-        data.append(char((value >> (8 * i)) & 0xFF));
-}
-
-int hexDigitValue(QChar c) {
-    const char16_t u = c.unicode();
-    if (u >= u'0' && u <= u'9')
-        return u - u'0';
-    if (u >= u'a' && u <= u'f')
-        return u - u'a' + 10;
-    if (u >= u'A' && u <= u'F')
-        return u - u'A' + 10;
-    return -1;
-}
-
-// Reads the next hexadecimal number (leading blanks skipped, an optional
-// "0x"); false when none follows.
-bool scanHexNumber(const QString& text, qsizetype& pos, std::uint32_t& value) {
-    qsizetype p = pos;
-    while (p < text.size() && text.at(p).isSpace())
-        ++p;
-    auto isDigit = [&](qsizetype i) { return i < text.size() && hexDigitValue(text.at(i)) >= 0; };
-    if (p + 2 < text.size() && text.at(p) == u'0' &&
-        (text.at(p + 1) == u'x' || text.at(p + 1) == u'X') && isDigit(p + 2))
-        p += 2;
-    if (!isDigit(p))
-        return false;
-    std::uint32_t v = 0;
-    for (; isDigit(p); ++p)
-        v = (v << 4) | std::uint32_t(hexDigitValue(text.at(p)));
-    value = v;
-    pos = p;
-    return true;
-}
-
-constexpr int kFileReserveBytes = 0x100000;
-
-} // namespace
-
 QByteArray MidiTrack::trackStart(int hourByte, int minutes, int seconds, int frames,
                                  int fractionalFrames, int tempoUs, const QString& trackName,
                                  const QString& lyric) {
@@ -413,10 +410,7 @@ QByteArray MidiTrack::fileWithTrack(QByteArray& track) {
     for (int i = 0; i < 4; ++i)
         track[4 + i] = char((length >> (8 * (3 - i))) & 0xFF);
     // Format 1, one track, 9600 ticks per quarter note.
-    QByteArray file = "MThd" + QByteArray::fromHex("00000006"
-                                                   "0001"
-                                                   "0001"
-                                                   "2580");
+    QByteArray file = "MThd" + QByteArray::fromHex("00000006 0001 0001 2580");
     file.append(track);
     return file;
 }
