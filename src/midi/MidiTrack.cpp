@@ -244,10 +244,15 @@ void MidiTrack::hexDump(const QByteArray& data) {
     const auto* bytes = reinterpret_cast<const unsigned char*>(data.constData());
     const qsizetype n = data.size();
     QByteArray out;
-    out.reserve(n * 4 + n / 16 * 12 + 2);
+    out.reserve(std::min<qsizetype>(n * 4 + n / 16 * 12 + 2, 0x10000 + 256));
     char field[16];
     for (qsizetype i = 0; i < n; ++i) {
         if (i % 16 == 0) {
+            // Big files go out in pieces rather than as one block.
+            if (out.size() >= 0x10000) {
+                emitLog(out);
+                out.clear();
+            }
             // The character column of a line is written when the next begins.
             if (i > 0) {
                 for (qsizetype j = i - 16; j < i; ++j) {
