@@ -18,6 +18,12 @@ struct CueItem {
     QString getCueIn() const { return TCFormatter::stringForObjectValue(cueIn); }
     QString getCueOut() const { return TCFormatter::stringForObjectValue(cueOut); }
 
+    // Order of the raw in times, ignoring case (as typed, not as shown).
+    int caseInsensitiveCompare(const CueItem& other) const {
+        const int order = cueIn.compare(other.cueIn, Qt::CaseInsensitive);
+        return order < 0 ? -1 : (order > 0 ? 1 : 0);
+    }
+
     // An item with every field empty, as the importers build them.
     static CueItem blank() {
         return CueItem{QString(), QString(), QString(), QString(), QString()};

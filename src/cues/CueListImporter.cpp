@@ -105,9 +105,9 @@ void CueListImporter::cueTableFromString(const QString& text) {
     }
 }
 
-QString CueListImporter::stringFromCueTable() const {
-    QString text = m_sheet.cueSheetInitValues();
-    for (const CueItem& item : m_sheet.rows()) {
+QString CueListImporter::stringFromCueTable(const CueSheet& sheet) {
+    QString text = sheet.cueSheetInitValues();
+    for (const CueItem& item : sheet.rows()) {
         text += item.cueId;
         text += u'\t';
         text += item.getCueIn();
@@ -170,7 +170,7 @@ void CueListImporter::ediCueToCueTable(const QString& documentText) {
 void CueListImporter::filmlightToCueTable(const QList<PDFStringTableItem>& items) {
     const int n = int(items.size());
     QList<int> rowStarts;
-    double previousX = 0.0;
+    std::int64_t previousX = 0;
     for (int i = 0; i < n; ++i) {
         if (items[i].x < previousX)
             rowStarts.append(i);

@@ -31,8 +31,8 @@ public:
     void textToCueTable(const QString& line);
     // Sheet text: header lines go to the sheet's header, the others are rows.
     void cueTableFromString(const QString& text);
-    // The sheet text of the sheet's header and rows.
-    QString stringFromCueTable() const;
+    // The sheet text of a sheet's header and rows.
+    static QString stringFromCueTable(const CueSheet& sheet);
     // A pasted block: every line imported in order.
     void paste(const QString& block);
 

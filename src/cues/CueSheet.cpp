@@ -1,13 +1,18 @@
 #include "cues/CueSheet.h"
 
 #include "cues/CueListImporter.h"
+#include "link/CommandSink.h"
 #include "midi/Coding78.h"
+#include "panel/Commands.h"
 
 #include <climits>
 #include <cstdio>
 #include <vector>
 
 namespace {
+constexpr int kTriggerNote = 0x77; // the accumulate trigger, as the streamer editor's
+constexpr int kTriggerVelocity = 64;
+constexpr int kMaxTextCommand = 250; // longer "s ..." commands are cut to 249
 
 // Boolean reading of a header value: leading blanks skipped; "Y", "y", "T",
 // "t" or a digit 1-9 (after an optional sign and zeros) mean on.
@@ -54,7 +59,10 @@ QString cleanForUnit(const QString& text) {
     return CueListImporter::removeUniChars(text).trimmed();
 }
 
-// Stable merge sort of `order` by `less`.
+// Stable merge sort of `order` by `less`. The in-time compare is circular
+// (within half a day either way), which is not a strict weak ordering, so the
+// standard sorts may not be used with it; this merge only ever asks whether
+// the right-hand row is earlier and is safe with any answer.
 template <typename Less>
 void mergeSort(std::vector<int>& order, std::vector<int>& scratch, size_t begin, size_t end,
                const Less& less) {
@@ -127,7 +135,7 @@ void CueSheet::cueTableFromString(const QString& text) {
 }
 
 QString CueSheet::stringFromCueTable() const {
-    return CueListImporter(const_cast<CueSheet&>(*this)).stringFromCueTable();
+    return CueListImporter::stringFromCueTable(*this);
 }
 
 void CueSheet::paste(const QString& block) {
@@ -164,53 +172,59 @@ QString CueSheet::cueItemText(const CueItem& item) const {
 }
 
 void CueSheet::OnSort() {
+    // Each row's in time is looked at once: its display form, frames and hours.
+    struct Key {
+        QString in;
+        int frames = 0;
+        int hours = 0;
+    };
     const int n = count();
-    std::vector<int> keys(static_cast<size_t>(n));
+    std::vector<Key> keys(static_cast<size_t>(n));
     std::vector<int> order(static_cast<size_t>(n));
     for (int i = 0; i < n; ++i) {
+        Key& key = keys[size_t(i)];
+        key.in = m_rows[i].getCueIn();
         // Always compared as 30 fps, whatever the sheet's type; unusable times
         // count as midnight.
-        keys[size_t(i)] = m_tcc.tcToBinary(m_rows[i].getCueIn(), 3);
+        key.frames = m_tcc.tcToBinary(key.in, 3);
+        key.hours = key.frames / (30 * 3600);
         order[size_t(i)] = i;
     }
     std::vector<int> scratch(static_cast<size_t>(n));
     mergeSort(order, scratch, 0, size_t(n), [&keys](int a, int b) {
-        return TcCalculator::compareFrames(keys[size_t(a)], keys[size_t(b)], 3) < 0;
+        return TcCalculator::compareFrames(keys[size_t(a)].frames, keys[size_t(b)].frames, 3) < 0;
     });
 
-    QList<CueItem> sorted;
-    sorted.reserve(n);
-    QString lastIn;
-    for (int index : order) {
-        const CueItem& item = m_rows[index];
-        if (m_settings.duplicate && !sorted.isEmpty()) {
-            // The first row of a run of equal in times stays.
-            const QString in = item.getCueIn();
-            if (in.compare(lastIn, Qt::CaseInsensitive) == 0)
+    if (m_settings.duplicate) {
+        // The first row of a run of equal in times stays.
+        std::vector<int> kept;
+        kept.reserve(order.size());
+        for (int index : order) {
+            if (!kept.empty() && keys[size_t(index)].in.compare(keys[size_t(kept.back())].in,
+                                                                Qt::CaseInsensitive) == 0)
                 continue;
-            lastIn = in;
-        } else if (m_settings.duplicate) {
-            lastIn = item.getCueIn();
+            kept.push_back(index);
         }
-        sorted.append(item);
+        order.swap(kept);
     }
 
+    size_t first = 0;
     if (m_settings.midnight) {
         // A sheet running across midnight starts with its late-evening cues:
         // at the first jump of more than 12 hours, the rows before it move to
         // the end.
-        for (qsizetype i = 0; i + 1 < sorted.size(); ++i) {
-            const int hours = m_tcc.hrsToBinary(sorted[i].getCueIn());
-            const int nextHours = m_tcc.hrsToBinary(sorted[i + 1].getCueIn());
-            if (nextHours - hours > 12) {
-                QList<CueItem> rotated = sorted.mid(i + 1);
-                rotated.append(sorted.mid(0, i + 1));
-                sorted = rotated;
+        for (size_t i = 0; i + 1 < order.size(); ++i) {
+            if (keys[size_t(order[i + 1])].hours - keys[size_t(order[i])].hours > 12) {
+                first = i + 1;
                 break;
             }
         }
     }
-    m_rows = sorted;
+    QList<CueItem> sorted;
+    sorted.reserve(qsizetype(order.size()));
+    for (size_t i = 0; i < order.size(); ++i)
+        sorted.append(std::move(m_rows[order[(first + i) % order.size()]]));
+    m_rows = std::move(sorted);
 }
 
 int CueSheet::leadFrames(int type) const {
@@ -229,4 +243,118 @@ QString CueSheet::onButtonTest() const {
                   int(decoded == bytes));
     std::fputs(line, stdout);
     return QString::fromLatin1(line);
+}
+
+// --- to the unit ---
+
+void CueSheet::sendCueItemText(const CueItem& item) {
+    if (!m_comThread)
+        return;
+    m_comThread->sendString(cmd::cueText(cueItemText(item)));
+}
+
+void CueSheet::tableViewSelectionDidChange(int firstSelectedRow) {
+    m_selectionIndex = firstSelectedRow;
+    if (firstSelectedRow >= 0 && firstSelectedRow < count())
+        sendCueItemText(m_rows[firstSelectedRow]);
+}
+
+int CueSheet::onTxInOuts() {
+    m_inOutPairsSent = 0;
+    if (!m_comThread)
+        return 0;
+    m_comThread->sendString(cmd::inOutStart());
+    for (const CueItem& item : m_rows) {
+        const QString in = item.getCueIn();
+        if (!m_tcc.isTc(in))
+            break; // the unit's list ends at the first unusable time
+        QString out = item.getCueOut();
+        if (!m_tcc.isTc(out))
+            out = QString();
+        m_comThread->sendString(cmd::inOut(in, out));
+        ++m_inOutPairsSent;
+    }
+    return m_inOutPairsSent;
+}
+
+void CueSheet::onClearText() {
+    if (m_comThread)
+        m_comThread->sendString(cmd::clearText());
+}
+
+void CueSheet::sendTriggerAndText(const CueItem& item, int trigger) {
+    if (!m_comThread)
+        return;
+    const char noteOn[3] = {char(0x90), char(kTriggerNote), char(trigger & 0xff)};
+    m_comThread->sendBytes(QByteArray(noteOn, 3));
+
+    QString command = cmd::cueText(cueItemText(item));
+    if (command.size() > kMaxTextCommand)
+        command.truncate(kMaxTextCommand - 1);
+    m_comThread->sendBytes(textSysex(command));
+}
+
+QByteArray CueSheet::textSysex(const QString& command) {
+    // The unit's character set is Latin-1; a text outside it goes out empty
+    // rather than garbled.
+    QByteArray latin1;
+    bool representable = true;
+    for (const QChar c : command) {
+        if (c.unicode() > 0xff) {
+            representable = false;
+            break;
+        }
+    }
+    if (representable)
+        latin1 = command.toLatin1();
+
+    QByteArray sysex;
+    sysex.append(char(0xF0));
+    sysex.append(char(0x20));
+    sysex.append(char(0x01)); // 7/8-coded payload follows
+    sysex.append(coding78::encode78(latin1));
+    sysex.append(char(0xF7));
+    return sysex;
+}
+
+void CueSheet::mtcEvent(const QByteArray& mtc) {
+    if (mtc.size() < 4)
+        return;
+    const auto b0 = static_cast<unsigned char>(mtc[0]);
+    const int hours = b0 & 0x1F;
+    const int type = (b0 & 0x60) >> 5;
+    char buffer[32];
+    std::snprintf(buffer, sizeof buffer, "%02d:%02d:%02d:%02d", hours,
+                  int(static_cast<unsigned char>(mtc[1])), int(static_cast<unsigned char>(mtc[2])),
+                  int(static_cast<unsigned char>(mtc[3])));
+    const QString tc = QString::fromLatin1(buffer);
+    if (!m_tcc.isTc(tc))
+        return;
+
+    const int now = m_tcc.tcToBinary(tc, type);
+    const int lead = leadFrames(type);
+    const int n = count();
+    if (n == 0)
+        return;
+
+    // Walk back from the selection while the rows are not earlier than now,
+    // then forward past every row not later than now: the row reached is the
+    // next cue to come.
+    int index = m_selectionIndex;
+    if (index >= n)
+        index = n - 1;
+    while (index >= 1 && m_tcc.compareTc(tc, m_rows[index].getCueIn(), type) <= 0)
+        --index;
+    if (index < 0)
+        index = 0;
+    while (index < n && m_tcc.compareTc(tc, m_rows[index].getCueIn(), type) >= 0)
+        ++index;
+    m_selectionIndex = index < n ? index : -1;
+
+    // A cue fires on its exact frame only, the streamer's lead ahead of its
+    // in time; several cues may share a frame, so four rows are looked at.
+    for (int i = index; i < n && i < index + 4; ++i) {
+        if (now == m_tcc.tcToBinary(m_rows[i].getCueIn(), type) - lead)
+            sendTriggerAndText(m_rows[i], kTriggerVelocity);
+    }
 }

@@ -2,7 +2,6 @@
 
 #include "cues/PosixRegex.h"
 
-#include <QStringList>
 #include <cstdint>
 #include <cstdio>
 
@@ -72,25 +71,27 @@ QString TcCalculator::findFirstTc(const QString& text) const {
     return QString::fromUtf8(utf8.mid(start, 11));
 }
 
+namespace {
+// A string that passed isTc is exactly the 11 characters the pattern
+// matched, so its four fields sit at fixed places between the colons.
+int field(const QString& tc, int at) {
+    return (tc[at].unicode() - u'0') * 10 + (tc[at + 1].unicode() - u'0');
+}
+} // namespace
+
 int TcCalculator::hrsToBinary(const QString& tc) const {
     if (!isTc(tc))
         return 0;
-    const QStringList pieces = tc.split(u':');
-    if (pieces.size() != 4)
-        return 0;
-    return pieces[0].toInt();
+    return field(tc, 0);
 }
 
 int TcCalculator::tcToBinary(const QString& tc, int type) const {
     if (!isTc(tc))
         return 0;
-    const QStringList pieces = tc.split(u':');
-    if (pieces.size() != 4)
-        return 0;
-    const int hours = pieces[0].toInt();
-    const int minutes = pieces[1].toInt();
-    const int seconds = pieces[2].toInt();
-    const int frames = pieces[3].toInt();
+    const int hours = field(tc, 0);
+    const int minutes = field(tc, 3);
+    const int seconds = field(tc, 6);
+    const int frames = field(tc, 9);
     if (type == 2) {
         // Two frame numbers are skipped at the start of every minute except
         // minutes 00, 10, 20, 30, 40 and 50.

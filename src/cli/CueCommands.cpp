@@ -1,0 +1,225 @@
+// qz62ctl import and tc: cue lists into cue sheets, timecode arithmetic.
+#include "CliCommands.h"
+#include "cues/CueListImporter.h"
+#include "cues/CueSheet.h"
+#include "cues/TcCalculator.h"
+
+#include <QFileInfo>
+#include <QSaveFile>
+#include <cstdio>
+
+namespace {
+
+const char kImportUsage[] =
+    "usage: qz62ctl import FILE... [-o SHEET.txt] [options]\n"
+    "  Imports text cue lists (UTF-8; each line with a timecode becomes a cue)\n"
+    "  into a cue sheet, written to SHEET.txt or standard output.\n"
+    "  --tctype N            timecode type: 0 = 24, 1 = 25, 2 = 30 drop, 3 = 30 (default 3)\n"
+    "  --start TC            MIDI export start (default 01:00:00:00)\n"
+    "  --text, --no-text     send the cue text (default on)\n"
+    "  --cue-id, --no-cue-id put the cue identifier before the text (default on)\n"
+    "  --pulldown, --no-pulldown  pulldown for the MIDI export (default off)\n"
+    "  --sort                sort the cues by in time\n"
+    "  --duplicates          when sorting, keep only the first cue of equal in times\n"
+    "  --midnight            when sorting, start a sheet across midnight with its evening cues\n";
+
+const char kTcUsage[] =
+    "usage: qz62ctl tc COMMAND ARGS [--type N]\n"
+    "  frames TC             frames since midnight\n"
+    "  timecode FRAMES       timecode of a frame count (wrapped into one day)\n"
+    "  subtract A B          A minus B, wrapped into one day\n"
+    "  compare A B           1 when A is later than B, 0 when equal, -1 when earlier\n"
+    "                        (within half a day either way of midnight)\n"
+    "  --type N              0 = 24, 1 = 25, 2 = 30 drop frame, 3 = 30 non drop (default 3)\n";
+
+// The option's value, or an error when it is the last argument.
+bool takeValue(const QStringList& args, qsizetype& i, QString* value) {
+    if (i + 1 >= args.size())
+        return false;
+    *value = args[++i];
+    return true;
+}
+
+bool parseType(const QString& text, int* type) {
+    bool ok = false;
+    const int value = text.toInt(&ok);
+    if (!ok || value < 0 || value > 3)
+        return false;
+    *type = value;
+    return true;
+}
+
+void writeStdout(const QString& text) {
+    const QByteArray utf8 = text.toUtf8();
+    std::fwrite(utf8.constData(), 1, size_t(utf8.size()), stdout);
+    std::fflush(stdout);
+}
+
+} // namespace
+
+namespace cli {
+
+int import(const QStringList& args) {
+    QStringList files;
+    QString outputPath;
+    CueSheetSettings settings;
+    settings.duplicate = false;
+    settings.midnight = false;
+    bool sort = false;
+    const TcCalculator tcc;
+
+    for (qsizetype i = 0; i < args.size(); ++i) {
+        const QString& arg = args[i];
+        QString value;
+        if (arg == QLatin1String("-h") || arg == QLatin1String("--help")) {
+            std::fputs(kImportUsage, stdout);
+            return 0;
+        } else if (arg == QLatin1String("-o")) {
+            if (!takeValue(args, i, &outputPath) || outputPath.isEmpty())
+                return fail(QStringLiteral("import: -o needs a file name"));
+        } else if (arg == QLatin1String("--tctype")) {
+            if (!takeValue(args, i, &value))
+                return fail(QStringLiteral("import: --tctype needs a value"));
+            if (!parseType(value, &settings.tctype))
+                return fail(QStringLiteral("import: bad --tctype '%1' (0 to 3)").arg(value));
+        } else if (arg == QLatin1String("--start")) {
+            if (!takeValue(args, i, &value))
+                return fail(QStringLiteral("import: --start needs a timecode"));
+            if (!tcc.isTc(value))
+                return fail(QStringLiteral("import: bad --start '%1' (HH:MM:SS:FF)").arg(value));
+            settings.start = value;
+        } else if (arg == QLatin1String("--text")) {
+            settings.text = true;
+        } else if (arg == QLatin1String("--no-text")) {
+            settings.text = false;
+        } else if (arg == QLatin1String("--cue-id")) {
+            settings.cueId = true;
+        } else if (arg == QLatin1String("--no-cue-id")) {
+            settings.cueId = false;
+        } else if (arg == QLatin1String("--pulldown")) {
+            settings.pulldown = true;
+        } else if (arg == QLatin1String("--no-pulldown")) {
+            settings.pulldown = false;
+        } else if (arg == QLatin1String("--sort")) {
+            sort = true;
+        } else if (arg == QLatin1String("--duplicates")) {
+            settings.duplicate = true;
+        } else if (arg == QLatin1String("--midnight")) {
+            settings.midnight = true;
+        } else if (arg.startsWith(u'-') && arg.size() > 1) {
+            return fail(QStringLiteral("import: unknown option '%1'").arg(arg));
+        } else {
+            files.append(arg);
+        }
+    }
+    if (files.isEmpty()) {
+        std::fputs(kImportUsage, stderr);
+        return fail(QStringLiteral("import: no input files"));
+    }
+
+    // Every file is read before anything is written, so a bad one leaves no
+    // half-made sheet behind.
+    QStringList texts;
+    for (const QString& path : files) {
+        if (QFileInfo(path).suffix().compare(QLatin1String("pdf"), Qt::CaseInsensitive) == 0)
+            return fail(QStringLiteral("import: %1: PDF import not available yet").arg(path));
+        if (!QFileInfo(path).isFile())
+            return fail(QStringLiteral("import: %1: no such file").arg(path));
+        const std::optional<QString> text = CueListImporter::readTextFile(path);
+        if (!text)
+            return fail(QStringLiteral("import: %1: cannot be read as UTF-8 text").arg(path));
+        texts.append(*text);
+    }
+
+    CueSheet sheet;
+    sheet.settings() = settings;
+    CueListImporter importer(sheet);
+    for (const QString& text : texts)
+        importer.paste(text);
+    if (sort)
+        sheet.OnSort();
+    const QString output = sheet.stringFromCueTable();
+
+    if (outputPath.isEmpty()) {
+        writeStdout(output);
+        return 0;
+    }
+    QSaveFile file(outputPath);
+    if (!file.open(QIODevice::WriteOnly))
+        return fail(
+            QStringLiteral("import: cannot write %1: %2").arg(outputPath, file.errorString()));
+    file.write(output.toUtf8());
+    if (!file.commit())
+        return fail(
+            QStringLiteral("import: cannot write %1: %2").arg(outputPath, file.errorString()));
+    return 0;
+}
+
+int tc(const QStringList& args) {
+    const TcCalculator tcc;
+    int type = 3;
+    QStringList words;
+    for (qsizetype i = 0; i < args.size(); ++i) {
+        const QString& arg = args[i];
+        QString value;
+        if (arg == QLatin1String("-h") || arg == QLatin1String("--help")) {
+            std::fputs(kTcUsage, stdout);
+            return 0;
+        } else if (arg == QLatin1String("--type")) {
+            if (!takeValue(args, i, &value))
+                return fail(QStringLiteral("tc: --type needs a value"));
+            if (!parseType(value, &type))
+                return fail(QStringLiteral("tc: bad --type '%1' (0 to 3)").arg(value));
+        } else if (arg.startsWith(QLatin1String("--"))) {
+            return fail(QStringLiteral("tc: unknown option '%1'").arg(arg));
+        } else {
+            words.append(arg); // "-5" is a frame count, not an option
+        }
+    }
+    if (words.isEmpty()) {
+        std::fputs(kTcUsage, stderr);
+        return fail(QStringLiteral("tc: missing command"));
+    }
+    const QString command = words.takeFirst();
+    auto checkTc = [&](const QString& text) { return tcc.isTc(text); };
+    auto badTc = [](const QString& text) {
+        return fail(QStringLiteral("tc: bad timecode '%1' (HH:MM:SS:FF)").arg(text));
+    };
+    auto wrongCount = [&](int expected) {
+        std::fputs(kTcUsage, stderr);
+        return fail(QStringLiteral("tc %1: expects %2 argument(s)").arg(command).arg(expected));
+    };
+
+    if (command == QLatin1String("frames")) {
+        if (words.size() != 1)
+            return wrongCount(1);
+        if (!checkTc(words[0]))
+            return badTc(words[0]);
+        std::printf("%d\n", tcc.tcToBinary(words[0], type));
+    } else if (command == QLatin1String("timecode")) {
+        if (words.size() != 1)
+            return wrongCount(1);
+        bool ok = false;
+        const int frames = words[0].toInt(&ok);
+        if (!ok)
+            return fail(QStringLiteral("tc: bad frame count '%1'").arg(words[0]));
+        std::printf("%s\n", qPrintable(tcc.binaryToTc(frames, type)));
+    } else if (command == QLatin1String("subtract") || command == QLatin1String("compare")) {
+        if (words.size() != 2)
+            return wrongCount(2);
+        for (const QString& word : words) {
+            if (!checkTc(word))
+                return badTc(word);
+        }
+        if (command == QLatin1String("subtract"))
+            std::printf("%s\n", qPrintable(tcc.subtractTc(words[1], words[0], type)));
+        else
+            std::printf("%d\n", tcc.compareTc(words[0], words[1], type));
+    } else {
+        std::fputs(kTcUsage, stderr);
+        return fail(QStringLiteral("tc: unknown command '%1'").arg(command));
+    }
+    return 0;
+}
+
+} // namespace cli

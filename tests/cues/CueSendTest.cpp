@@ -1,0 +1,211 @@
+// The cue sheet's sends, end to end: the real link thread on a pseudo-terminal
+// against the simulated unit, which records commands, triggers and texts.
+#include "CueTestSupport.h"
+#include "cues/CueSheet.h"
+#include "link/ComThread.h"
+#include "link/MsgClass.h"
+#include "panel/Commands.h"
+#include "sim/SimulatedUnit.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QObject>
+#include <QThread>
+#include <functional>
+#include <gtest/gtest.h>
+#include <memory>
+
+namespace {
+
+// Receives the unit's replies on the main thread and drops them.
+class LinkOwner : public QObject {
+    Q_OBJECT
+public:
+    Q_INVOKABLE void threadHasMsg(MsgClass chunk) { received.append(chunk.buffer()); }
+
+    QByteArray received;
+};
+
+bool waitFor(const std::function<bool()>& done, int timeoutMs = 5000) {
+    QElapsedTimer timer;
+    timer.start();
+    while (!done()) {
+        if (timer.elapsed() > timeoutMs)
+            return false;
+        QCoreApplication::processEvents();
+        QThread::msleep(1);
+    }
+    return true;
+}
+
+QByteArray mtc(int type, int hours, int minutes, int seconds, int frames) {
+    const char bytes[4] = {char((type << 5) | hours), char(minutes), char(seconds), char(frames)};
+    return QByteArray(bytes, 4);
+}
+
+class CueSend : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        s_sim = std::make_unique<SimulatedUnit>();
+        ASSERT_TRUE(s_sim->start());
+        s_owner = std::make_unique<LinkOwner>();
+        s_link = std::make_unique<ComThread>();
+        s_link->setDriverCheckEnabled(false);
+        s_link->setPort(s_sim->ptyPath());
+        ASSERT_EQ(s_link->openUsbSerial(), 0);
+        s_link->startThread(s_owner.get());
+    }
+    static void TearDownTestSuite() {
+        s_link.reset();
+        s_owner.reset();
+        s_sim.reset();
+    }
+
+    void SetUp() override {
+        ASSERT_TRUE(s_sim && s_link);
+        sync();
+        s_sim->clearRecord();
+        m_sheet.setComThread(s_link.get());
+    }
+
+    // Everything sent so far has reached the unit once its answer to a
+    // marker command, sent last, has come back.
+    void sync() {
+        const int before = int(s_sim->commandLines().size());
+        s_link->sendString(cmd::ping());
+        ASSERT_TRUE(waitFor([&] {
+            const QStringList lines = s_sim->commandLines();
+            return lines.size() > before && lines.last() == QLatin1String("ping");
+        }));
+        ASSERT_TRUE(waitFor([] { return s_link->txCount() == 0; }));
+    }
+    QStringList commandsBeforeSync() {
+        QStringList lines = s_sim->commandLines();
+        lines.removeAll(QStringLiteral("ping"));
+        return lines;
+    }
+
+    static std::unique_ptr<SimulatedUnit> s_sim;
+    static std::unique_ptr<LinkOwner> s_owner;
+    static std::unique_ptr<ComThread> s_link;
+    CueSheet m_sheet;
+};
+
+std::unique_ptr<SimulatedUnit> CueSend::s_sim;
+std::unique_ptr<LinkOwner> CueSend::s_owner;
+std::unique_ptr<ComThread> CueSend::s_link;
+
+TEST_F(CueSend, InOutListStopsAtTheFirstUnusableInTime) {
+    m_sheet.addObject(cueRow("1", "01:00:00:00", "01:00:05:00", "a", ""));
+    m_sheet.addObject(cueRow("2", "01001000", "", "b", ""));        // entry form, no out
+    m_sheet.addObject(cueRow("3", "01:00:12:00", "soon", "c", "")); // unusable out time
+    m_sheet.addObject(cueRow("4", "", "01:00:30:00", "d", ""));     // no in time: the end
+    m_sheet.addObject(cueRow("5", "01:00:40:00", "01:00:41:00", "e", ""));
+    EXPECT_EQ(m_sheet.onTxInOuts(), 3);
+    EXPECT_EQ(m_sheet.inOutPairsSent(), 3);
+    sync();
+    EXPECT_EQ(commandsBeforeSync(), (QStringList{"h 0", "f 01:00:00:00 01:00:05:00",
+                                                 "f 01:00:10:00 ", "f 01:00:12:00 "}));
+    // The unit reports how many pairs it received once the list has stopped.
+    s_owner->received.clear();
+    EXPECT_TRUE(waitFor([] { return s_owner->received.contains("h 3"); }, 3000));
+    EXPECT_EQ(s_sim->inOutCount(), 3);
+}
+
+TEST_F(CueSend, SelectedCueTextAndClear) {
+    m_sheet.addObject(cueRow("12", "01:00:00:00", "", "Hello", ""));
+    m_sheet.addObject(cueRow("13", "01:00:01:00", "", "Caf\xc3\xa9", ""));
+    m_sheet.tableViewSelectionDidChange(1);
+    m_sheet.settings().cueId = false;
+    m_sheet.sendCueItemText(m_sheet.rows()[0]);
+    m_sheet.tableViewSelectionDidChange(-1); // nothing selected: nothing sent
+    m_sheet.onClearText();
+    sync();
+    EXPECT_EQ(commandsBeforeSync(),
+              (QStringList{QString::fromUtf8("s 13\\nCaf\xc3\xa9"), "s Hello", "V"}));
+}
+
+TEST_F(CueSend, TriggerThenTextAsSystemExclusive) {
+    const QString longText(300, u'x');
+    m_sheet.addObject(cueRow("12", "01:00:00:00", "", "Hello", ""));
+    m_sheet.addObject(cueRow("", "01:00:00:00", "", qPrintable(longText), ""));
+    m_sheet.addObject(cueRow("\xce\xa9", "01:00:00:00", "", "Omega", "")); // not Latin-1
+    for (const CueItem& row : m_sheet.rows())
+        m_sheet.sendTriggerAndText(row, 64);
+    sync();
+    ASSERT_EQ(s_sim->triggers().size(), 3);
+    for (const auto& trigger : s_sim->triggers()) {
+        EXPECT_EQ(trigger.note, 0x77);
+        EXPECT_EQ(trigger.velocity, 64);
+    }
+    // The 7/8 coding carries at most 217 bytes of the command.
+    EXPECT_EQ(
+        s_sim->sysexTexts(),
+        (QStringList{"s 12\\nHello", (QStringLiteral("s \\n") + longText).left(217), QString()}));
+}
+
+TEST_F(CueSend, TimecodeFiresOnTheExactFrameOnly) {
+    const struct {
+        const char* name;
+        int type;
+        const char* cueIn;
+        int hours, minutes, seconds, frames; // the cue's in time less the lead
+    } cases[] = {
+        {"30 fps, lead 60", 3, "01:00:10:00", 1, 0, 8, 0},
+        {"24 fps, lead 48", 0, "01:00:10:00", 1, 0, 8, 0},
+        {"drop frame across a minute", 2, "00:01:00:04", 0, 0, 58, 2},
+    };
+    for (const auto& c : cases) {
+        s_sim->clearRecord();
+        CueSheet sheet;
+        sheet.setComThread(s_link.get());
+        sheet.addObject(cueRow("1", "00:00:01:00", "", "earlier", ""));
+        sheet.addObject(cueRow("2", c.cueIn, "", "fire", ""));
+        sheet.mtcEvent(mtc(c.type, c.hours, c.minutes, c.seconds, c.frames - 1));
+        sheet.mtcEvent(mtc(c.type, c.hours, c.minutes, c.seconds, c.frames + 1));
+        sync();
+        EXPECT_TRUE(s_sim->triggers().isEmpty()) << c.name;
+        sheet.mtcEvent(mtc(c.type, c.hours, c.minutes, c.seconds, c.frames));
+        EXPECT_EQ(sheet.selectionIndex(), 1) << c.name;
+        sync();
+        EXPECT_EQ(s_sim->triggers().size(), 1) << c.name;
+        EXPECT_EQ(s_sim->sysexTexts(), QStringList{"s 2\\nfire"}) << c.name;
+    }
+}
+
+TEST_F(CueSend, AtMostFourRowsFireTogether) {
+    for (int i = 0; i < 5; ++i)
+        m_sheet.addObject(cueRow(qPrintable(QString::number(i)), "01:00:10:00", "", "same", ""));
+    m_sheet.settings().text = false;
+    m_sheet.mtcEvent(mtc(3, 1, 0, 8, 0));
+    sync();
+    EXPECT_EQ(s_sim->triggers().size(), 4);
+    EXPECT_EQ(s_sim->sysexTexts(), (QStringList{"s 0", "s 1", "s 2", "s 3"}));
+}
+
+struct SysexCase {
+    const char* name;
+    QString command;
+    QByteArray frame;
+};
+
+TEST(CueSheetSysex, FrameBytes) {
+    const SysexCase cases[] = {
+        {"short ASCII", QStringLiteral("s A"), QByteArray::fromHex("f0200173204100f7")},
+        // 0xE9 goes out as 0x69 with bit 2 set in the group's high-bit byte
+        {"Latin-1", QString::fromUtf8("s \xc3\xa9"), QByteArray::fromHex("f0200173206904f7")},
+        {"seven bytes fill one group", QStringLiteral("s 12345"),
+         QByteArray::fromHex("f020017320313233343500f7")},
+        {"eight bytes start a second group", QStringLiteral("s 123456"),
+         QByteArray::fromHex("f02001732031323334350036"
+                             "00f7")},
+        {"not Latin-1: no payload", QString::fromUtf8("s \xce\xa9"),
+         QByteArray::fromHex("f02001f7")},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(CueSheet::textSysex(c.command).toHex(' '), c.frame.toHex(' ')) << c.name;
+}
+
+} // namespace
+
+#include "CueSendTest.moc"
