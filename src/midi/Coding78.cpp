@@ -6,35 +6,37 @@ namespace coding78 {
 
 QByteArray encode78(const QByteArray& data) {
     const int n = std::min<int>(int(data.size()), kMaxInputBytes);
-    QByteArray out;
-    out.reserve(n + (n + 6) / 7);
+    QByteArray out(n + (n + 6) / 7, Qt::Uninitialized);
+    const auto* in = reinterpret_cast<const unsigned char*>(data.constData());
+    char* o = out.data();
     for (int start = 0; start < n; start += 7) {
         const int groupEnd = std::min(start + 7, n);
         unsigned char highBits = 0;
         for (int i = start; i < groupEnd; ++i) {
-            const auto byte = static_cast<unsigned char>(data[i]);
-            out.append(char(byte & 0x7f));
-            if (byte & 0x80)
+            *o++ = char(in[i] & 0x7f);
+            if (in[i] & 0x80)
                 highBits |= static_cast<unsigned char>(1u << (i - start));
         }
-        out.append(char(highBits));
+        *o++ = char(highBits);
     }
     return out;
 }
 
 QByteArray decode78(const QByteArray& data) {
-    QByteArray out;
     const int n = int(data.size());
-    out.reserve(n);
+    const auto* in = reinterpret_cast<const unsigned char*>(data.constData());
+    // Every block of up to 8 bytes gives one byte fewer.
+    QByteArray out(n - (n + 7) / 8, Qt::Uninitialized);
+    char* o = out.data();
     for (int start = 0; start < n; start += 8) {
         const int blockEnd = std::min(start + 8, n); // one past the high-bit byte
-        auto highBits = static_cast<unsigned char>(data[blockEnd - 1]);
+        unsigned char highBits = in[blockEnd - 1];
         for (int i = start; i < blockEnd - 1; ++i) {
-            auto byte = static_cast<unsigned char>(data[i]);
+            unsigned char byte = in[i];
             if (highBits & 1)
                 byte |= 0x80;
             highBits >>= 1;
-            out.append(char(byte));
+            *o++ = char(byte);
         }
     }
     return out;

@@ -1,0 +1,492 @@
+#include "midi/MidiTrack.h"
+
+#include "midi/Coding78.h"
+
+#include <QFile>
+#include <QSaveFile>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+std::uint32_t readBigEndian32(const unsigned char* p) {
+    return (std::uint32_t(p[0]) << 24) | (std::uint32_t(p[1]) << 16) | (std::uint32_t(p[2]) << 8) |
+           std::uint32_t(p[3]);
+}
+
+// Reads a variable-length quantity that must end before end. The value keeps
+// the low 32 bits of an over-long quantity.
+bool readVarLen(const unsigned char* bytes, qsizetype& pos, qsizetype end, std::uint32_t& value) {
+    value = 0;
+    while (pos < end) {
+        const unsigned char byte = bytes[pos++];
+        value = (value << 7) | (byte & 0x7Fu);
+        if (!(byte & 0x80))
+            return true;
+    }
+    return false;
+}
+
+// Latin-1 bytes of text, or nothing when a character has no Latin-1 form.
+QByteArray latin1OrEmpty(const QString& text) {
+    for (const QChar c : text) {
+        if (c.unicode() > 0xFF)
+            return {};
+    }
+    return text.toLatin1();
+}
+
+// Leading private-use symbols left by some importers are not sent.
+QString withoutLeadingSymbols(const QString& text) {
+    qsizetype i = 0;
+    while (i < text.size() && text.at(i).unicode() > 0xF000)
+        ++i;
+    return text.mid(i);
+}
+
+// double to int as a C cast does, but defined for every input: out-of-range
+// values saturate and NaN reads as 0.
+int truncatedInt(double value) {
+    if (std::isnan(value))
+        return 0;
+    if (value >= 2147483647.0)
+        return 2147483647;
+    if (value <= -2147483648.0)
+        return -2147483647 - 1;
+    return static_cast<int>(value);
+}
+
+void appendBigEndian(QByteArray& data, std::uint32_t value, int bytes) {
+    for (int i = bytes - 1; i >= 0; --i)
+        data.append(char((value >> (8 * i)) & 0xFF));
+}
+
+int hexDigitValue(QChar c) {
+    const char16_t u = c.unicode();
+    if (u >= u'0' && u <= u'9')
+        return u - u'0';
+    if (u >= u'a' && u <= u'f')
+        return u - u'a' + 10;
+    if (u >= u'A' && u <= u'F')
+        return u - u'A' + 10;
+    return -1;
+}
+
+// Reads the next hexadecimal number (leading blanks skipped, an optional
+// "0x"); false when none follows.
+bool scanHexNumber(const QString& text, qsizetype& pos, std::uint32_t& value) {
+    qsizetype p = pos;
+    while (p < text.size() && text.at(p).isSpace())
+        ++p;
+    auto isDigit = [&](qsizetype i) { return i < text.size() && hexDigitValue(text.at(i)) >= 0; };
+    if (p + 2 < text.size() && text.at(p) == u'0' &&
+        (text.at(p + 1) == u'x' || text.at(p + 1) == u'X') && isDigit(p + 2))
+        p += 2;
+    if (!isDigit(p))
+        return false;
+    std::uint32_t v = 0;
+    for (; isDigit(p); ++p)
+        v = (v << 4) | std::uint32_t(hexDigitValue(text.at(p)));
+    value = v;
+    pos = p;
+    return true;
+}
+
+constexpr int kFileReserveBytes = 0x100000;
+
+} // namespace
+
+MidiTrack::MidiTrack() = default;
+
+void MidiTrack::setLogSink(LogSink sink) {
+    m_logSink = std::move(sink);
+}
+
+void MidiTrack::emitLog(const QByteArray& text) {
+    if (m_logSink) {
+        m_logSink(text);
+        return;
+    }
+    std::fwrite(text.constData(), 1, size_t(text.size()), stdout);
+}
+
+void MidiTrack::log(const char* format, ...) {
+    char small[256];
+    va_list args;
+    va_start(args, format);
+    va_list again;
+    va_copy(again, args);
+    const int n = std::vsnprintf(small, sizeof small, format, args);
+    va_end(args);
+    if (n < 0) {
+        va_end(again);
+        return;
+    }
+    if (size_t(n) < sizeof small) {
+        va_end(again);
+        emitLog(QByteArray(small, n));
+        return;
+    }
+    QByteArray big(n, '\0');
+    std::vsnprintf(big.data(), size_t(n) + 1, format, again);
+    va_end(again);
+    emitLog(big);
+}
+
+int MidiTrack::ticksPerFrame(int tcType) {
+    switch (tcType) {
+    case 0:
+        return 800;
+    case 1:
+        return 768;
+    default:
+        return 640;
+    }
+}
+
+QByteArray MidiTrack::encode78(const QByteArray& data) {
+    return coding78::encode78(data);
+}
+
+QByteArray MidiTrack::decode78(const QByteArray& data) {
+    return coding78::decode78(data);
+}
+
+QString MidiTrack::cueItemText(const CueItem& item, bool textIncluded, bool cueIdIncluded) {
+    QString text;
+    if (cueIdIncluded) {
+        text = withoutLeadingSymbols(item.cueId);
+        if (textIncluded)
+            text += QStringLiteral("\\n"); // the unit's line-break escape
+    }
+    if (textIncluded)
+        text += withoutLeadingSymbols(item.cueText);
+    return text;
+}
+
+void MidiTrack::writeVarLenValue(QByteArray& data, int value) {
+    auto v = static_cast<std::uint32_t>(value);
+    unsigned char groups[4];
+    int n = 0;
+    groups[n++] = static_cast<unsigned char>(v & 0x7F);
+    v >>= 7;
+    while (v != 0 && n < 4) {
+        groups[n++] = static_cast<unsigned char>((v & 0x7F) | 0x80);
+        v >>= 7;
+    }
+    while (n > 0)
+        data.append(char(groups[--n]));
+}
+
+void MidiTrack::writeMetaDataString(QByteArray& data, int delta, int type, const QString& text) {
+    const auto count = text.size();
+    writeVarLenValue(data, delta);
+    data.append(char(0xFF));
+    data.append(char(type));
+    data.append(char(count));
+    // A UTF-8 form is never shorter than the UTF-16 character count.
+    data.append(text.toUtf8().left(count));
+}
+
+void MidiTrack::writeCue(QByteArray& data, int delta, const QString& text) {
+    writeVarLenValue(data, delta);
+    const char note[3] = {char(0x90), char(kCueNote), char(kCueVelocity)};
+    data.append(note, 3);
+    if (text.isEmpty())
+        return;
+    const QByteArray latin1 = latin1OrEmpty((QStringLiteral("s ") + text).left(kMaxCueTextChars));
+    const QByteArray coded = encode78(latin1);
+    const char start[4] = {'\0', char(0xF0), char(kSysexManufacturer), char(kSysexText)};
+    data.append(start, 2);
+    writeVarLenValue(data, int(coded.size()) + 3); // 20 01, the coded text, F7
+    data.append(start + 2, 2);
+    data.append(coded);
+    data.append(char(0xF7));
+}
+
+bool MidiTrack::writeFileAtomically(const QString& path, const QByteArray& bytes, QString* error) {
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit()) {
+        if (error)
+            *error = file.errorString();
+        return false;
+    }
+    return true;
+}
+
+void MidiTrack::decodeSysexData(const QByteArray& message) {
+    const auto* bytes = reinterpret_cast<const unsigned char*>(message.constData());
+    const qsizetype n = message.size();
+    log("system exclusive, size: %d mfg: %x\n", int(n), n > 0 ? unsigned(bytes[0]) : 0u);
+    if (n < 2 || bytes[0] != kSysexManufacturer || bytes[1] != kSysexText)
+        return;
+    // The body runs from byte 2 to the byte before the closing 0xF7.
+    const QByteArray decoded = decode78(n > 3 ? message.mid(2, n - 3) : QByteArray());
+    QByteArray dump;
+    for (qsizetype i = 0; i < decoded.size(); ++i) {
+        if (i % 16 == 0)
+            dump.append('\n');
+        char hex[4];
+        std::snprintf(hex, sizeof hex, "%02x ", unsigned(static_cast<unsigned char>(decoded[i])));
+        dump.append(hex, 3);
+    }
+    dump.append('\n');
+    emitLog(dump);
+    log("midi rx: %s\n", QString::fromLatin1(decoded).toUtf8().constData());
+}
+
+void MidiTrack::hexDump(const QByteArray& data) {
+    static const char kDigits[] = "0123456789abcdef";
+    const auto* bytes = reinterpret_cast<const unsigned char*>(data.constData());
+    const qsizetype n = data.size();
+    QByteArray out;
+    out.reserve(std::min<qsizetype>(n * 4 + n / 16 * 12 + 2, 0x10000 + 256));
+    char field[16];
+    for (qsizetype i = 0; i < n; ++i) {
+        if (i % 16 == 0) {
+            // Big files go out in pieces rather than as one block.
+            if (out.size() >= 0x10000) {
+                emitLog(out);
+                out.clear();
+            }
+            // The character column of a line is written when the next begins.
+            if (i > 0) {
+                for (qsizetype j = i - 16; j < i; ++j) {
+                    if (j % 16 == 8)
+                        out.append('\t');
+                    out.append(bytes[j] > 32 && bytes[j] < 127 ? char(bytes[j]) : '.');
+                }
+            }
+            const int len = std::snprintf(field, sizeof field, "\n%04x: ", unsigned(i));
+            out.append(field, len);
+        }
+        if (i % 16 == 8)
+            out.append('\t');
+        const char byteText[3] = {kDigits[bytes[i] >> 4], kDigits[bytes[i] & 0xF], ' '};
+        out.append(byteText, 3);
+    }
+    out.append('\n');
+    emitLog(out);
+}
+
+void MidiTrack::importMidi(const QByteArray& fileBytes) {
+    hexDump(fileBytes);
+    const auto* bytes = reinterpret_cast<const unsigned char*>(fileBytes.constData());
+    const qsizetype n = fileBytes.size();
+    qsizetype pos = 0;
+    while (n - pos >= 8) {
+        char id[5];
+        std::memcpy(id, bytes + pos, 4);
+        id[4] = '\0';
+        const std::uint32_t size = readBigEndian32(bytes + pos + 4);
+        log("chunk ID: %s size: %x\n", id, size);
+        const qsizetype body = pos + 8;
+        const qsizetype end = std::min<qsizetype>(n, body + qsizetype(size));
+        if (std::memcmp(id, "MThd", 4) == 0)
+            readHeaderChunk(bytes, body, end);
+        else if (std::memcmp(id, "MTrk", 4) == 0)
+            readTrackChunk(bytes, body, end);
+        pos = body + qsizetype(size);
+    }
+}
+
+bool MidiTrack::onImportMidi(const QString& path) {
+    QFile file(path);
+    QByteArray bytes;
+    const bool ok = file.open(QIODevice::ReadOnly);
+    if (ok)
+        bytes = file.readAll();
+    importMidi(bytes);
+    return ok;
+}
+
+void MidiTrack::readHeaderChunk(const unsigned char* bytes, qsizetype pos, qsizetype end) {
+    if (end - pos < 6)
+        return;
+    m_format = bytes[pos + 1];
+    m_numberOfTracks = bytes[pos + 3];
+    m_timeDivision = std::uint16_t((bytes[pos + 4] << 8) | bytes[pos + 5]);
+    log("format: %x tracks: %d timeDivision: %d\n", unsigned(m_format), int(m_numberOfTracks),
+        int(m_timeDivision));
+}
+
+void MidiTrack::readTrackChunk(const unsigned char* bytes, qsizetype pos, qsizetype end) {
+    while (pos < end) {
+        std::uint32_t deltaBits = 0;
+        if (!readVarLen(bytes, pos, end, deltaBits) || pos >= end)
+            return;
+        const int delta = static_cast<int>(deltaBits);
+        const unsigned char status = bytes[pos];
+        switch (status & 0xF0) {
+        case 0x90:
+            if (end - pos < 3)
+                return;
+            log("delta: %d note on: %d %d\n", delta, int(bytes[pos + 1]), int(bytes[pos + 2]));
+            pos += 3;
+            break;
+        case 0x80:
+        case 0xA0:
+        case 0xB0:
+        case 0xC0:
+        case 0xD0:
+        case 0xE0:
+            // Three bytes for every channel message, the two-byte program
+            // change and channel pressure included.
+            pos += 3;
+            break;
+        case 0xF0:
+            if (status == 0xF0) {
+                ++pos;
+                std::uint32_t length = 0;
+                if (!readVarLen(bytes, pos, end, length) || qsizetype(length) > end - pos)
+                    return;
+                decodeSysexData(
+                    QByteArray(reinterpret_cast<const char*>(bytes + pos), qsizetype(length)));
+                pos += qsizetype(length);
+            } else if (status == 0xFF) {
+                if (end - pos < 3)
+                    return;
+                const int type = bytes[pos + 1];
+                const qsizetype length = bytes[pos + 2];
+                pos += 3;
+                if (length > end - pos)
+                    return;
+                const unsigned char* meta = bytes + pos;
+                if (type == 0) {
+                    const int number =
+                        length >= 2 ? (meta[0] << 8) | meta[1] : (length == 1 ? meta[0] : 0);
+                    log("meta event, delta: %d sequence number: %d\n", delta, number);
+                } else if (type >= 1 && type <= 7) {
+                    const QByteArray text(reinterpret_cast<const char*>(meta), length);
+                    log("meta event, delta: %d type: %d string: %s\n", delta, type,
+                        text.constData());
+                } else {
+                    log("meta event, delta: %d type: %d\n", delta, type);
+                    if (type == 0x54 && length >= 5) {
+                        log("smpte offset: %02d:%02d:%02d:%02d:%02d fps: %d\n", meta[0] & 0x1F,
+                            int(meta[1]), int(meta[2]), int(meta[3]), int(meta[4]), meta[0] >> 5);
+                    } else if (type == 0x51 && length >= 3) {
+                        const int tempoUs = (meta[0] << 16) | (meta[1] << 8) | meta[2];
+                        if (tempoUs != 0) {
+                            log("microseconds per quarter note: %d beats per minute: %d\n", tempoUs,
+                                int(std::lround(60000000.0 / tempoUs)));
+                        }
+                    }
+                }
+                pos += length;
+            } else {
+                return; // no other system messages in a cue track
+            }
+            break;
+        default:
+            return; // a data byte: running status is not supported
+        }
+    }
+}
+
+QByteArray MidiTrack::trackStart(int hourByte, int minutes, int seconds, int frames,
+                                 int fractionalFrames, int tempoUs, const QString& trackName,
+                                 const QString& lyric) {
+    QByteArray track;
+    track.reserve(kFileReserveBytes);
+    track.append("MTrk");
+    appendBigEndian(track, 0, 4); // length, filled in at the end
+    track.append(QByteArray::fromHex("00ff5405"));
+    track.append(char(hourByte));
+    track.append(char(minutes));
+    track.append(char(seconds));
+    track.append(char(frames));
+    track.append(char(fractionalFrames));
+    track.append(QByteArray::fromHex("00ff5103"));
+    appendBigEndian(track, std::uint32_t(tempoUs), 3);
+    writeMetaDataString(track, 0, 3, trackName);
+    writeMetaDataString(track, 0, 4, QStringLiteral("QZ-62"));
+    writeMetaDataString(track, 0, 5, lyric);
+    return track;
+}
+
+QByteArray MidiTrack::fileWithTrack(QByteArray& track) {
+    track.append(QByteArray::fromHex("00ff2f00"));
+    const auto length = std::uint32_t(track.size() - 8);
+    for (int i = 0; i < 4; ++i)
+        track[4 + i] = char((length >> (8 * (3 - i))) & 0xFF);
+    // Format 1, one track, 9600 ticks per quarter note.
+    QByteArray file = "MThd" + QByteArray::fromHex("00000006 0001 0001 2580");
+    file.append(track);
+    return file;
+}
+
+QByteArray MidiTrack::exportMidi(const QList<CueItem>& cues, const QString& start, int tcType,
+                                 double offsetSeconds, bool textIncluded, bool pulldown,
+                                 bool cueIdIncluded) {
+    if (cues.isEmpty() || tcType < 0 || tcType > 3)
+        return {};
+    const int ticksFrame = ticksPerFrame(tcType);
+
+    // The streamer offset becomes the track's SMPTE offset: whole frames as
+    // a timecode, hundredths of a frame in the last byte.
+    const double offsetFrames = offsetSeconds * kTicksPerSecond / ticksFrame;
+    const QString offsetTc = m_tcc.binaryToTc(truncatedInt(offsetFrames), tcType);
+    log("MIDI offset: %s\n", offsetTc.toUtf8().constData());
+    int fractionalFrames = truncatedInt(offsetFrames * 100) % 100;
+    if (fractionalFrames < 0)
+        fractionalFrames += 100;
+    const int hourByte = (offsetTc.mid(0, 2).toInt() & 0x1F) | (tcType << 5);
+
+    const QString startTc = m_tcc.isTc(start) ? start : QStringLiteral("00:00:00:00");
+    QByteArray track =
+        trackStart(hourByte, offsetTc.mid(3, 2).toInt(), offsetTc.mid(6, 2).toInt(),
+                   offsetTc.mid(9, 2).toInt(), fractionalFrames,
+                   pulldown ? kPulldownTempoUs : kTempoUs, QStringLiteral("Cue track"), startTc);
+
+    // Cues go out in the order given; one earlier than the one before (or
+    // than the start) gives a negative delta, written as it is.
+    int previous = ticksFrame * m_tcc.tcToBinary(startTc, tcType);
+    for (const CueItem& cue : cues) {
+        const int now = ticksFrame * m_tcc.tcToBinary(cue.getCueIn(), tcType);
+        const int delta = now - previous;
+        previous = now;
+        writeCue(track, delta, cueItemText(cue, textIncluded, cueIdIncluded));
+        writeVarLenValue(track, kNoteLengthTicks);
+        track.append(char(0x90));
+        track.append(char(kCueNote));
+        track.append('\0');
+        previous += kNoteLengthTicks;
+    }
+    return fileWithTrack(track);
+}
+
+bool MidiTrack::onExportMidi(const QString& path, const QList<CueItem>& cues, const QString& start,
+                             int tcType, double offsetSeconds, bool textIncluded, bool pulldown,
+                             bool cueIdIncluded, QString* error) {
+    const QByteArray bytes =
+        exportMidi(cues, start, tcType, offsetSeconds, textIncluded, pulldown, cueIdIncluded);
+    if (bytes.isEmpty()) {
+        if (error)
+            *error = QStringLiteral("nothing to export");
+        return false;
+    }
+    return writeFileAtomically(path, bytes, error);
+}
+
+QByteArray MidiTrack::exportMidiSysex(const QString& hexText) {
+    constexpr int kTcType = 3;
+    const QString offsetTc = m_tcc.binaryToTc(0, kTcType);
+    log("MIDI offset: %s\n", offsetTc.toUtf8().constData());
+    QByteArray track = trackStart(kTcType << 5, 0, 0, 0, 0, kTempoUs, QStringLiteral("sysex track"),
+                                  QStringLiteral("00:00:00:00"));
+    track.append('\0');
+    qsizetype pos = 0;
+    std::uint32_t value = 0;
+    while (scanHexNumber(hexText, pos, value))
+        track.append(char(value & 0xFF));
+    return fileWithTrack(track);
+}
+
+bool MidiTrack::onExportMidiSysex(const QString& path, const QString& hexText, QString* error) {
+    return writeFileAtomically(path, exportMidiSysex(hexText), error);
+}

@@ -1,0 +1,120 @@
+#pragma once
+
+#include "cues/CueItem.h"
+#include "cues/TcCalculator.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+
+#include <cstdint>
+#include <functional>
+
+// Standard MIDI Files for cue sheets. A cue sheet becomes a format-1 file
+// with one track in which every cue is a Note On (channel 1, note 119,
+// velocity 64) followed by a system-exclusive message carrying the cue's text
+// in 7/8 coding, placed at the cue's time relative to a start timecode. The
+// reader logs a file's chunks and events for inspection; nothing it reads
+// changes anything.
+//
+// Diagnostics (the reader's log, the export's "MIDI offset" line) go to
+// standard output unless another sink is set.
+class MidiTrack {
+public:
+    static constexpr int kTicksPerQuarterNote = 9600;
+    static constexpr int kTicksPerSecond = 19200; // two quarter notes a second
+    static constexpr int kTempoUs = 500000;
+    static constexpr int kPulldownTempoUs = 500500;
+    static constexpr int kCueNote = 0x77;
+    static constexpr int kCueVelocity = 0x40;
+    // The note end follows every cue by 800 ticks whatever the frame rate.
+    static constexpr int kNoteLengthTicks = 800;
+    // Longest cue text carried, the leading "s " included.
+    static constexpr int kMaxCueTextChars = 217;
+    static constexpr int kSysexManufacturer = 0x20;
+    static constexpr int kSysexText = 0x01;
+
+    using LogSink = std::function<void(const QByteArray& text)>;
+
+    MidiTrack();
+
+    // Where diagnostics go; an empty sink restores standard output.
+    void setLogSink(LogSink sink);
+
+    // Ticks per frame by timecode type: 24 fps 800, 25 fps 768, 30 fps 640.
+    static int ticksPerFrame(int tcType);
+
+    // The cue file's bytes. Cues are written in the order given (sort them
+    // first); a start that is not a valid timecode counts as 00:00:00:00; the
+    // offset in seconds becomes the file's SMPTE offset. Logs
+    // "MIDI offset: HH:MM:SS:FF". Returns nothing for an empty list or a
+    // timecode type other than 0 to 3.
+    QByteArray exportMidi(const QList<CueItem>& cues, const QString& start, int tcType,
+                          double offsetSeconds, bool textIncluded, bool pulldown,
+                          bool cueIdIncluded);
+    // exportMidi() written atomically to path. False (and the file left as
+    // it was) when there is nothing to write or the write fails.
+    bool onExportMidi(const QString& path, const QList<CueItem>& cues, const QString& start,
+                      int tcType, double offsetSeconds, bool textIncluded, bool pulldown,
+                      bool cueIdIncluded, QString* error = nullptr);
+
+    // A one-event file whose event is the bytes given as hexadecimal numbers
+    // ("f0 20 01 ... f7"); the text must hold the complete event. Reading
+    // stops at the first thing that is not a hexadecimal number.
+    QByteArray exportMidiSysex(const QString& hexText);
+    bool onExportMidiSysex(const QString& path, const QString& hexText, QString* error = nullptr);
+
+    // Logs a file's bytes: hex dump, chunks, header, track events. Reads
+    // never leave the file or the chunk they belong to: an event that would
+    // ends its chunk.
+    void importMidi(const QByteArray& fileBytes);
+    // Reads the file and logs it; a file that cannot be read logs an empty
+    // dump and returns false.
+    bool onImportMidi(const QString& path);
+
+    static QByteArray encode78(const QByteArray& data);
+    static QByteArray decode78(const QByteArray& data);
+
+    // Logs one system-exclusive message from the unit (without the 0xF0).
+    void decodeSysexData(const QByteArray& message);
+
+    // The text carried for a cue: the identifier (with "\n" escape before
+    // the text when both are included) and the text, leading private-use
+    // symbols (above U+F000) removed, nothing trimmed.
+    static QString cueItemText(const CueItem& item, bool textIncluded, bool cueIdIncluded);
+
+    // Variable-length quantity, at most 4 groups: values of 2^28 and more
+    // lose their high bits, a negative value is written as its 32-bit pattern.
+    static void writeVarLenValue(QByteArray& data, int value);
+    // Meta event whose length byte is the string's character count; exact
+    // only for ASCII text shorter than 128 characters.
+    static void writeMetaDataString(QByteArray& data, int delta, int type, const QString& text);
+    // Cue note and, for a non-empty text, the text message.
+    static void writeCue(QByteArray& data, int delta, const QString& text);
+
+    // Filled by the reader from the last header chunk read.
+    std::uint16_t format() const { return m_format; }
+    std::uint16_t numberOfTracks() const { return m_numberOfTracks; }
+    std::uint16_t timeDivision() const { return m_timeDivision; }
+
+    // Writes bytes to path through a temporary file renamed into place.
+    static bool writeFileAtomically(const QString& path, const QByteArray& bytes,
+                                    QString* error = nullptr);
+
+private:
+    void log(const char* format, ...) __attribute__((format(printf, 2, 3)));
+    void emitLog(const QByteArray& text);
+    static QByteArray trackStart(int hourByte, int minutes, int seconds, int frames,
+                                 int fractionalFrames, int tempoUs, const QString& trackName,
+                                 const QString& lyric);
+    static QByteArray fileWithTrack(QByteArray& track);
+    void hexDump(const QByteArray& data);
+    void readHeaderChunk(const unsigned char* bytes, qsizetype pos, qsizetype end);
+    void readTrackChunk(const unsigned char* bytes, qsizetype pos, qsizetype end);
+
+    TcCalculator m_tcc;
+    LogSink m_logSink;
+    std::uint16_t m_format = 0;
+    std::uint16_t m_numberOfTracks = 0;
+    std::uint16_t m_timeDivision = 0;
+};

@@ -1,0 +1,240 @@
+// The cue file as written, as a sequencer library reads it, and through qz62ctl.
+#include "midi/MidiTrack.h"
+
+#include "support/FilesAndTools.h"
+
+#include <QDir>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace testsupport;
+
+QByteArray hex(const char* text) {
+    return QByteArray::fromHex(text);
+}
+
+CueItem cue(const QString& in, const QString& text, const QString& id = "-") {
+    CueItem item;
+    item.cueId = id;
+    item.cueIn = in;
+    item.cueText = text;
+    return item;
+}
+
+// The file's bytes, with the "MIDI offset" line in log.
+QByteArray exportCues(const QList<CueItem>& cues, const QString& start, int type, double offset,
+                      bool text, bool pulldown, bool cueId, QByteArray* log = nullptr) {
+    MidiTrack track;
+    track.setLogSink([log](const QByteArray& t) {
+        if (log)
+            *log += t;
+    });
+    return track.exportMidi(cues, start, type, offset, text, pulldown, cueId);
+}
+
+const QByteArray kHead = hex("4d546864 00000006 0001 0001 2580");
+const QByteArray kNames =
+    hex("00ff0309") + "Cue track" + hex("00ff0405") + "QZ-62" + hex("00ff050b");
+
+TEST(MidiExportTest, WritesTheCueFileByteForByte) {
+    // 24 fps, 800 ticks a frame: a cue 1 s after the start is 19200 ticks
+    // (81 96 00) away. 0.5 s is 12 frames: 00:00:00:12, hour byte 0. Text
+    // only: "s Hi" = 73 20 48 69 and the high-bit byte 00.
+    QByteArray log;
+    QByteArray bytes =
+        exportCues({cue("01:00:01:00", "Hi")}, "01:00:00:00", 0, 0.5, true, false, false, &log);
+    EXPECT_EQ(log, "MIDI offset: 00:00:00:12\n");
+    EXPECT_EQ(bytes.toHex(),
+              (kHead + hex("4d54726b 0000004f 00ff5405 000000 0c00 00ff5103 07a120") + kNames +
+               "01:00:00:00" + hex("819600 907740 00f008 2001 7320486900 f7") +
+               hex("8620 907700 00ff2f00"))
+                  .toHex());
+
+    // 30 fps (640 ticks), pulldown tempo 500500 (07 A3 14), 15 frames with
+    // rate code 3 (hour byte 0x60). An invalid start counts as 00:00:00:00.
+    // Notes only. The second cue comes before the first note ends: 6400 -
+    // 20000 = -13600, the 32-bit pattern FFFFCAE0 in four groups FF FF 95 60.
+    bytes = exportCues({cue("00:00:01:00", "x"), cue("00000010", "y")}, "1:00:00:00", 3, 0.5, false,
+                       true, false, &log);
+    EXPECT_EQ(bytes.toHex(),
+              (kHead + hex("4d54726b 00000050 00ff5405 600000 0f00 00ff5103 07a314") + kNames +
+               "00:00:00:00" + hex("819600 907740 8620 907700") +
+               hex("ffff9560 907740 8620 907700 00ff2f00"))
+                  .toHex());
+
+    // Nothing for no cues or a timecode type the unit does not know.
+    EXPECT_TRUE(exportCues({}, "01:00:00:00", 3, 0, true, false, true).isEmpty());
+    EXPECT_TRUE(exportCues({cue("01:00:00:00", "x")}, "", 4, 0, true, false, true).isEmpty());
+
+    // The settings message file: the hex numbers up to the first non-number,
+    // each as its low byte (0x101 gives 01), no length inserted.
+    MidiTrack track;
+    track.setLogSink([](const QByteArray&) {});
+    EXPECT_EQ(track.exportMidiSysex(" f0 05 7e 7F 0x09 101 f7 zz 33").toHex(),
+              (kHead + hex("4d54726b 00000043 00ff5405 6000000000 00ff5103 07a120 00ff030b") +
+               "sysex track" + hex("00ff0405") + "QZ-62" + hex("00ff050b") + "00:00:00:00" +
+               hex("00 f0057e7f0901f7 00ff2f00"))
+                  .toHex());
+}
+
+TEST(MidiExportTest, WritesTheStreamerOffset) {
+    // -0.515625 s at 30 fps is -15.46875 frames: the day before, hundredths
+    // -46 shown as 54, hours 23 with rate code 3 (0x77).
+    const struct {
+        int type;
+        double seconds;
+        const char *timecode, *smpte;
+    } offsets[] = {{3, 0.5, "00:00:00:15", "6000000f00"},
+                   {1, 0.5, "00:00:00:12", "2000000c32"},
+                   {2, 0.5, "00:00:00:15", "4000000f00"},
+                   {0, 3725.25, "01:02:05:06", "0102050600"},
+                   {3, -0.515625, "23:59:59:15", "773b3b0f36"}};
+    for (const auto& c : offsets) {
+        QByteArray log;
+        const QByteArray bytes = exportCues({cue("01:00:01:00", "x")}, "01:00:00:00", c.type,
+                                            c.seconds, true, false, true, &log);
+        EXPECT_EQ(log, "MIDI offset: " + QByteArray(c.timecode) + "\n");
+        EXPECT_EQ(bytes.mid(22, 9).toHex(), "00ff5405" + QByteArray(c.smpte));
+    }
+}
+
+// What a sequencer sees, read by Debian's python3-mido with a 7/8 decoder
+// of its own: absolute ticks, tempo, the raw SMPTE offset, notes, texts.
+const char* kMidoScript = R"(
+import sys, mido
+f = mido.MidiFile(sys.argv[1])
+print('file', f.type, len(f.tracks), f.ticks_per_beat)
+tick = 0
+for m in f.tracks[0]:
+    tick += m.time
+    if m.type == 'smpte_offset':
+        b = m.bytes()[3:]
+        print('smpte', tick, b[0] >> 5, b[0] & 0x1f, b[1], b[2], b[3], b[4])
+    elif m.type == 'set_tempo':
+        print('tempo', tick, m.tempo)
+    elif m.type == 'note_on':
+        print('note', tick, m.channel, m.note, m.velocity)
+    elif m.type == 'sysex':
+        d, text = list(m.data), []
+        for s in range(2, len(d), 8):
+            block = d[s:s + 8]
+            text += [b | (0x80 if block[-1] >> i & 1 else 0) for i, b in enumerate(block[:-1])]
+        print('sysex', tick, d[0], d[1], bytes(text).decode('latin-1'))
+    else:
+        print(m.type, tick, getattr(m, 'name', getattr(m, 'text', '')))
+)";
+
+TEST(MidiExportTest, ASequencerReadsTheCues) {
+    QTemporaryDir dir;
+    const QString path = dir.filePath("cues.mid"), script = dir.filePath("read.py");
+    ASSERT_TRUE(writeFile(script, kMidoScript));
+    // 25 fps (768 ticks a frame) from 10:00:00:00: 50, 112 and 1500 frames.
+    // -2 s is -50 frames: 23:59:58:00 of the day before, rate code 1.
+    const QString longText = QStringLiteral("Caf\u00e9 ") + QString(250, u'z');
+    MidiTrack track;
+    track.setLogSink([](const QByteArray&) {});
+    ASSERT_TRUE(
+        track.onExportMidi(path,
+                           {cue("10:00:02:00", "First cue", "A1"),
+                            cue("10:00:04:12", longText, "A2"), cue("10:01:00:00", "", "A4")},
+                           "10:00:00:00", 1, -2.0, true, true, true));
+    const ToolOutput o = runTool("/usr/bin/python3", {script, path});
+    EXPECT_EQ(QString::fromUtf8(o.out).split('\n', Qt::SkipEmptyParts),
+              QStringList(
+                  {"file 1 1 9600", "smpte 0 1 23 59 58 0 0", "tempo 0 500500",
+                   "track_name 0 Cue track", "instrument_name 0 QZ-62", "lyrics 0 10:00:00:00",
+                   "note 38400 0 119 64", "sysex 38400 32 1 s A1\\nFirst cue", "note 39200 0 119 0",
+                   "note 86016 0 119 64", "sysex 86016 32 1 " + ("s A2\\n" + longText).left(217),
+                   "note 86816 0 119 0", "note 1152000 0 119 64", "sysex 1152000 32 1 s A4\\n",
+                   "note 1152800 0 119 0", "end_of_track 1152800 "}))
+        << o.err.toStdString();
+}
+
+const QByteArray kSheetHead = ";duplicate\t1\n;midnight\t1\n;text\t1\n;cueId\t0\n;pulldown\t0\n"
+                              ";start\t01:00:00:00\n;tctype\t0\n";
+
+TEST(MidiExportTest, CommandLineExportsTheSortedSheet) {
+    QTemporaryDir dir;
+    const QString sheet = dir.filePath("sheet.txt"), out = dir.filePath("cues.mid");
+    // The cue window sorts (dropping the second of equal times, moving
+    // evening cues first) before it exports; options override the header.
+    const struct {
+        QByteArray rows;
+        QStringList options;
+        QByteArray expected, log;
+    } cases[] = {
+        {"2\t01:00:05:00\t---\tWorld\t\n1\t01:00:01:00\t---\tHello\t\n1b\t01:00:01:00\t---\tx\t\n",
+         {},
+         exportCues({cue("01:00:01:00", "Hello"), cue("01:00:05:00", "World")}, "01:00:00:00", 0, 0,
+                    true, false, false),
+         "MIDI offset: 00:00:00:00\n"},
+        {";start\t23:58:00:00\n1\t00:00:10:00\t---\tafter\t\n2\t23:59:00:00\t---\tbefore\t\n",
+         {},
+         exportCues({cue("23:59:00:00", "before"), cue("00:00:10:00", "after")}, "23:58:00:00", 0,
+                    0, true, false, false),
+         "MIDI offset: 00:00:00:00\n"},
+        {"1\t01:00:01:00\t---\tHello\t\n",
+         {"--tctype", "3", "--start", "01:00:00:10", "--offset", "0.5", "--pulldown", "--no-text"},
+         exportCues({cue("01:00:01:00", "Hello")}, "01:00:00:10", 3, 0.5, false, true, false),
+         "MIDI offset: 00:00:00:15\n"}};
+    for (const auto& c : cases) {
+        ASSERT_TRUE(writeFile(sheet, kSheetHead + c.rows));
+        const ToolOutput o = qz62ctl(QStringList{"export-midi", sheet, "-o", out} + c.options);
+        EXPECT_EQ(o.exitCode, 0) << o.err.toStdString();
+        EXPECT_EQ(o.out, c.log);
+        EXPECT_EQ(readFile(out).toHex(), c.expected.toHex());
+    }
+    // dump-midi prints the reader's log.
+    QByteArray log;
+    MidiTrack reader;
+    reader.setLogSink([&log](const QByteArray& t) { log += t; });
+    reader.importMidi(readFile(out));
+    const ToolOutput dump = qz62ctl({"dump-midi", out});
+    EXPECT_EQ(dump.exitCode, 0);
+    EXPECT_EQ(dump.out, log);
+}
+
+TEST(MidiExportTest, CommandLineRefusesBadInputWithoutWriting) {
+    QTemporaryDir dir;
+    const QString sheet = dir.filePath("sheet.txt"), out = dir.filePath("cues.mid");
+    const QString missing = dir.filePath("missing.txt"), noDir = dir.filePath("no/dir/cues.mid");
+    const QByteArray good = kSheetHead + "1\t01:00:01:00\t---\tHello\t\n";
+    const struct {
+        QByteArray sheet;
+        QStringList args;
+        QString named; // what the one-line message names
+    } cases[] = {{good, {"--tctype", "5"}, "'5'"},
+                 {good, {"--tctype", "x"}, "'x'"},
+                 {good, {"--offset", "abc"}, "'abc'"},
+                 {good, {"--offset", "inf"}, "'inf'"},
+                 {good, {"--offset", "1e12"}, "'1e12'"},
+                 {good, {"--start", "1:00:00:00"}, "'1:00:00:00'"},
+                 {good, {"--start", "24:00:00:00"}, "'24:00:00:00'"},
+                 {good, {"--offset"}, "--offset"},
+                 {good, {"--loud"}, "'--loud'"},
+                 {kSheetHead, {}, "no cues"},
+                 {good, {"-o", noDir}, noDir},
+                 {good, {sheet}, "more than one"},
+                 {good, {"-o", out, missing}, "more than one"}};
+    for (const auto& c : cases) {
+        ASSERT_TRUE(writeFile(sheet, c.sheet));
+        ASSERT_TRUE(writeFile(out, "earlier file"));
+        const ToolOutput o = qz62ctl(QStringList{"export-midi", sheet, "-o", out} + c.args);
+        EXPECT_EQ(o.exitCode, 2) << c.named.toStdString();
+        EXPECT_TRUE(o.err.startsWith("qz62ctl: ") && o.err.count('\n') == 1);
+        EXPECT_TRUE(o.err.contains(c.named.toUtf8())) << o.err.toStdString();
+        EXPECT_TRUE(o.out.isEmpty());
+        EXPECT_EQ(readFile(out), "earlier file");
+    }
+    EXPECT_EQ(qz62ctl({"export-midi", missing, "-o", out}).exitCode, 2);
+    EXPECT_EQ(qz62ctl({"export-midi", sheet}).exitCode, 2);
+    EXPECT_EQ(qz62ctl({"dump-midi", missing}).exitCode, 2);
+    EXPECT_EQ(qz62ctl({"dump-midi"}).exitCode, 2);
+    EXPECT_FALSE(QFile::exists(noDir));
+    // No temporary files left behind.
+    EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden).size(), 2);
+}
+
+} // namespace
