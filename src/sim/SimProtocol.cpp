@@ -1,0 +1,214 @@
+#include "sim/SimProtocol.h"
+
+#include "midi/Coding78.h"
+
+namespace {
+constexpr char kNoteOn = char(0x90);
+constexpr char kSysexStart = char(0xF0);
+constexpr char kSysexEnd = char(0xF7);
+constexpr int kMaxSysexBytes = 1024;
+
+QByteArray toWire(const QStringList& lines) {
+    QByteArray out;
+    for (const QString& line : lines) {
+        out += line.toLatin1();
+        out += "\r\n";
+    }
+    return out;
+}
+} // namespace
+
+SimProtocol::SimProtocol() {
+    resetSettings();
+}
+
+void SimProtocol::resetSettings() {
+    // What a unit fresh from the factory reports.
+    m_settings = {
+        {QStringLiteral("A"), QStringLiteral("a")}, // auto rate, HDMI priority
+        {QStringLiteral("C"), QStringLiteral("0 28 0 64 0 ff ff 0")},
+        {QStringLiteral("E"), QStringLiteral("0 7f 7f 40 c 64 2 1")},
+        {QStringLiteral("G"), QStringLiteral("0")},
+        {QStringLiteral("H"), QStringLiteral("10 10 0 0 50")},
+        {QStringLiteral("J"), QStringLiteral("0")},
+        {QStringLiteral("M"), QStringLiteral("15")},
+        {QStringLiteral("N"), QStringLiteral("0")},
+        {QStringLiteral("Q"), QStringLiteral("0")},
+        {QStringLiteral("U"), QStringLiteral("0")},
+        {QStringLiteral("X"), QStringLiteral("13")},
+        {QStringLiteral("Y"), QStringLiteral("0")},
+        {QStringLiteral("m"), QStringLiteral("1")},
+        {QStringLiteral("n"), QStringLiteral("0")},
+        {QStringLiteral("t"), QStringLiteral("70 70 70")},
+        {QStringLiteral("z"), QStringLiteral("24 32 48 64 72 96")},
+    };
+    // fontPoint x y color index: text, annunciator, bar/beat, timecode.
+    m_windows = {QStringLiteral("32 10 200 112 0"), QStringLiteral("48 10 10 112 1"),
+                 QStringLiteral("32 180 200 112 2"), QStringLiteral("32 180 10 112 3")};
+    m_area.fill(0xff);
+    for (int i = 0; i < kSettingsSize; ++i)
+        m_area[std::size_t(i)] = static_cast<unsigned char>((i * 37 + 11) & 0xff);
+}
+
+QString SimProtocol::window(int index) const {
+    return index >= 0 && index < 4 ? m_windows[std::size_t(index)] : QString();
+}
+
+QByteArray SimProtocol::settingsArea() const {
+    return QByteArray(reinterpret_cast<const char*>(m_area.data()), qsizetype(m_area.size()));
+}
+
+void SimProtocol::clearRecord() {
+    m_commands.clear();
+    m_triggers.clear();
+    m_sysexTexts.clear();
+}
+
+QByteArray SimProtocol::feed(const QByteArray& bytes, Clock::time_point now) {
+    QByteArray out;
+    for (char byte : bytes) {
+        switch (m_mode) {
+        case Mode::Sysex:
+            m_midi += byte;
+            if (byte == kSysexEnd) {
+                handleSysex(m_midi);
+                m_midi.clear();
+                m_mode = Mode::Text;
+            } else if (m_midi.size() > kMaxSysexBytes) {
+                m_midi.clear();
+                m_mode = Mode::Text;
+            }
+            continue;
+        case Mode::NoteOn:
+            m_midi += byte;
+            if (m_midi.size() == 3) {
+                m_triggers.append({uchar(m_midi.at(1)), uchar(m_midi.at(2)), now});
+                m_midi.clear();
+                m_mode = Mode::Text;
+            }
+            continue;
+        case Mode::Text:
+            break;
+        }
+        if (byte == kSysexStart || byte == kNoteOn) {
+            m_midi = QByteArray(1, byte);
+            m_mode = byte == kSysexStart ? Mode::Sysex : Mode::NoteOn;
+        } else if (byte == '\r' || byte == '\n') {
+            if (!m_line.isEmpty())
+                out += handleLine(QString::fromLatin1(m_line), now);
+            m_line.clear();
+        } else if (m_line.size() < kMaxLineBytes) {
+            m_line += byte;
+        }
+    }
+    return out;
+}
+
+void SimProtocol::handleSysex(const QByteArray& frame) {
+    // F0 20 01 <7/8-coded text> F7
+    if (frame.size() >= 4 && frame.at(1) == 0x20 && frame.at(2) == 0x01) {
+        const QByteArray text = coding78::decode78(frame.mid(3, frame.size() - 4));
+        m_sysexTexts << QString::fromLatin1(text);
+        m_cueText = m_sysexTexts.last();
+    } else {
+        m_sysexTexts << QString();
+    }
+}
+
+QByteArray SimProtocol::handleLine(const QString& line, Clock::time_point now) {
+    m_commands.append({line, now});
+    QStringList lines{line}; // the echo
+    lines += answer(line, now);
+    QByteArray out = toWire(lines);
+    out += '>';
+    return out;
+}
+
+QStringList SimProtocol::answer(const QString& line, Clock::time_point now) {
+    const qsizetype blank = line.indexOf(QLatin1Char(' '));
+    const QString key = blank < 0 ? line : line.left(blank);
+    const QString args = blank < 0 ? QString() : line.mid(blank + 1);
+    const QStringList fields = args.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+
+    if (key == QLatin1String("B")) {
+        return {m_failIdentification
+                    ? QStringLiteral("QZ61A X100 serial link")
+                    : QStringLiteral("QZ62A C190 firmware %1").arg(m_firmwareVersion)};
+    }
+    if (key == QLatin1String("k"))
+        return {QStringLiteral("k %1 %2 %3")
+                    .arg(QString::number(kSettingsAddress, 16), QString::number(kSettingsSize, 16),
+                         m_firmwareVersion)};
+    if (key == QLatin1String("j")) {
+        bool ok = false;
+        const int address = fields.value(0).toInt(&ok, 16);
+        if (!ok || address < kSettingsAddress || address + 16 > kSettingsAddress + 256)
+            return {};
+        QString dump = QStringLiteral("j %1").arg(QString::number(address, 16));
+        for (int i = 0; i < 16; ++i)
+            dump += QStringLiteral(" %1").arg(
+                QString::number(m_area[std::size_t(address - kSettingsAddress + i)], 16)
+                    .rightJustified(2, QLatin1Char('0')));
+        return {dump};
+    }
+    if (key == QLatin1String("r")) {
+        if (fields.size() == 1) {
+            const int index = fields.at(0).toInt();
+            return index >= 0 && index < 4 ? QStringList{QLatin1String("r ") + window(index)}
+                                           : QStringList{};
+        }
+        if (fields.size() == 5) {
+            const int index = fields.at(4).toInt();
+            if (index >= 0 && index < 4)
+                m_windows[std::size_t(index)] = fields.join(QLatin1Char(' '));
+        }
+        return {};
+    }
+    if (key == QLatin1String("h")) {
+        m_inOutCount = 0;
+        m_inOutPending = false;
+        return {};
+    }
+    if (key == QLatin1String("f")) {
+        ++m_inOutCount;
+        m_inOutPending = true;
+        m_lastInOut = now;
+        return {};
+    }
+    if (key == QLatin1String("s")) {
+        m_cueText = args;
+        return {};
+    }
+    if (key == QLatin1String("V")) {
+        m_sampleText = args;
+        return {};
+    }
+    if (key == QLatin1String("V2")) {
+        m_counterText = args;
+        return {};
+    }
+    if (key == QLatin1String("w")) {
+        if (fields.value(0) == QLatin1String("1"))
+            resetSettings();
+        return {};
+    }
+    if (m_settings.contains(key)) {
+        if (blank < 0) // a query
+            return {key + QLatin1Char(' ') + m_settings.value(key)};
+        m_settings[key] = args;
+    }
+    return {};
+}
+
+QByteArray SimProtocol::tick(Clock::time_point now) {
+    if (!m_inOutPending || now < m_lastInOut + kInOutQuiet)
+        return {};
+    m_inOutPending = false;
+    return toWire({QStringLiteral("h %1").arg(QString::number(m_inOutCount, 16))}) + '>';
+}
+
+std::optional<SimProtocol::Clock::time_point> SimProtocol::nextDeadline() const {
+    if (!m_inOutPending)
+        return std::nullopt;
+    return m_lastInOut + kInOutQuiet;
+}

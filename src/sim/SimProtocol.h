@@ -1,0 +1,106 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QMap>
+#include <QString>
+#include <QStringList>
+#include <array>
+#include <chrono>
+#include <optional>
+
+// The unit's side of the line protocol, independent of any transport: bytes in,
+// bytes out, the unit's settings as state. A transport (the pseudo-terminal of
+// SimulatedUnit, later a TCP socket) feeds it what arrives and sends what it
+// returns. Not thread-safe; the transport serialises access.
+//
+// What the unit does, as the host sees it:
+// - every command line (ended by CR or LF) is echoed, then the answer lines
+//   follow, then the prompt "\r\n>";
+// - a letter alone is a query, answered in the same line form as the setting
+//   command ("C" -> "C 0 28 0 64 0 ff ff 0");
+// - a setting command changes the state;
+// - "B" is answered by an identification line containing "C190";
+// - "k" reports the settings area's address (fc00), size and firmware version;
+//   "j fcX0" dumps 16 bytes of it ("j fc00 01 02 ...");
+// - "h 0" starts an in/out list; once the "f" lines stop for half a second
+//   the unit reports their count as "h n" (hexadecimal);
+// - raw MIDI Note On (0x90 note velocity) fires a trigger; a system-exclusive
+//   frame F0 20 01 <7/8-coded text> F7 shows cue text.
+class SimProtocol {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    struct Command {
+        QString line;
+        Clock::time_point time; // when its last byte arrived
+    };
+    struct Trigger {
+        int note = 0;
+        int velocity = 0;
+        Clock::time_point time;
+    };
+
+    static constexpr int kSettingsAddress = 0xfc00;
+    static constexpr int kSettingsSize = 0x30;
+    static constexpr int kMaxLineBytes = 1024;
+    static constexpr std::chrono::milliseconds kInOutQuiet{500};
+
+    SimProtocol();
+
+    // Bytes that arrived at `now`; returns the bytes the unit sends in answer.
+    QByteArray feed(const QByteArray& bytes, Clock::time_point now);
+    // Output that falls due by time ("h n"); empty when nothing is due.
+    QByteArray tick(Clock::time_point now);
+    // When tick() next has something to say.
+    std::optional<Clock::time_point> nextDeadline() const;
+
+    // The identification answer lacks "C190" (a different device).
+    void setFailIdentification(bool fail) { m_failIdentification = fail; }
+    void setFirmwareVersion(const QString& version) { m_firmwareVersion = version; }
+    QString firmwareVersion() const { return m_firmwareVersion; }
+    // Back to the defaults the unit ships with ("w 1" does the same).
+    void resetSettings();
+
+    // State and record.
+    // Arguments of a setting as the query answers them ("C" -> "0 28 0 ...").
+    QString setting(const QString& key) const { return m_settings.value(key); }
+    QString window(int index) const;
+    QString cueText() const { return m_cueText; }
+    QString sampleText() const { return m_sampleText; }
+    QString counterText() const { return m_counterText; }
+    int inOutCount() const { return m_inOutCount; }
+    QByteArray settingsArea() const;
+    const QList<Command>& commands() const { return m_commands; }
+    const QList<Trigger>& triggers() const { return m_triggers; }
+    const QStringList& sysexTexts() const { return m_sysexTexts; }
+    void clearRecord();
+
+private:
+    enum class Mode { Text, NoteOn, Sysex };
+
+    QByteArray handleLine(const QString& line, Clock::time_point now);
+    QStringList answer(const QString& line, Clock::time_point now);
+    void handleSysex(const QByteArray& frame);
+
+    Mode m_mode = Mode::Text;
+    QByteArray m_line;
+    QByteArray m_midi;
+
+    QMap<QString, QString> m_settings;
+    std::array<QString, 4> m_windows;
+    std::array<unsigned char, 256> m_area{};
+    QString m_firmwareVersion = QStringLiteral("3.32.6");
+    QString m_cueText;
+    QString m_sampleText;
+    QString m_counterText;
+    bool m_failIdentification = false;
+
+    int m_inOutCount = 0;
+    bool m_inOutPending = false;
+    Clock::time_point m_lastInOut;
+
+    QList<Command> m_commands;
+    QList<Trigger> m_triggers;
+    QStringList m_sysexTexts;
+};

@@ -1,0 +1,279 @@
+#include "sim/SimulatedUnit.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <fcntl.h>
+#include <poll.h>
+#include <pty.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace {
+constexpr int kReadBytes = 4096;
+
+void setNonBlocking(int fd) {
+    ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_NONBLOCK);
+    ::fcntl(fd, F_SETFD, FD_CLOEXEC);
+}
+
+// poll with a timeout to the microsecond (the wire emulation needs better than
+// poll's milliseconds); a negative timeout waits for ever.
+int pollFor(pollfd* fds, nfds_t count, std::chrono::nanoseconds timeout) {
+    if (timeout < std::chrono::nanoseconds::zero())
+        return ::ppoll(fds, count, nullptr, nullptr);
+    timespec ts{};
+    ts.tv_sec = time_t(timeout.count() / 1000000000);
+    ts.tv_nsec = long(timeout.count() % 1000000000);
+    return ::ppoll(fds, count, &ts, nullptr);
+}
+} // namespace
+
+SimulatedUnit::SimulatedUnit() = default;
+
+SimulatedUnit::~SimulatedUnit() {
+    stop();
+}
+
+bool SimulatedUnit::start() {
+    if (m_running.load())
+        return true;
+    termios raw{};
+    ::cfmakeraw(&raw);
+    char name[PATH_MAX] = {};
+    if (::openpty(&m_master, &m_slave, name, &raw, nullptr) != 0)
+        return false;
+    // The slave stays open here, so the master never sees a hang-up while the
+    // host closes and re-opens the port.
+    setNonBlocking(m_master);
+    ::fcntl(m_slave, F_SETFD, FD_CLOEXEC);
+    int fds[2];
+    if (::pipe(fds) != 0) {
+        ::close(m_master);
+        ::close(m_slave);
+        m_master = m_slave = -1;
+        return false;
+    }
+    m_wakeRead = fds[0];
+    m_wakeWrite = fds[1];
+    setNonBlocking(m_wakeRead);
+    setNonBlocking(m_wakeWrite);
+    m_ptyPath = QString::fromLocal8Bit(name);
+    m_scheduled.clear();
+    m_wire.clear();
+    m_inPending.clear();
+    m_lastOutDone = m_lastInDone = Clock::now();
+    m_stop.store(false);
+    m_running.store(true);
+    m_thread = std::thread(&SimulatedUnit::run, this);
+    return true;
+}
+
+void SimulatedUnit::stop() {
+    if (m_thread.joinable()) {
+        m_stop.store(true);
+        wake();
+        m_thread.join();
+    }
+    m_running.store(false);
+    for (int* fd : {&m_master, &m_slave, &m_wakeRead, &m_wakeWrite}) {
+        if (*fd >= 0)
+            ::close(*fd);
+        *fd = -1;
+    }
+}
+
+void SimulatedUnit::wake() {
+    if (m_wakeWrite >= 0) {
+        const char byte = 1;
+        (void)!::write(m_wakeWrite, &byte, 1);
+    }
+}
+
+void SimulatedUnit::setFailIdentification(bool fail) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_protocol.setFailIdentification(fail);
+}
+
+void SimulatedUnit::setFirmwareVersion(const QString& version) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_protocol.setFirmwareVersion(version);
+}
+
+void SimulatedUnit::sendRaw(const QByteArray& bytes) {
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_rawOut += bytes;
+    }
+    wake();
+}
+
+QList<SimProtocol::Command> SimulatedUnit::commands() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_protocol.commands();
+}
+
+QStringList SimulatedUnit::commandLines() const {
+    QStringList lines;
+    for (const SimProtocol::Command& c : commands())
+        lines << c.line;
+    return lines;
+}
+
+QList<SimProtocol::Trigger> SimulatedUnit::triggers() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_protocol.triggers();
+}
+
+QStringList SimulatedUnit::sysexTexts() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_protocol.sysexTexts();
+}
+
+QString SimulatedUnit::setting(const QString& key) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_protocol.setting(key);
+}
+
+QString SimulatedUnit::window(int index) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_protocol.window(index);
+}
+
+QString SimulatedUnit::cueText() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_protocol.cueText();
+}
+
+int SimulatedUnit::inOutCount() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_protocol.inOutCount();
+}
+
+void SimulatedUnit::clearRecord() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_protocol.clearRecord();
+}
+
+SimulatedUnit::Clock::duration SimulatedUnit::byteTime() const {
+    const int baud = m_wireBaud.load();
+    if (baud <= 0)
+        return Clock::duration::zero();
+    // One start bit, eight data bits, one stop bit.
+    return std::chrono::duration_cast<Clock::duration>(std::chrono::nanoseconds(10000000000LL) /
+                                                       baud);
+}
+
+void SimulatedUnit::schedule(QByteArray bytes, Clock::time_point when) {
+    if (bytes.isEmpty())
+        return;
+    m_scheduled.push_back({when, std::move(bytes)});
+}
+
+void SimulatedUnit::pumpInput(Clock::time_point now) {
+    const Clock::duration step = byteTime();
+    const Clock::duration delay = std::chrono::milliseconds(m_replyDelayMs.load());
+    while (!m_inPending.isEmpty() && m_inNextDue <= now) {
+        // Each byte reaches the unit when its last bit is in.
+        qsizetype count = 1;
+        if (step > Clock::duration::zero())
+            count = std::min<qsizetype>(m_inPending.size(), 1 + (now - m_inNextDue) / step);
+        else
+            count = m_inPending.size();
+        for (qsizetype i = 0; i < count; ++i) {
+            const Clock::time_point arrived = m_inNextDue + step * i;
+            QByteArray answer;
+            {
+                std::lock_guard<std::mutex> lock(m_mutex);
+                answer = m_protocol.feed(m_inPending.mid(i, 1), arrived);
+            }
+            if (!m_silent.load())
+                schedule(std::move(answer), arrived + delay);
+        }
+        m_lastInDone = m_inNextDue + step * (count - 1);
+        m_inPending.remove(0, count);
+        m_inNextDue = m_lastInDone + step;
+    }
+}
+
+void SimulatedUnit::pumpOutput(Clock::time_point now) {
+    const Clock::duration step = byteTime();
+    while (!m_scheduled.empty() && m_scheduled.front().due <= now) {
+        Scheduled& next = m_scheduled.front();
+        if (m_wire.isEmpty())
+            m_wireNextDue = std::max(next.due, m_lastOutDone) + step;
+        m_wire += next.bytes;
+        m_scheduled.pop_front();
+    }
+    if (m_wire.isEmpty() || m_wireNextDue > now)
+        return;
+    qsizetype count = m_wire.size();
+    if (step > Clock::duration::zero())
+        count = std::min<qsizetype>(count, 1 + (now - m_wireNextDue) / step);
+    const ssize_t written = ::write(m_master, m_wire.constData(), size_t(count));
+    if (written <= 0)
+        return; // the host's input is full; poll waits for room
+    m_lastOutDone = m_wireNextDue + step * (written - 1);
+    m_wireNextDue = m_lastOutDone + step;
+    m_wire.remove(0, qsizetype(written));
+}
+
+void SimulatedUnit::run() {
+    char buffer[kReadBytes];
+    while (!m_stop.load()) {
+        Clock::time_point now = Clock::now();
+        {
+            QByteArray raw;
+            QByteArray timed;
+            {
+                std::lock_guard<std::mutex> lock(m_mutex);
+                raw.swap(m_rawOut);
+                timed = m_protocol.tick(now);
+            }
+            schedule(std::move(raw), now);
+            if (!m_silent.load())
+                schedule(std::move(timed), now);
+        }
+        pumpInput(now);
+        pumpOutput(now);
+
+        // Sleep until the next thing falls due.
+        std::optional<Clock::time_point> due;
+        auto consider = [&due](Clock::time_point t) { due = due ? std::min(*due, t) : t; };
+        if (!m_inPending.isEmpty())
+            consider(m_inNextDue);
+        if (!m_scheduled.empty())
+            consider(m_scheduled.front().due);
+        const bool blockedOutput = !m_wire.isEmpty() && m_wireNextDue <= now;
+        if (!m_wire.isEmpty() && !blockedOutput)
+            consider(m_wireNextDue);
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            if (auto deadline = m_protocol.nextDeadline())
+                consider(*deadline);
+        }
+        pollfd fds[2] = {{m_master, short(POLLIN | (blockedOutput ? POLLOUT : 0)), 0},
+                         {m_wakeRead, POLLIN, 0}};
+        const std::chrono::nanoseconds timeout =
+            due ? std::max(std::chrono::nanoseconds::zero(),
+                           std::chrono::duration_cast<std::chrono::nanoseconds>(*due - now))
+                : std::chrono::nanoseconds(-1);
+        if (pollFor(fds, 2, timeout) < 0 && errno != EINTR)
+            break;
+        if (fds[1].revents) {
+            while (::read(m_wakeRead, buffer, sizeof buffer) > 0) {
+            }
+        }
+        if (fds[0].revents & POLLIN) {
+            const ssize_t n = ::read(m_master, buffer, sizeof buffer);
+            if (n > 0) {
+                const Clock::time_point arrived = Clock::now();
+                if (m_inPending.isEmpty())
+                    m_inNextDue = std::max(arrived, m_lastInDone) + byteTime();
+                m_inPending.append(buffer, qsizetype(n));
+            }
+        }
+    }
+    m_running.store(false);
+}

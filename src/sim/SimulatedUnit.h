@@ -1,0 +1,112 @@
+#pragma once
+
+#include "sim/SimProtocol.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+#include <QStringList>
+#include <atomic>
+#include <chrono>
+#include <deque>
+#include <mutex>
+#include <thread>
+
+// A QZ62 unit in software, on a real pseudo-terminal: the host opens
+// ptyPath() like the adapter's serial port and talks to SimProtocol through
+// it. One thread serves the terminal with poll; nothing here blocks the host.
+//
+// For the application's --simulator:
+//     SimulatedUnit sim;
+//     sim.start();
+//     comThread.setPort(sim.ptyPath());
+//     comThread.openUsbSerial();
+//
+// Options for tests change how the unit behaves on the wire: emulate the wire
+// speed (10 bits per byte at the given baud rate, both ways), answer late,
+// answer nothing, fail the identification, send arbitrary bytes, and pull the
+// plug. The accessors are thread-safe.
+class SimulatedUnit {
+public:
+    using Clock = SimProtocol::Clock;
+
+    SimulatedUnit();
+    ~SimulatedUnit();
+    SimulatedUnit(const SimulatedUnit&) = delete;
+    SimulatedUnit& operator=(const SimulatedUnit&) = delete;
+
+    // Opens the pseudo-terminal and starts serving it; false when no
+    // pseudo-terminal can be had.
+    bool start();
+    // Stops serving and closes the terminal (as unplug()).
+    void stop();
+    // Closes the terminal: the host sees its port hang up, as when the USB
+    // adapter is pulled.
+    void unplug() { stop(); }
+    bool isRunning() const { return m_running.load(); }
+    // The path the host opens (the terminal's slave side).
+    QString ptyPath() const { return m_ptyPath; }
+
+    // --- behaviour ---
+    // 0 turns the emulation off (bytes move as fast as the terminal allows).
+    void setWireBaud(int baud) { m_wireBaud.store(baud); }
+    void setReplyDelayMs(int delayMs) { m_replyDelayMs.store(delayMs); }
+    // Records what arrives but sends nothing back.
+    void setSilent(bool silent) { m_silent.store(silent); }
+    void setFailIdentification(bool fail);
+    void setFirmwareVersion(const QString& version);
+    // Sends bytes as they are (garbage, unsolicited lines), paced like any
+    // output, even when silent.
+    void sendRaw(const QByteArray& bytes);
+
+    // --- record and state (thread-safe copies) ---
+    QList<SimProtocol::Command> commands() const;
+    QStringList commandLines() const;
+    QList<SimProtocol::Trigger> triggers() const;
+    QStringList sysexTexts() const;
+    QString setting(const QString& key) const;
+    QString window(int index) const;
+    QString cueText() const;
+    int inOutCount() const;
+    void clearRecord();
+
+private:
+    struct Scheduled {
+        Clock::time_point due;
+        QByteArray bytes;
+    };
+
+    void run();
+    void wake();
+    void schedule(QByteArray bytes, Clock::time_point when);
+    // Moves due output onto the wire and writes what the wire has delivered.
+    void pumpOutput(Clock::time_point now);
+    void pumpInput(Clock::time_point now);
+    Clock::duration byteTime() const;
+
+    int m_master = -1;
+    int m_slave = -1;
+    int m_wakeRead = -1;
+    int m_wakeWrite = -1;
+    QString m_ptyPath;
+    std::thread m_thread;
+    std::atomic<bool> m_stop{false};
+    std::atomic<bool> m_running{false};
+
+    std::atomic<int> m_wireBaud{0};
+    std::atomic<int> m_replyDelayMs{0};
+    std::atomic<bool> m_silent{false};
+
+    mutable std::mutex m_mutex; // guards m_protocol and m_rawOut
+    SimProtocol m_protocol;
+    QByteArray m_rawOut;
+
+    // Used by the serving thread only.
+    std::deque<Scheduled> m_scheduled;
+    QByteArray m_wire;               // bytes on their way to the host
+    Clock::time_point m_wireNextDue; // when the first of them has arrived
+    Clock::time_point m_lastOutDone; // when the last byte sent had arrived
+    QByteArray m_inPending;          // bytes from the host still on the wire
+    Clock::time_point m_inNextDue;
+    Clock::time_point m_lastInDone;
+};

@@ -1,0 +1,50 @@
+// qz62-sim: a simulated QZ62 unit on a pseudo-terminal. Prints the terminal's
+// path, then serves it until killed.
+#include "sim/SimulatedUnit.h"
+
+#include <QCoreApplication>
+#include <QStringList>
+#include <csignal>
+#include <cstdio>
+#include <pthread.h>
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    const QStringList args = app.arguments().mid(1);
+    SimulatedUnit sim;
+    for (qsizetype i = 0; i < args.size(); ++i) {
+        const QString& a = args.at(i);
+        if (a == QLatin1String("--baud") && i + 1 < args.size()) {
+            sim.setWireBaud(args.at(++i).toInt());
+        } else if (a == QLatin1String("--late") && i + 1 < args.size()) {
+            sim.setReplyDelayMs(args.at(++i).toInt());
+        } else if (a == QLatin1String("--silent")) {
+            sim.setSilent(true);
+        } else if (a == QLatin1String("--not-qz62")) {
+            sim.setFailIdentification(true);
+        } else if (a == QLatin1String("--firmware") && i + 1 < args.size()) {
+            sim.setFirmwareVersion(args.at(++i));
+        } else {
+            std::fprintf(stderr, "usage: qz62-sim [--baud N] [--late MS] [--silent] [--not-qz62] "
+                                 "[--firmware X.Y.Z]\n");
+            return 2;
+        }
+    }
+    // Wait for the end signal synchronously, so the terminal is closed cleanly.
+    sigset_t endSignals;
+    sigemptyset(&endSignals);
+    sigaddset(&endSignals, SIGTERM);
+    sigaddset(&endSignals, SIGINT);
+    sigaddset(&endSignals, SIGHUP);
+    pthread_sigmask(SIG_BLOCK, &endSignals, nullptr);
+    if (!sim.start()) {
+        std::fprintf(stderr, "qz62-sim: no pseudo-terminal available\n");
+        return 1;
+    }
+    std::printf("%s\n", sim.ptyPath().toLocal8Bit().constData());
+    std::fflush(stdout);
+    int received = 0;
+    sigwait(&endSignals, &received);
+    sim.stop();
+    return 0;
+}
