@@ -6,6 +6,12 @@
 #include <QList>
 #include <QString>
 #include <QStringList>
+#include <ostream>
+
+// Readable failure messages for Qt strings.
+inline void PrintTo(const QString& s, std::ostream* os) {
+    *os << '"' << s.toStdString() << '"';
+}
 
 // Collects the alerts the code raises and answers questions as told.
 class RecordingPresenter : public AlertPresenter {
@@ -72,3 +78,18 @@ struct CueRecorder : CueDocumentTarget {
     }
     QStringList& m_log;
 };
+
+// The start-up queries, in the order the unit must see them.
+inline const QStringList kInitCommands = {"A",    "B", "C",   "E",   "G",   "H",   "J",
+                                          "M 15", "Q", "U",   "X",   "Y",   "k",   "m",
+                                          "n",    "z", "r 0", "r 1", "r 2", "r 3", "t"};
+
+// Commands the unit received, without the keep-alive.
+inline QStringList withoutPings(const QStringList& lines) {
+    QStringList out;
+    for (const QString& l : lines) {
+        if (l != QLatin1String("ping"))
+            out << l;
+    }
+    return out;
+}
