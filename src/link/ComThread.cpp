@@ -2,6 +2,7 @@
 
 #include "link/Alerts.h"
 #include "link/Diagnostics.h"
+#include "link/QueuedCalls.h"
 #include "panel/Commands.h"
 
 #include <QFileInfo>
@@ -95,6 +96,7 @@ ComThread::ComThread() {
 
 ComThread::~ComThread() {
     stopThread();
+    m_toOwner.reset();
     closePort();
     if (m_wakeRead >= 0)
         ::close(m_wakeRead);
@@ -255,6 +257,12 @@ void ComThread::startThread(QObject* parent) {
     char scratch[64];
     while (m_wakeRead >= 0 && ::read(m_wakeRead, scratch, sizeof scratch) > 0) {
     }
+    if (!m_toOwner || m_toOwner->target() != parent) {
+        // Calls still queued for a previous owner go with their mailbox.
+        if (m_toOwner)
+            m_toOwner.release()->deleteLater();
+        m_toOwner = std::make_unique<QueuedCalls>(parent);
+    }
     m_abort.store(false);
     m_finalCpuNs.store(0);
     m_running.store(true);
@@ -405,8 +413,10 @@ void ComThread::run(QObject* parent, bool hasMsgSlot, bool hasLostSlot) {
         chunk.txBytes(bytes, int(length));
         chunk.text = QString::number(++counter);
         if (hasMsgSlot)
-            QMetaObject::invokeMethod(parent, "threadHasMsg", Qt::QueuedConnection,
-                                      Q_ARG(MsgClass, chunk));
+            m_toOwner->post([parent, chunk] {
+                QMetaObject::invokeMethod(parent, "threadHasMsg", Qt::DirectConnection,
+                                          Q_ARG(MsgClass, chunk));
+            });
         else
             diag::print("parent does not respond to 'threadHasMsg:'\n");
     };
@@ -532,8 +542,10 @@ void ComThread::run(QObject* parent, bool hasMsgSlot, bool hasLostSlot) {
         }
         diag::print("link lost: %s\n", lostReason.toLocal8Bit().constData());
         if (hasLostSlot)
-            QMetaObject::invokeMethod(parent, "threadLinkLost", Qt::QueuedConnection,
-                                      Q_ARG(QString, lostReason));
+            m_toOwner->post([parent, lostReason] {
+                QMetaObject::invokeMethod(parent, "threadLinkLost", Qt::DirectConnection,
+                                          Q_ARG(QString, lostReason));
+            });
         else
             diag::print("parent does not respond to 'threadLinkLost:'\n");
     }

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <chrono>
 #include <deque>
+#include <memory>
 #include <mutex>
 #include <termios.h>
 #include <thread>
@@ -23,7 +24,8 @@
 // owner on the main thread.
 //
 // The owner (the parent given to startThread) is a QObject with these
-// invokable methods, called on its own thread by queued calls, never waited for:
+// invokable methods, called by name on the owner's thread, later and in
+// order (queued through QueuedCalls), never waited for:
 //   Q_INVOKABLE void threadHasMsg(MsgClass chunk);
 //       one chunk of received bytes; chunk.text is the chunk counter ("1",
 //       "2", ...). Feed it to a long-lived MsgClass with drain().
@@ -37,6 +39,8 @@
 // may be called from any thread. Everything else belongs to the thread that
 // owns the object (the main thread). sendStringPolling(), setBaud() and direct
 // use of fd() are for the update procedures while the link thread is stopped.
+class QueuedCalls;
+
 class ComThread final : public CommandSink {
 public:
     // Bytes per read, as the unit's chunks are handed on.
@@ -136,6 +140,7 @@ private:
     std::atomic<bool> m_running{false};
     std::atomic<NetworkSender*> m_network{nullptr};
     std::atomic<std::int64_t> m_finalCpuNs{0};
+    std::unique_ptr<QueuedCalls> m_toOwner; // created by startThread on the owner's thread
 
     mutable std::mutex m_ioLock; // guards m_txQueue only
     std::deque<MsgClass> m_txQueue;

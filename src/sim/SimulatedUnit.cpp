@@ -13,6 +13,18 @@
 namespace {
 constexpr int kReadBytes = 4096;
 
+// A copy that shares no list storage with the serving thread's (Qt's shared
+// lists detach with a relaxed reference count check, so handing out a shared
+// copy would race with the next append).
+template <typename T>
+QList<T> unshared(const QList<T>& list) {
+    QList<T> copy;
+    copy.reserve(list.size());
+    for (const T& item : list)
+        copy.append(item);
+    return copy;
+}
+
 void setNonBlocking(int fd) {
     ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_NONBLOCK);
     ::fcntl(fd, F_SETFD, FD_CLOEXEC);
@@ -111,24 +123,25 @@ void SimulatedUnit::sendRaw(const QByteArray& bytes) {
 
 QList<SimProtocol::Command> SimulatedUnit::commands() const {
     std::lock_guard<std::mutex> lock(m_mutex);
-    return m_protocol.commands();
+    return unshared(m_protocol.commands());
 }
 
 QStringList SimulatedUnit::commandLines() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
     QStringList lines;
-    for (const SimProtocol::Command& c : commands())
+    for (const SimProtocol::Command& c : m_protocol.commands())
         lines << c.line;
     return lines;
 }
 
 QList<SimProtocol::Trigger> SimulatedUnit::triggers() const {
     std::lock_guard<std::mutex> lock(m_mutex);
-    return m_protocol.triggers();
+    return unshared(m_protocol.triggers());
 }
 
 QStringList SimulatedUnit::sysexTexts() const {
     std::lock_guard<std::mutex> lock(m_mutex);
-    return m_protocol.sysexTexts();
+    return unshared(m_protocol.sysexTexts());
 }
 
 QString SimulatedUnit::setting(const QString& key) const {

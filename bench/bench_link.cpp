@@ -1,0 +1,235 @@
+// Device link figures, against the simulated unit on a pseudo-terminal:
+//   1. round trip of 1,000 queries answered at once, one at a time (each
+//      after the previous answer reached the main thread) and all queued at
+//      once: time per command, and the link's own share of it (the same
+//      exchange by a bare write/poll/read loop on the terminal subtracted);
+//   2. 500 "f" commands with the unit emulating 38400 baud: total time over
+//      the time the bytes need on the wire;
+//   3. CPU used by the idle link thread.
+// usage: bench_link [idle-seconds]   (default 60)
+#include "link/ComThread.h"
+#include "link/Diagnostics.h"
+#include "link/MsgClass.h"
+#include "panel/Commands.h"
+#include "sim/SimulatedUnit.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QThread>
+#include <QTimer>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <fcntl.h>
+#include <poll.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace {
+
+// Counts the reply lines matching a prefix and ends the event loop at a target.
+class Counter : public QObject {
+    Q_OBJECT
+public:
+    QString prefix;
+    int target = 0;
+    int seen = 0;
+    QEventLoop* loop = nullptr;
+
+    Q_INVOKABLE void threadHasMsg(MsgClass chunk) {
+        for (const QString& line : m_buffer.drain(chunk))
+            if (line.startsWith(prefix) && ++seen == target && loop)
+                loop->quit();
+    }
+
+private:
+    MsgClass m_buffer;
+};
+
+bool waitUntil(Counter& counter, int timeoutMs) {
+    QEventLoop loop;
+    counter.loop = &loop;
+    QTimer::singleShot(timeoutMs, &loop, &QEventLoop::quit);
+    if (counter.seen < counter.target)
+        loop.exec();
+    counter.loop = nullptr;
+    return counter.seen >= counter.target;
+}
+
+// The same exchange without the link thread or the main thread's event loop:
+// write, then read until the answer line is in. What the terminal and the
+// unit cost on their own.
+double bareMsPerCommand(const QString& path, int count) {
+    const int fd = ::open(path.toLocal8Bit().constData(), O_RDWR | O_NONBLOCK | O_NOCTTY);
+    if (fd < 0)
+        return -1;
+    termios raw{};
+    ::cfmakeraw(&raw);
+    ::tcsetattr(fd, TCSANOW, &raw);
+    char buffer[255];
+    QByteArray pending;
+    QElapsedTimer timer;
+    timer.start();
+    for (int i = 0; i < count; ++i) {
+        (void)!::write(fd, "X\r\n", 3);
+        while (!pending.contains("X 13\r\n")) {
+            pollfd p{fd, POLLIN, 0};
+            if (::poll(&p, 1, 1000) <= 0) {
+                ::close(fd);
+                return -1;
+            }
+            const ssize_t n = ::read(fd, buffer, sizeof buffer);
+            if (n > 0)
+                pending.append(buffer, n);
+        }
+        pending.clear();
+    }
+    const double ms = double(timer.nsecsElapsed()) / 1e6;
+    ::close(fd);
+    return ms / count;
+}
+
+void roundTrip() {
+    constexpr int kQueries = 1000;
+    SimulatedUnit sim;
+    sim.start();
+    ComThread link;
+    link.setDriverCheckEnabled(false);
+    link.setPort(sim.ptyPath());
+    if (link.openUsbSerial() != 0) {
+        std::printf("round trip: unit not found\n");
+        return;
+    }
+    Counter counter;
+    counter.prefix = QStringLiteral("X 13");
+    link.startThread(&counter);
+
+    // One at a time: each query goes out once the previous answer has reached
+    // the main thread.
+    QElapsedTimer timer;
+    timer.start();
+    for (int i = 0; i < kQueries; ++i) {
+        counter.target = i + 1;
+        link.sendString(cmd::query('X'));
+        if (!waitUntil(counter, 5000)) {
+            std::printf("round trip: no answer to query %d\n", i + 1);
+            return;
+        }
+    }
+    const double sequentialMs = double(timer.nsecsElapsed()) / 1e6 / kQueries;
+
+    // All queued at once: the link paces them by the replies.
+    counter.seen = 0;
+    counter.target = kQueries;
+    timer.restart();
+    for (int i = 0; i < kQueries; ++i)
+        link.sendString(cmd::query('X'));
+    const bool done = waitUntil(counter, 60000);
+    const double queuedMs = double(timer.nsecsElapsed()) / 1e6 / kQueries;
+    link.stopThread();
+    if (!done) {
+        std::printf("round trip: only %d of %d answers\n", counter.seen, kQueries);
+        return;
+    }
+    const double bareMs = bareMsPerCommand(sim.ptyPath(), kQueries);
+    std::printf("round trip, %d queries, unit answering at once:\n", kQueries);
+    std::printf("  one at a time, through the link      %8.3f ms per command\n", sequentialMs);
+    std::printf("  one at a time, bare terminal loop    %8.3f ms per command\n", bareMs);
+    std::printf("  link overhead                        %8.3f ms per command   (target < 1 ms)\n",
+                sequentialMs - bareMs);
+    std::printf("  all queued at once, through the link %8.3f ms per command\n", queuedMs);
+}
+
+void wireSpeed() {
+    constexpr int kCommands = 500;
+    constexpr int kBaud = 38400;
+    SimulatedUnit sim;
+    sim.start();
+    ComThread link;
+    link.setDriverCheckEnabled(false);
+    link.setPort(sim.ptyPath());
+    if (link.openUsbSerial() != 0) {
+        std::printf("wire speed: unit not found\n");
+        return;
+    }
+    sim.setWireBaud(kBaud);
+    Counter counter;
+    counter.prefix = QStringLiteral("f ");
+    counter.target = kCommands;
+    link.startThread(&counter);
+
+    qint64 bytesOut = 0;
+    qint64 bytesIn = 0;
+    QStringList commands;
+    for (int i = 0; i < kCommands; ++i) {
+        const int second = i % 60;
+        const QString in = QStringLiteral("01:%1:%2:00")
+                               .arg(i / 60, 2, 10, QLatin1Char('0'))
+                               .arg(second, 2, 10, QLatin1Char('0'));
+        const QString out = QStringLiteral("01:%1:%2:12")
+                                .arg(i / 60, 2, 10, QLatin1Char('0'))
+                                .arg(second, 2, 10, QLatin1Char('0'));
+        commands << cmd::inOut(in, out);
+        bytesOut += commands.last().size() + 2; // CR LF
+        bytesIn += commands.last().size() + 3;  // echo, CR LF, prompt
+    }
+    QElapsedTimer timer;
+    timer.start();
+    for (const QString& c : commands)
+        link.sendString(c);
+    const bool done = waitUntil(counter, 60000);
+    const double totalS = double(timer.nsecsElapsed()) / 1e9;
+    link.stopThread();
+    if (!done) {
+        std::printf("wire speed: only %d of %d echoes\n", counter.seen, kCommands);
+        return;
+    }
+    // Full duplex: the busier direction sets the time the bytes need.
+    const double wireS = double(std::max(bytesOut, bytesIn)) * 10.0 / kBaud;
+    std::printf("%d \"f\" commands at %d baud:\n", kCommands, kBaud);
+    std::printf("  bytes out %lld, bytes in %lld\n", (long long)bytesOut, (long long)bytesIn);
+    std::printf("  total %.3f s, on the wire %.3f s, ratio %.3f   (target <= 1.10)\n", totalS,
+                wireS, totalS / wireS);
+}
+
+void idleCpu(int seconds) {
+    SimulatedUnit sim;
+    sim.start();
+    ComThread link;
+    link.setDriverCheckEnabled(false);
+    link.setPort(sim.ptyPath());
+    if (link.openUsbSerial() != 0) {
+        std::printf("idle: unit not found\n");
+        return;
+    }
+    QObject owner;
+    link.startThread(&owner);
+    QThread::msleep(50);
+    const auto before = link.linkThreadCpuTime();
+    QElapsedTimer timer;
+    timer.start();
+    QEventLoop loop;
+    QTimer::singleShot(seconds * 1000, &loop, &QEventLoop::quit);
+    loop.exec();
+    const double wallS = double(timer.nsecsElapsed()) / 1e9;
+    const double cpuS = std::chrono::duration<double>(link.linkThreadCpuTime() - before).count();
+    link.stopThread();
+    std::printf("idle link thread over %.1f s: CPU %.6f s = %.5f%% of one core   (target < "
+                "0.1%%)\n",
+                wallS, cpuS, 100.0 * cpuS / wallS);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    diag::setQuiet(true);
+    const int idleSeconds = argc > 1 ? std::max(1, std::atoi(argv[1])) : 60;
+    roundTrip();
+    wireSpeed();
+    idleCpu(idleSeconds);
+    return 0;
+}
+
+#include "bench_link.moc"

@@ -1,0 +1,349 @@
+#include "link/ComThread.h"
+#include "LinkTestSupport.h"
+#include "midi/Coding78.h"
+#include "sim/SimulatedUnit.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <chrono>
+#include <gtest/gtest.h>
+
+using linktest::Receiver;
+using linktest::RecordingAlerts;
+using linktest::waitFor;
+using namespace std::chrono_literals;
+
+namespace {
+
+qint64 msBetween(const SimProtocol::Command& a, const SimProtocol::Command& b) {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(b.time - a.time).count();
+}
+
+QStringList withoutProbes(const QStringList& lines) {
+    QStringList rest;
+    for (const QString& l : lines)
+        if (l != QLatin1String("B"))
+            rest << l;
+    return rest;
+}
+
+// A unit on a pseudo-terminal and a link that has found it.
+class LinkTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(sim.start());
+        link.setDriverCheckEnabled(false);
+        link.setPort(sim.ptyPath());
+        ASSERT_EQ(link.openUsbSerial(), 0);
+    }
+    void startLink() {
+        link.startThread(&receiver);
+        ASSERT_TRUE(link.isRunning());
+    }
+    bool simReceived(const QString& line, int timeoutMs = 2000) {
+        return waitFor([&] { return sim.commandLines().contains(line); }, timeoutMs);
+    }
+
+    // The owner outlives the link thread, the unit outlives the link.
+    Receiver receiver;
+    SimulatedUnit sim;
+    ComThread link;
+};
+
+TEST_F(LinkTest, ExplicitPortIsIdentified) {
+    EXPECT_GE(link.fd(), 0);
+    EXPECT_EQ(link.com(), sim.ptyPath());
+    EXPECT_EQ(link.getBaud(), 38400);
+    EXPECT_EQ(sim.commandLines(), QStringList{QStringLiteral("B")}); // found on the first try
+}
+
+TEST_F(LinkTest, PollingExchangeWaitsForThePromptAndMissesLateAnswers) {
+    const QString reply = link.sendStringPolling(QStringLiteral("B\r\n"));
+    EXPECT_TRUE(reply.contains(QLatin1String("C190")));
+    EXPECT_TRUE(reply.endsWith(QLatin1String("\r\n>")));
+
+    sim.setReplyDelayMs(130);
+    EXPECT_FALSE(link.sendStringPolling(QStringLiteral("B\r\n")).contains(QLatin1String("C190")));
+    // The late answer is discarded before the next exchange.
+    sim.setReplyDelayMs(0);
+    QThread::msleep(60);
+    EXPECT_EQ(link.sendStringPolling(QStringLiteral("X\r\n")), QStringLiteral("X\r\nX 13\r\n>"));
+}
+
+TEST_F(LinkTest, QueriesAreAnsweredOnTheMainThreadInOrder) {
+    startLink();
+    link.sendString(QStringLiteral("C"));
+    link.sendString(QStringLiteral("H 1 2 3 4 5"));
+    link.sendString(QStringLiteral("H"));
+    ASSERT_TRUE(waitFor([&] {
+        return receiver.hasLine(QStringLiteral("H 1 2 3 4 5")) &&
+               receiver.lines.count(QStringLiteral("H 1 2 3 4 5")) == 2;
+    }));
+    EXPECT_EQ(receiver.lines,
+              (QStringList{"C", "C 0 28 0 64 0 ff ff 0", "H 1 2 3 4 5", "H", "H 1 2 3 4 5"}));
+    // Chunks are numbered from 1 in arrival order.
+    ASSERT_FALSE(receiver.chunkLabels.isEmpty());
+    for (qsizetype i = 0; i < receiver.chunkLabels.size(); ++i)
+        EXPECT_EQ(receiver.chunkLabels[i], QString::number(i + 1));
+    EXPECT_EQ(link.txCount(), 0);
+}
+
+TEST_F(LinkTest, CommandsAreFramedOnTheWire) {
+    startLink();
+    const QString longText = QStringLiteral("s ") + QString(298, QLatin1Char('x'));
+    link.sendString(longText);
+    link.sendString(QStringLiteral("s first\r\nsecond"));
+    link.sendString(QStringLiteral("s caf\u00e9"));
+    link.sendString(QStringLiteral("Q 1"));
+    ASSERT_TRUE(simReceived(QStringLiteral("Q 1")));
+    EXPECT_EQ(
+        withoutProbes(sim.commandLines()),
+        (QStringList{longText.left(251), "s firstsecond", QStringLiteral("s caf\u00e9"), "Q 1"}));
+    EXPECT_EQ(sim.setting(QStringLiteral("Q")), QStringLiteral("1"));
+}
+
+TEST_F(LinkTest, MidiTriggersAndSystemExclusiveGoOutRaw) {
+    startLink();
+    link.sendMidiTrigger(119);
+    const QByteArray body = QByteArray("\x20\x01", 2) + coding78::encode78("Cue 12");
+    link.sendBytes(QByteArray(1, char(0xF0)) + body + QByteArray(1, char(0xF7)));
+    ASSERT_TRUE(waitFor([&] { return !sim.sysexTexts().isEmpty(); }));
+    ASSERT_EQ(sim.triggers().size(), 1);
+    EXPECT_EQ(sim.triggers().first().note, 119);
+    EXPECT_EQ(sim.triggers().first().velocity, 0x40);
+    EXPECT_EQ(sim.sysexTexts(), QStringList{QStringLiteral("Cue 12")});
+}
+
+TEST_F(LinkTest, NextCommandWaitsForTheReplyToStart) {
+    struct Case {
+        const char* name;
+        bool silent;
+        int delayMs;
+        qint64 minGapMs;
+        qint64 maxGapMs;
+    };
+    // The unit's clock stamps each command when it has fully arrived.
+    const Case cases[] = {
+        {"answer at once", false, 0, 0, 250},
+        {"answer after 100 ms", false, 100, 95, 290},
+        {"no answer: 300 ms", true, 0, 290, 1000},
+    };
+    startLink();
+    for (const Case& c : cases) {
+        sim.setSilent(c.silent);
+        sim.setReplyDelayMs(c.delayMs);
+        sim.clearRecord();
+        link.sendString(QStringLiteral("X 1"));
+        link.sendString(QStringLiteral("X 2"));
+        ASSERT_TRUE(simReceived(QStringLiteral("X 2"))) << c.name;
+        const auto commands = sim.commands();
+        ASSERT_EQ(commands.size(), 2) << c.name;
+        const qint64 gap = msBetween(commands[0], commands[1]);
+        EXPECT_GE(gap, c.minGapMs) << c.name;
+        EXPECT_LE(gap, c.maxGapMs) << c.name;
+        // Let the replies of this case pass before the next one starts.
+        waitFor([] { return false; }, c.delayMs + 50);
+    }
+}
+
+TEST_F(LinkTest, SendingBeforeStartIsDropped) {
+    link.sendString(QStringLiteral("X 1"));
+    link.sendMidiTrigger(120);
+    EXPECT_EQ(link.txCount(), 0);
+    startLink();
+    link.sendString(QStringLiteral("X 2"));
+    ASSERT_TRUE(simReceived(QStringLiteral("X 2")));
+    EXPECT_EQ(withoutProbes(sim.commandLines()), QStringList{QStringLiteral("X 2")});
+    EXPECT_TRUE(sim.triggers().isEmpty());
+}
+
+TEST_F(LinkTest, RestartGivesAFreshQueue) {
+    sim.setSilent(true); // every command waits 300 ms, so the queue backs up
+    startLink();
+    for (int i = 1; i <= 5; ++i)
+        link.sendString(QStringLiteral("X %1").arg(i));
+    ASSERT_TRUE(simReceived(QStringLiteral("X 1")));
+    link.stopThread();
+    EXPECT_FALSE(link.isRunning());
+    EXPECT_EQ(link.txCount(), 0);
+    link.stopThread();                      // no thread: nothing happens
+    link.sendString(QStringLiteral("X 9")); // dropped: no thread
+    sim.setSilent(false);
+    startLink();
+    link.sendString(QStringLiteral("Q 1"));
+    ASSERT_TRUE(simReceived(QStringLiteral("Q 1")));
+    EXPECT_EQ(withoutProbes(sim.commandLines()), (QStringList{"X 1", "Q 1"}));
+}
+
+TEST_F(LinkTest, NetworkLinkTakesCommandsFirst) {
+    struct Network : NetworkSender {
+        int answer = 0;
+        QStringList strings;
+        QList<QByteArray> bytes;
+        int sendStringToNetwork(const QString& command) override {
+            strings << command;
+            return answer;
+        }
+        int sendBytesToNetwork(const QByteArray& data) override {
+            bytes << data;
+            return answer;
+        }
+    } network;
+    startLink();
+    link.setNetworkSender(&network);
+    link.sendString(QStringLiteral("X 1"));
+    link.sendMidiTrigger(121);
+    EXPECT_EQ(link.txCount(), 0);
+    network.answer = -1; // not connected: serial
+    link.sendString(QStringLiteral("X 2"));
+    ASSERT_TRUE(simReceived(QStringLiteral("X 2")));
+    link.setNetworkSender(nullptr);
+    EXPECT_EQ(network.strings, (QStringList{"X 1", "X 2"}));
+    EXPECT_EQ(network.bytes.size(), 1);
+    EXPECT_EQ(withoutProbes(sim.commandLines()), QStringList{QStringLiteral("X 2")});
+}
+
+TEST_F(LinkTest, UnpluggedUnitStopsTheLinkWithoutSpinning) {
+    startLink();
+    link.sendString(QStringLiteral("C"));
+    ASSERT_TRUE(waitFor([&] { return receiver.hasLine(QStringLiteral("C 0 28 0 64 0 ff ff 0")); }));
+    sim.unplug();
+    ASSERT_TRUE(waitFor([&] { return !receiver.lostReason.isEmpty(); }));
+    EXPECT_FALSE(link.isRunning());
+    EXPECT_EQ(link.fd(), -1);
+    // A thread that spun on the dead port would have burnt its time here.
+    EXPECT_LT(link.linkThreadCpuTime(), 50ms);
+    link.sendString(QStringLiteral("X 1"));
+    EXPECT_EQ(link.txCount(), 0);
+    link.stopThread();
+}
+
+TEST_F(LinkTest, GarbageAndEndlessInputKeepMemoryBounded) {
+    struct Case {
+        const char* name;
+        QByteArray garbage;
+    };
+    QByteArray binary(30000, 0);
+    for (qsizetype i = 0; i < binary.size(); ++i)
+        binary[i] = char((i * 131 + 7) & 0xff);
+    const Case cases[] = {
+        {"never-closed F0", QByteArray(1, char(0xF0)) + QByteArray(50000, 'z')},
+        {"line without end", QByteArray(50000, 'y')},
+        {"binary noise", binary},
+    };
+    startLink();
+    for (const Case& c : cases) {
+        receiver.lines.clear();
+        sim.sendRaw(c.garbage);
+        // A line end after the garbage resynchronises the stream; the next
+        // answer then comes through.
+        sim.sendRaw("\xF7\r\n");
+        link.sendString(QStringLiteral("J"));
+        ASSERT_TRUE(waitFor([&] { return receiver.hasLine(QStringLiteral("J 0")); }, 5000))
+            << c.name;
+        EXPECT_LE(receiver.maxHeldBytes, MsgClass::kMaxHeldBytes + ComThread::kReadChunkBytes)
+            << c.name;
+    }
+    EXPECT_TRUE(link.isRunning());
+}
+
+TEST_F(LinkTest, OwnerWithoutCallbacksIsSkipped) {
+    QObject mute; // no threadHasMsg: chunks are reported and dropped
+    link.startThread(&mute);
+    link.sendString(QStringLiteral("Q 1"));
+    ASSERT_TRUE(simReceived(QStringLiteral("Q 1")));
+    EXPECT_TRUE(link.isRunning());
+    link.stopThread();
+}
+
+// --- the port search ---
+
+class PortSearchTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(dir.isValid());
+        link.setDriverCheckEnabled(false);
+        link.setPort(QString());
+        link.setSearchDirectory(dir.path());
+    }
+    void linkAs(const QString& name, const SimulatedUnit& unit) {
+        ASSERT_TRUE(QFile::link(unit.ptyPath(), dir.filePath(name)));
+    }
+
+    QTemporaryDir dir;
+    ComThread link;
+};
+
+TEST_F(PortSearchTest, SkipsAPortThatDoesNotAnswerAfterThreeTries) {
+    SimulatedUnit silent, other, unit;
+    ASSERT_TRUE(silent.start() && other.start() && unit.start());
+    silent.setSilent(true);
+    linkAs(QStringLiteral("ttyUSB0"), silent);
+    linkAs(QStringLiteral("ttyUSB1"), unit);
+    linkAs(QStringLiteral("ttyS0"), other); // not an adapter's name
+    ASSERT_EQ(link.openUsbSerial(), 0);
+    EXPECT_EQ(link.com(), QStringLiteral("ttyUSB1"));
+    EXPECT_EQ(silent.commandLines(), (QStringList{"B", "B", "B"}));
+    EXPECT_EQ(unit.commandLines(), QStringList{QStringLiteral("B")});
+    EXPECT_TRUE(other.commandLines().isEmpty());
+}
+
+TEST_F(PortSearchTest, NoUnitMeansNotFound) {
+    struct Case {
+        const char* name;
+        bool failIdentification;
+        bool silent;
+        const char* entry;
+    };
+    const Case cases[] = {
+        {"another device answers", true, false, "tty.usbserial-A1"},
+        {"nothing answers", false, true, "ttyUSB3"},
+        {"no adapter name", false, false, "ttyACM0"},
+    };
+    for (const Case& c : cases) {
+        QTemporaryDir local;
+        SimulatedUnit unit;
+        ASSERT_TRUE(unit.start());
+        unit.setFailIdentification(c.failIdentification);
+        unit.setSilent(c.silent);
+        ASSERT_TRUE(QFile::link(unit.ptyPath(), local.filePath(QLatin1String(c.entry))));
+        link.setSearchDirectory(local.path());
+        EXPECT_EQ(link.openUsbSerial(), -1) << c.name;
+        EXPECT_EQ(link.com(), QStringLiteral("QZ62 not found")) << c.name;
+        EXPECT_EQ(link.fd(), -1) << c.name;
+    }
+}
+
+TEST_F(PortSearchTest, DriverAlertOnlyWhenTheSearchFindsNothingAndTheDriverIsMissing) {
+    RecordingAlerts alerts;
+    link.setDriverCheckEnabled(true);
+    EXPECT_EQ(link.openUsbSerial(), -1); // empty directory
+    const QStringList expected = ComThread::serialDriverPresent()
+                                     ? QStringList{}
+                                     : QStringList{QStringLiteral("install USB driver found at ") +
+                                                   ComThread::driverDownloadUrl()};
+    EXPECT_EQ(alerts.shown, expected);
+
+    alerts.shown.clear();
+    link.setPort(dir.filePath(QStringLiteral("missing")));
+    EXPECT_EQ(link.openUsbSerial(), -1);
+    EXPECT_TRUE(alerts.shown.isEmpty());
+    EXPECT_TRUE(link.lastOpenError().contains(QLatin1String("missing")));
+
+    alerts.shown.clear();
+    link.setPort(QString());
+    link.setDriverCheckEnabled(false);
+    EXPECT_EQ(link.openUsbSerial(), -1);
+    EXPECT_TRUE(alerts.shown.isEmpty());
+}
+
+TEST_F(PortSearchTest, MissingDirectoryLeavesComUnchanged) {
+    link.setSearchDirectory(dir.filePath(QStringLiteral("nowhere")));
+    EXPECT_EQ(link.openUsbSerial(), -1);
+    EXPECT_TRUE(link.com().isEmpty());
+}
+
+} // namespace
+
+#include "ComThreadTest.moc"
