@@ -106,7 +106,12 @@ void PanelController::threadHasMsg(MsgClass chunk) {
 void PanelController::threadHasString(const QString& text) {
     for (const QString& piece : text.split(QLatin1Char('\n')))
         m_parser.processRxString(piece);
-    emit rxLine(text);
+    // The log adds its own line end.
+    QString logged = text;
+    while (logged.endsWith(QLatin1Char('\n')) || logged.endsWith(QLatin1Char('\r')))
+        logged.chop(1);
+    if (!logged.isEmpty())
+        emit rxLine(logged);
 }
 
 void PanelController::threadLinkLost(const QString& reason) {
