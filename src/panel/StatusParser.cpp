@@ -2,6 +2,7 @@
 
 #include "link/Alerts.h"
 #include "link/CommandSink.h"
+#include "panel/Commands.h"
 #include "panel/InhibitPing.h"
 #include "panel/ReplyReceivers.h"
 #include "panel/ReplyScanner.h"
@@ -12,18 +13,6 @@
 #include <regex.h>
 
 namespace {
-
-// Trims blanks, line ends and the unit's ">" prompt from both ends of a line.
-QString trimReply(const QString& raw) {
-    int begin = 0;
-    int end = int(raw.size());
-    auto isEdge = [](QChar c) { return c.isSpace() || c == QLatin1Char('>'); };
-    while (begin < end && isEdge(raw.at(begin)))
-        ++begin;
-    while (end > begin && isEdge(raw.at(end - 1)))
-        --end;
-    return raw.mid(begin, end - begin);
-}
 
 // The first "N.N.N" (one or two digits per component) in text, or empty.
 QString findVersion(const QString& text) {
@@ -62,22 +51,22 @@ StatusParser::StatusParser(QObject* parent) : QObject(parent) {
 }
 
 void StatusParser::processRxString(const QString& raw) {
-    const QString line = trimReply(raw);
-    if (line.isEmpty())
+    // Blanks, line ends and the unit's ">" prompt around the line are not
+    // part of it; echoed commands such as "ping", comments and text that is
+    // not a reply give nothing.
+    const std::optional<cmd::Reply> reply = cmd::recogniseReply(raw);
+    if (!reply)
         return;
-    // Echoed commands such as "ping" and text that is not a reply.
-    if (line.size() > 1 && line.at(1) != QLatin1Char(' '))
-        return;
+    const QString& line = reply->line;
     const bool hasFields = line.size() > 2;
     ReplyScanner scan(line);
-    const char letter = line.at(0).toLatin1();
+    const char letter = reply->letter;
 
     switch (letter) {
     case 'B':
     case 'V':
     case 's':
     case 'w':
-    case '#':
         return;
     case 'A': {
         if (!hasFields)
