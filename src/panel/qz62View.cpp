@@ -5,6 +5,7 @@
 #include "ui_qz62View.h"
 
 #include <QButtonGroup>
+#include <QEvent>
 #include <QFontDatabase>
 #include <QGuiApplication>
 #include <QScrollBar>
@@ -61,8 +62,30 @@ qz62View::qz62View(QWidget* parent) : QWidget(parent), m_ui(std::make_unique<Ui:
     m_ui->myColorSpaceComboBox->setToolTip(
         QStringLiteral("Input colour space: the row number is sent to the unit"));
 
+    // A wheel turned while scrolling past a control must not change the unit:
+    // value controls take the wheel only once they have the focus.
+    const QList<QWidget*> valueControls = findChildren<QWidget*>();
+    for (QWidget* w : valueControls) {
+        if (qobject_cast<QAbstractSpinBox*>(w) || qobject_cast<QAbstractSlider*>(w) ||
+            qobject_cast<QComboBox*>(w)) {
+            w->setFocusPolicy(Qt::StrongFocus);
+            w->installEventFilter(this);
+        }
+    }
+
     connectControls();
     showLinkState(PanelController::LinkState::Idle, QString());
+}
+
+bool qz62View::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::Wheel) {
+        auto* w = qobject_cast<QWidget*>(watched);
+        if (w && !w->hasFocus()) {
+            event->ignore();
+            return true;
+        }
+    }
+    return QWidget::eventFilter(watched, event);
 }
 
 qz62View::~qz62View() = default;

@@ -50,6 +50,9 @@ signals:
     void windowTitleChanged(const QString& title);
     void linkStateTextChanged(const QString& text, PanelController::LinkState state);
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
     void connectControls();
     void refresh(PanelGroup group);

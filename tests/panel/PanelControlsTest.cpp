@@ -3,6 +3,7 @@
 #include "panel/qz62View.h"
 #include "sim/SimulatedUnit.h"
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDoubleSpinBox>
@@ -13,6 +14,7 @@
 #include <QSlider>
 #include <QSpinBox>
 #include <QTest>
+#include <QWheelEvent>
 #include <functional>
 #include <gtest/gtest.h>
 #include <memory>
@@ -253,4 +255,17 @@ TEST_F(PanelOnSim, ReReadSendsEveryQueryAgain) {
     const QStringList sent =
         sentBy([&] { find<QPushButton>("buttonTest")->click(); }, "t 70 70 70");
     EXPECT_EQ(sent, kInitCommands);
+}
+
+TEST_F(PanelOnSim, WheelOverAnUnfocusedControlChangesNothing) {
+    QSpinBox* top = find<QSpinBox>("textBoxMaskingTop");
+    const int before = top->value();
+    const int sent = int(sim.commandLines().size());
+    find<QCheckBox>("checkBoxBars")->setFocus();
+    QWheelEvent wheel(QPointF(5, 5), top->mapToGlobal(QPointF(5, 5)), QPoint(), QPoint(0, 120),
+                      Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
+    QApplication::sendEvent(top, &wheel);
+    EXPECT_EQ(top->value(), before);
+    QTest::qWait(100);
+    EXPECT_EQ(sim.commandLines().size(), sent);
 }
