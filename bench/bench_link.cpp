@@ -18,6 +18,7 @@
 #include <QEventLoop>
 #include <QThread>
 #include <QTimer>
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -25,6 +26,7 @@
 #include <poll.h>
 #include <termios.h>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -60,34 +62,43 @@ bool waitUntil(Counter& counter, int timeoutMs) {
 // The same exchange without the link thread or the main thread's event loop:
 // write, then read until the answer line is in. What the terminal and the
 // unit cost on their own.
-double bareMsPerCommand(const QString& path, int count) {
+double median(std::vector<double> samples) {
+    if (samples.empty())
+        return -1;
+    std::sort(samples.begin(), samples.end());
+    return samples[samples.size() / 2];
+}
+
+// Per command, in ms; empty when the unit stopped answering.
+std::vector<double> bareRoundTrips(const QString& path, int count) {
+    std::vector<double> samples;
     const int fd = ::open(path.toLocal8Bit().constData(), O_RDWR | O_NONBLOCK | O_NOCTTY);
     if (fd < 0)
-        return -1;
+        return samples;
     termios raw{};
     ::cfmakeraw(&raw);
     ::tcsetattr(fd, TCSANOW, &raw);
     char buffer[255];
     QByteArray pending;
     QElapsedTimer timer;
-    timer.start();
     for (int i = 0; i < count; ++i) {
+        timer.start();
         (void)!::write(fd, "X\r\n", 3);
         while (!pending.contains("X 13\r\n")) {
             pollfd p{fd, POLLIN, 0};
             if (::poll(&p, 1, 1000) <= 0) {
                 ::close(fd);
-                return -1;
+                return {};
             }
             const ssize_t n = ::read(fd, buffer, sizeof buffer);
             if (n > 0)
                 pending.append(buffer, n);
         }
         pending.clear();
+        samples.push_back(double(timer.nsecsElapsed()) / 1e6);
     }
-    const double ms = double(timer.nsecsElapsed()) / 1e6;
     ::close(fd);
-    return ms / count;
+    return samples;
 }
 
 void roundTrip() {
@@ -107,15 +118,19 @@ void roundTrip() {
 
     // One at a time: each query goes out once the previous answer has reached
     // the main thread.
+    std::vector<double> linkSamples;
     QElapsedTimer timer;
+    QElapsedTimer one;
     timer.start();
     for (int i = 0; i < kQueries; ++i) {
         counter.target = i + 1;
+        one.start();
         link.sendString(cmd::query('X'));
         if (!waitUntil(counter, 5000)) {
             std::printf("round trip: no answer to query %d\n", i + 1);
             return;
         }
+        linkSamples.push_back(double(one.nsecsElapsed()) / 1e6);
     }
     const double sequentialMs = double(timer.nsecsElapsed()) / 1e6 / kQueries;
 
@@ -132,12 +147,21 @@ void roundTrip() {
         std::printf("round trip: only %d of %d answers\n", counter.seen, kQueries);
         return;
     }
-    const double bareMs = bareMsPerCommand(sim.ptyPath(), kQueries);
-    std::printf("round trip, %d queries, unit answering at once:\n", kQueries);
-    std::printf("  one at a time, through the link      %8.3f ms per command\n", sequentialMs);
-    std::printf("  one at a time, bare terminal loop    %8.3f ms per command\n", bareMs);
-    std::printf("  link overhead                        %8.3f ms per command   (target < 1 ms)\n",
-                sequentialMs - bareMs);
+    const std::vector<double> bareSamples = bareRoundTrips(sim.ptyPath(), kQueries);
+    double bareMs = 0;
+    for (double ms : bareSamples)
+        bareMs += ms;
+    bareMs = bareSamples.empty() ? -1 : bareMs / double(bareSamples.size());
+    const double linkMedian = median(linkSamples);
+    const double bareMedian = median(bareSamples);
+    std::printf("round trip, %d queries, unit answering at once (mean / median):\n", kQueries);
+    std::printf("  one at a time, through the link      %8.3f / %8.3f ms per command\n",
+                sequentialMs, linkMedian);
+    std::printf("  one at a time, bare terminal loop    %8.3f / %8.3f ms per command\n", bareMs,
+                bareMedian);
+    std::printf("  link overhead                        %8.3f / %8.3f ms per command   (target < "
+                "1 ms)\n",
+                sequentialMs - bareMs, linkMedian - bareMedian);
     std::printf("  all queued at once, through the link %8.3f ms per command\n", queuedMs);
 }
 
@@ -218,6 +242,8 @@ void idleCpu(int seconds) {
     std::printf("idle link thread over %.1f s: CPU %.6f s = %.5f%% of one core   (target < "
                 "0.1%%)\n",
                 wallS, cpuS, 100.0 * cpuS / wallS);
+    std::printf("  (the thread's CPU time since it started: %.6f s)\n",
+                std::chrono::duration<double>(before).count() + cpuS);
 }
 
 } // namespace

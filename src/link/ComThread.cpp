@@ -96,7 +96,12 @@ ComThread::ComThread() {
 
 ComThread::~ComThread() {
     stopThread();
-    m_toOwner.reset();
+    // The owner may be destroying the link from inside one of its calls, that
+    // is from inside the mailbox's delivery: let the mailbox go later.
+    if (m_toOwner) {
+        m_toOwner->cancel();
+        m_toOwner.release()->deleteLater();
+    }
     closePort();
     if (m_wakeRead >= 0)
         ::close(m_wakeRead);

@@ -5,14 +5,16 @@
 #include <mutex>
 #include <vector>
 
+class QSocketNotifier;
+
 // Calls from a worker thread to an object on that object's own thread: queued,
 // run in posting order, never waited for.
 //
-// The calls and their data travel through a std::mutex-guarded list; only an
-// argument-free wake-up goes through the event queue. That keeps every byte a
-// worker hands over visibly synchronised for ThreadSanitizer, which cannot see
-// inside the event queue of an uninstrumented Qt (a queued call with
-// arguments reads, on the receiving thread, memory the worker allocated).
+// The calls and their data travel through a std::mutex-guarded list, and the
+// worker wakes the target's thread by writing a byte to a pipe that the
+// thread's event loop watches. The worker never touches Qt's event queue, so
+// the hand-over is plain to ThreadSanitizer even with a Qt that is not built
+// for it (whose internal locking it cannot see).
 //
 // Create it on the target's thread; it must outlive the workers that post to
 // it. Calls still pending when it is destroyed are dropped.
@@ -20,16 +22,22 @@ class QueuedCalls final : public QObject {
     Q_OBJECT
 public:
     explicit QueuedCalls(QObject* target);
+    ~QueuedCalls() override;
 
     // Any thread.
     void post(std::function<void()> call);
+    // Drops the calls not yet run (their target is going away).
+    void cancel();
 
     QObject* target() const { return m_target; }
 
 private:
-    Q_INVOKABLE void deliver();
+    void deliver();
 
     QObject* m_target;
+    int m_wakeRead = -1;
+    int m_wakeWrite = -1;
+    QSocketNotifier* m_notifier = nullptr;
     std::mutex m_lock; // guards m_calls
     std::vector<std::function<void()>> m_calls;
 };

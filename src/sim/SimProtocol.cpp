@@ -64,41 +64,42 @@ void SimProtocol::clearRecord() {
     m_sysexTexts.clear();
 }
 
-QByteArray SimProtocol::feed(const QByteArray& bytes, Clock::time_point now) {
+QByteArray SimProtocol::feed(const QByteArray& bytes, Clock::time_point now, int channel) {
+    Parser& p = m_parsers[channel];
     QByteArray out;
     for (char byte : bytes) {
-        switch (m_mode) {
+        switch (p.mode) {
         case Mode::Sysex:
-            m_midi += byte;
+            p.midi += byte;
             if (byte == kSysexEnd) {
-                handleSysex(m_midi);
-                m_midi.clear();
-                m_mode = Mode::Text;
-            } else if (m_midi.size() > kMaxSysexBytes) {
-                m_midi.clear();
-                m_mode = Mode::Text;
+                handleSysex(p.midi);
+                p.midi.clear();
+                p.mode = Mode::Text;
+            } else if (p.midi.size() > kMaxSysexBytes) {
+                p.midi.clear();
+                p.mode = Mode::Text;
             }
             continue;
         case Mode::NoteOn:
-            m_midi += byte;
-            if (m_midi.size() == 3) {
-                m_triggers.append({uchar(m_midi.at(1)), uchar(m_midi.at(2)), now});
-                m_midi.clear();
-                m_mode = Mode::Text;
+            p.midi += byte;
+            if (p.midi.size() == 3) {
+                m_triggers.append({uchar(p.midi.at(1)), uchar(p.midi.at(2)), now});
+                p.midi.clear();
+                p.mode = Mode::Text;
             }
             continue;
         case Mode::Text:
             break;
         }
         if (byte == kSysexStart || byte == kNoteOn) {
-            m_midi = QByteArray(1, byte);
-            m_mode = byte == kSysexStart ? Mode::Sysex : Mode::NoteOn;
+            p.midi = QByteArray(1, byte);
+            p.mode = byte == kSysexStart ? Mode::Sysex : Mode::NoteOn;
         } else if (byte == '\r' || byte == '\n') {
-            if (!m_line.isEmpty())
-                out += handleLine(QString::fromLatin1(m_line), now);
-            m_line.clear();
-        } else if (m_line.size() < kMaxLineBytes) {
-            m_line += byte;
+            if (!p.line.isEmpty())
+                out += handleLine(QString::fromLatin1(p.line), now, channel);
+            p.line.clear();
+        } else if (p.line.size() < kMaxLineBytes) {
+            p.line += byte;
         }
     }
     return out;
@@ -115,16 +116,16 @@ void SimProtocol::handleSysex(const QByteArray& frame) {
     }
 }
 
-QByteArray SimProtocol::handleLine(const QString& line, Clock::time_point now) {
+QByteArray SimProtocol::handleLine(const QString& line, Clock::time_point now, int channel) {
     m_commands.append({line, now});
     QStringList lines{line}; // the echo
-    lines += answer(line, now);
+    lines += answer(line, now, channel);
     QByteArray out = toWire(lines);
     out += '>';
     return out;
 }
 
-QStringList SimProtocol::answer(const QString& line, Clock::time_point now) {
+QStringList SimProtocol::answer(const QString& line, Clock::time_point now, int channel) {
     const qsizetype blank = line.indexOf(QLatin1Char(' '));
     const QString key = blank < 0 ? line : line.left(blank);
     const QString args = blank < 0 ? QString() : line.mid(blank + 1);
@@ -172,6 +173,7 @@ QStringList SimProtocol::answer(const QString& line, Clock::time_point now) {
     if (key == QLatin1String("f")) {
         ++m_inOutCount;
         m_inOutPending = true;
+        m_inOutChannel = channel;
         m_lastInOut = now;
         return {};
     }
@@ -200,11 +202,12 @@ QStringList SimProtocol::answer(const QString& line, Clock::time_point now) {
     return {};
 }
 
-QByteArray SimProtocol::tick(Clock::time_point now) {
+SimProtocol::Output SimProtocol::tick(Clock::time_point now) {
     if (!m_inOutPending || now < m_lastInOut + kInOutQuiet)
         return {};
     m_inOutPending = false;
-    return toWire({QStringLiteral("h %1").arg(QString::number(m_inOutCount, 16))}) + '>';
+    return {m_inOutChannel,
+            toWire({QStringLiteral("h %1").arg(QString::number(m_inOutCount, 16))}) + '>'};
 }
 
 std::optional<SimProtocol::Clock::time_point> SimProtocol::nextDeadline() const {

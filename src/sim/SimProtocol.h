@@ -46,12 +46,25 @@ public:
     static constexpr int kMaxLineBytes = 1024;
     static constexpr std::chrono::milliseconds kInOutQuiet{500};
 
+    // Where bytes come from and answers go: the serial line is channel 0,
+    // each network connection has its own number. Lines are assembled per
+    // channel; the state is the one unit's.
+    static constexpr int kSerialChannel = 0;
+    struct Output {
+        int channel = kSerialChannel;
+        QByteArray bytes;
+    };
+
     SimProtocol();
 
-    // Bytes that arrived at `now`; returns the bytes the unit sends in answer.
-    QByteArray feed(const QByteArray& bytes, Clock::time_point now);
-    // Output that falls due by time ("h n"); empty when nothing is due.
-    QByteArray tick(Clock::time_point now);
+    // Bytes that arrived at `now`; returns the bytes the unit sends in answer
+    // on the same channel.
+    QByteArray feed(const QByteArray& bytes, Clock::time_point now, int channel = kSerialChannel);
+    // Output that falls due by time ("h n", to the channel that sent the
+    // in/out list); empty bytes when nothing is due.
+    Output tick(Clock::time_point now);
+    // Forgets a channel's partial input (its connection closed).
+    void dropChannel(int channel) { m_parsers.remove(channel); }
     // When tick() next has something to say.
     std::optional<Clock::time_point> nextDeadline() const;
 
@@ -78,14 +91,17 @@ public:
 
 private:
     enum class Mode { Text, NoteOn, Sysex };
+    struct Parser {
+        Mode mode = Mode::Text;
+        QByteArray line;
+        QByteArray midi;
+    };
 
-    QByteArray handleLine(const QString& line, Clock::time_point now);
-    QStringList answer(const QString& line, Clock::time_point now);
+    QByteArray handleLine(const QString& line, Clock::time_point now, int channel);
+    QStringList answer(const QString& line, Clock::time_point now, int channel);
     void handleSysex(const QByteArray& frame);
 
-    Mode m_mode = Mode::Text;
-    QByteArray m_line;
-    QByteArray m_midi;
+    QMap<int, Parser> m_parsers;
 
     QMap<QString, QString> m_settings;
     std::array<QString, 4> m_windows;
@@ -98,6 +114,7 @@ private:
 
     int m_inOutCount = 0;
     bool m_inOutPending = false;
+    int m_inOutChannel = kSerialChannel;
     Clock::time_point m_lastInOut;
 
     QList<Command> m_commands;

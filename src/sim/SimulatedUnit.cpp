@@ -1,12 +1,16 @@
 #include "sim/SimulatedUnit.h"
 
 #include <algorithm>
+#include <arpa/inet.h>
 #include <cerrno>
 #include <climits>
 #include <csignal>
 #include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <pty.h>
+#include <sys/socket.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -89,11 +93,39 @@ void SimulatedUnit::stop() {
         m_thread.join();
     }
     m_running.store(false);
-    for (int* fd : {&m_master, &m_slave, &m_wakeRead, &m_wakeWrite}) {
+    for (int* fd : {&m_master, &m_slave, &m_wakeRead, &m_wakeWrite, &m_listen}) {
         if (*fd >= 0)
             ::close(*fd);
         *fd = -1;
     }
+    for (Client& client : m_clients)
+        ::close(client.fd);
+    m_clients.clear();
+    m_tcpPort = 0;
+}
+
+quint16 SimulatedUnit::listenTcp(quint16 port) {
+    if (m_running.load() || m_listen >= 0)
+        return m_tcpPort;
+    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    if (fd < 0)
+        return 0;
+    const int on = 1;
+    ::setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(port);
+    socklen_t length = sizeof address;
+    if (::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+        ::listen(fd, 4) != 0 ||
+        ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
+        ::close(fd);
+        return 0;
+    }
+    m_listen = fd;
+    m_tcpPort = ntohs(address.sin_port);
+    return m_tcpPort;
 }
 
 void SimulatedUnit::wake() {
@@ -178,10 +210,64 @@ SimulatedUnit::Clock::duration SimulatedUnit::byteTime() const {
                                                        baud);
 }
 
-void SimulatedUnit::schedule(QByteArray bytes, Clock::time_point when) {
+void SimulatedUnit::schedule(QByteArray bytes, Clock::time_point when, int channel) {
     if (bytes.isEmpty())
         return;
-    m_scheduled.push_back({when, std::move(bytes)});
+    m_scheduled.push_back({when, std::move(bytes), channel});
+}
+
+void SimulatedUnit::flushClient(Client& client) {
+    while (!client.pending.isEmpty()) {
+        const ssize_t n = ::send(client.fd, client.pending.constData(),
+                                 size_t(client.pending.size()), MSG_NOSIGNAL);
+        if (n <= 0)
+            return; // full (poll waits for room) or gone (the read side notices)
+        client.pending.remove(0, qsizetype(n));
+    }
+}
+
+void SimulatedUnit::serveNetwork(const std::vector<pollfd>& fds, std::size_t first) {
+    // fds[first] is the listening socket, then one entry per client in order.
+    const Clock::time_point now = Clock::now();
+    const Clock::duration delay = std::chrono::milliseconds(m_replyDelayMs.load());
+    char buffer[kReadBytes];
+    std::vector<int> closed;
+    for (std::size_t i = 0; i < m_clients.size() && first + 1 + i < fds.size(); ++i) {
+        Client& client = m_clients[i];
+        const short revents = fds[first + 1 + i].revents;
+        if (revents & POLLOUT)
+            flushClient(client);
+        if (!(revents & (POLLIN | POLLHUP | POLLERR)))
+            continue;
+        const ssize_t n = ::recv(client.fd, buffer, sizeof buffer, 0);
+        if (n > 0) {
+            QByteArray answer;
+            {
+                std::lock_guard<std::mutex> lock(m_mutex);
+                answer = m_protocol.feed(QByteArray(buffer, qsizetype(n)), now, client.channel);
+            }
+            if (!m_silent.load())
+                schedule(std::move(answer), now + delay, client.channel);
+        } else if (n == 0 || (errno != EAGAIN && errno != EINTR)) {
+            closed.push_back(client.channel);
+        }
+    }
+    for (int channel : closed) {
+        auto it = std::find_if(m_clients.begin(), m_clients.end(),
+                               [channel](const Client& c) { return c.channel == channel; });
+        ::close(it->fd);
+        m_clients.erase(it);
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_protocol.dropChannel(channel);
+    }
+    if (fds[first].revents & POLLIN) {
+        const int fd = ::accept4(m_listen, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+        if (fd >= 0) {
+            const int on = 1;
+            ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+            m_clients.push_back({fd, m_nextChannel++, {}});
+        }
+    }
 }
 
 void SimulatedUnit::pumpInput(Clock::time_point now) {
@@ -214,9 +300,18 @@ void SimulatedUnit::pumpOutput(Clock::time_point now) {
     const Clock::duration step = byteTime();
     while (!m_scheduled.empty() && m_scheduled.front().due <= now) {
         Scheduled& next = m_scheduled.front();
-        if (m_wire.isEmpty())
-            m_wireNextDue = std::max(next.due, m_lastOutDone) + step;
-        m_wire += next.bytes;
+        if (next.channel == SimProtocol::kSerialChannel) {
+            if (m_wire.isEmpty())
+                m_wireNextDue = std::max(next.due, m_lastOutDone) + step;
+            m_wire += next.bytes;
+        } else {
+            for (Client& client : m_clients) {
+                if (client.channel == next.channel) {
+                    client.pending += next.bytes;
+                    flushClient(client);
+                }
+            }
+        }
         m_scheduled.pop_front();
     }
     if (m_wire.isEmpty() || m_wireNextDue > now)
@@ -238,7 +333,7 @@ void SimulatedUnit::run() {
         Clock::time_point now = Clock::now();
         {
             QByteArray raw;
-            QByteArray timed;
+            SimProtocol::Output timed;
             {
                 std::lock_guard<std::mutex> lock(m_mutex);
                 raw.swap(m_rawOut);
@@ -246,7 +341,7 @@ void SimulatedUnit::run() {
             }
             schedule(std::move(raw), now);
             if (!m_silent.load())
-                schedule(std::move(timed), now);
+                schedule(std::move(timed.bytes), now, timed.channel);
         }
         pumpInput(now);
         pumpOutput(now);
@@ -266,14 +361,23 @@ void SimulatedUnit::run() {
             if (auto deadline = m_protocol.nextDeadline())
                 consider(*deadline);
         }
-        pollfd fds[2] = {{m_master, short(POLLIN | (blockedOutput ? POLLOUT : 0)), 0},
-                         {m_wakeRead, POLLIN, 0}};
+        std::vector<pollfd> fds = {{m_master, short(POLLIN | (blockedOutput ? POLLOUT : 0)), 0},
+                                   {m_wakeRead, POLLIN, 0}};
+        const std::size_t network = fds.size();
+        if (m_listen >= 0) {
+            fds.push_back({m_listen, POLLIN, 0});
+            for (const Client& client : m_clients)
+                fds.push_back(
+                    {client.fd, short(POLLIN | (client.pending.isEmpty() ? 0 : POLLOUT)), 0});
+        }
         const std::chrono::nanoseconds timeout =
             due ? std::max(std::chrono::nanoseconds::zero(),
                            std::chrono::duration_cast<std::chrono::nanoseconds>(*due - now))
                 : std::chrono::nanoseconds(-1);
-        if (pollFor(fds, 2, timeout) < 0 && errno != EINTR)
+        if (pollFor(fds.data(), nfds_t(fds.size()), timeout) < 0 && errno != EINTR)
             break;
+        if (m_listen >= 0)
+            serveNetwork(fds, network);
         if (fds[1].revents) {
             while (::read(m_wakeRead, buffer, sizeof buffer) > 0) {
             }

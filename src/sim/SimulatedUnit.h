@@ -11,6 +11,9 @@
 #include <deque>
 #include <mutex>
 #include <thread>
+#include <vector>
+
+struct pollfd;
 
 // A QZ62 unit in software, on a real pseudo-terminal: the host opens
 // ptyPath() like the adapter's serial port and talks to SimProtocol through
@@ -38,10 +41,16 @@ public:
     // Opens the pseudo-terminal and starts serving it; false when no
     // pseudo-terminal can be had.
     bool start();
-    // Stops serving and closes the terminal (as unplug()).
+    // Stops serving and closes the terminal and the network port.
     void stop();
+    // Also serve the protocol over TCP on 127.0.0.1 (the network proxy's
+    // transport; commands end with "\n" there). Call before start(); port 0
+    // picks a free one. Returns the port, or 0 when it cannot listen. Each
+    // connection is its own channel to the same unit; no wire emulation.
+    quint16 listenTcp(quint16 port = 0);
+    quint16 tcpPort() const { return m_tcpPort; }
     // Closes the terminal: the host sees its port hang up, as when the USB
-    // adapter is pulled.
+    // adapter is pulled. (Stops the network side too.)
     void unplug() { stop(); }
     bool isRunning() const { return m_running.load(); }
     // The path the host opens (the terminal's slave side).
@@ -74,11 +83,20 @@ private:
     struct Scheduled {
         Clock::time_point due;
         QByteArray bytes;
+        int channel = SimProtocol::kSerialChannel;
+    };
+    struct Client {
+        int fd = -1;
+        int channel = 0;
+        QByteArray pending; // not yet taken by the socket
     };
 
     void run();
     void wake();
-    void schedule(QByteArray bytes, Clock::time_point when);
+    void schedule(QByteArray bytes, Clock::time_point when,
+                  int channel = SimProtocol::kSerialChannel);
+    void serveNetwork(const std::vector<struct pollfd>& fds, std::size_t first);
+    void flushClient(Client& client);
     // Moves due output onto the wire and writes what the wire has delivered.
     void pumpOutput(Clock::time_point now);
     void pumpInput(Clock::time_point now);
@@ -88,6 +106,8 @@ private:
     int m_slave = -1;
     int m_wakeRead = -1;
     int m_wakeWrite = -1;
+    int m_listen = -1;
+    quint16 m_tcpPort = 0;
     QString m_ptyPath;
     std::thread m_thread;
     std::atomic<bool> m_stop{false};
@@ -103,6 +123,8 @@ private:
 
     // Used by the serving thread only.
     std::deque<Scheduled> m_scheduled;
+    std::vector<Client> m_clients;
+    int m_nextChannel = 1;
     QByteArray m_wire;               // bytes on their way to the host
     Clock::time_point m_wireNextDue; // when the first of them has arrived
     Clock::time_point m_lastOutDone; // when the last byte sent had arrived

@@ -1,5 +1,6 @@
 // qz62-sim: a simulated QZ62 unit on a pseudo-terminal. Prints the terminal's
-// path, then serves it until killed.
+// path (and, with --tcp, the network address on a second line), then serves
+// until killed.
 #include "sim/SimulatedUnit.h"
 
 #include <QCoreApplication>
@@ -12,12 +13,16 @@ int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
     const QStringList args = app.arguments().mid(1);
     SimulatedUnit sim;
+    bool tcp = false;
+    int tcpPort = 0;
     for (qsizetype i = 0; i < args.size(); ++i) {
         const QString& a = args.at(i);
         if (a == QLatin1String("--baud") && i + 1 < args.size()) {
             sim.setWireBaud(args.at(++i).toInt());
         } else if (a == QLatin1String("--late") && i + 1 < args.size()) {
             sim.setReplyDelayMs(args.at(++i).toInt());
+        } else if (a == QLatin1String("--tcp") && i + 1 < args.size()) {
+            tcpPort = args.at(++i).toInt(&tcp);
         } else if (a == QLatin1String("--silent")) {
             sim.setSilent(true);
         } else if (a == QLatin1String("--not-qz62")) {
@@ -37,11 +42,17 @@ int main(int argc, char** argv) {
     sigaddset(&endSignals, SIGINT);
     sigaddset(&endSignals, SIGHUP);
     pthread_sigmask(SIG_BLOCK, &endSignals, nullptr);
+    if (tcp && sim.listenTcp(quint16(tcpPort)) == 0) {
+        std::fprintf(stderr, "qz62-sim: cannot listen on port %d\n", tcpPort);
+        return 1;
+    }
     if (!sim.start()) {
         std::fprintf(stderr, "qz62-sim: no pseudo-terminal available\n");
         return 1;
     }
     std::printf("%s\n", sim.ptyPath().toLocal8Bit().constData());
+    if (tcp)
+        std::printf("127.0.0.1:%d\n", int(sim.tcpPort()));
     std::fflush(stdout);
     int received = 0;
     sigwait(&endSignals, &received);

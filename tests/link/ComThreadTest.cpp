@@ -67,7 +67,7 @@ TEST_F(LinkTest, PollingExchangeWaitsForThePromptAndMissesLateAnswers) {
     EXPECT_FALSE(link.sendStringPolling(QStringLiteral("B\r\n")).contains(QLatin1String("C190")));
     // The late answer is discarded before the next exchange.
     sim.setReplyDelayMs(0);
-    QThread::msleep(60);
+    ASSERT_TRUE(waitFor([&] { return link.bytesAvailable() > 0; }));
     EXPECT_EQ(link.sendStringPolling(QStringLiteral("X\r\n")), QStringLiteral("X\r\nX 13\r\n>"));
 }
 
@@ -134,6 +134,7 @@ TEST_F(LinkTest, NextCommandWaitsForTheReplyToStart) {
         sim.setSilent(c.silent);
         sim.setReplyDelayMs(c.delayMs);
         sim.clearRecord();
+        receiver.lines.clear();
         link.sendString(QStringLiteral("X 1"));
         link.sendString(QStringLiteral("X 2"));
         ASSERT_TRUE(simReceived(QStringLiteral("X 2"))) << c.name;
@@ -142,8 +143,10 @@ TEST_F(LinkTest, NextCommandWaitsForTheReplyToStart) {
         const qint64 gap = msBetween(commands[0], commands[1]);
         EXPECT_GE(gap, c.minGapMs) << c.name;
         EXPECT_LE(gap, c.maxGapMs) << c.name;
-        // Let the replies of this case pass before the next one starts.
-        waitFor([] { return false; }, c.delayMs + 50);
+        // The replies of this case are in before the next one starts.
+        if (!c.silent) {
+            ASSERT_TRUE(waitFor([&] { return receiver.hasLine(QStringLiteral("X 2")); })) << c.name;
+        }
     }
 }
 
@@ -217,6 +220,34 @@ TEST_F(LinkTest, UnpluggedUnitStopsTheLinkWithoutSpinning) {
     link.sendString(QStringLiteral("X 1"));
     EXPECT_EQ(link.txCount(), 0);
     link.stopThread();
+}
+
+// As the application does when the adapter is pulled: drops the link at once,
+// from inside the call that reports it.
+class DroppingOwner : public QObject {
+    Q_OBJECT
+public:
+    std::unique_ptr<ComThread> link;
+    bool told = false;
+    Q_INVOKABLE void threadHasMsg(MsgClass) {}
+    Q_INVOKABLE void threadLinkLost(const QString&) {
+        told = true;
+        link.reset();
+    }
+};
+
+TEST(LinkOwner, MayDestroyTheLinkWhenToldItIsLost) {
+    SimulatedUnit sim;
+    ASSERT_TRUE(sim.start());
+    DroppingOwner owner;
+    owner.link = std::make_unique<ComThread>();
+    owner.link->setPort(sim.ptyPath());
+    ASSERT_EQ(owner.link->openUsbSerial(), 0);
+    owner.link->startThread(&owner);
+    sim.unplug();
+    ASSERT_TRUE(waitFor([&] { return owner.told; }));
+    EXPECT_FALSE(owner.link);
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
 TEST_F(LinkTest, GarbageAndEndlessInputKeepMemoryBounded) {
