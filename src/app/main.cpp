@@ -1,15 +1,82 @@
 #include "Version.h"
+#include "app/MainWindow.h"
+#include "app/MessageBoxPresenter.h"
+#include "sim/SimulatedUnit.h"
 
 #include <QApplication>
-#include <QMainWindow>
+#include <QCommandLineParser>
+#include <QDir>
+#include <QTabWidget>
+#include <QTimer>
+#include <cstdio>
+#include <memory>
+
+namespace {
+// Saves a picture of every tab of the panel into dir, then quits: for
+// checking the layout without a person at the screen.
+void saveScreenshots(MainWindow& window, const QString& dir) {
+    QDir().mkpath(dir);
+    QTabWidget* tabs = window.panel()->tabView();
+    for (int i = 0; i < tabs->count(); ++i) {
+        tabs->setCurrentIndex(i);
+        QApplication::processEvents();
+        const QString path = QDir(dir).filePath(QStringLiteral("tab-%1.png").arg(i));
+        window.grab().save(path);
+        std::printf("%s\n", qPrintable(path));
+    }
+    QApplication::quit();
+}
+} // namespace
 
 int main(int argc, char** argv) {
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("qz62"));
     QApplication::setApplicationVersion(QString::fromLatin1(qz62::kAppVersion));
-    QMainWindow window;
-    window.setWindowTitle(QStringLiteral("QZ62A version %1").arg(QLatin1String(qz62::kAppVersion)));
-    window.resize(1000, 700);
+
+    QCommandLineParser cli;
+    cli.setApplicationDescription(
+        QStringLiteral("Control application for the QZ62 video-overlay unit"));
+    cli.addHelpOption();
+    cli.addVersionOption();
+    const QCommandLineOption simulator(
+        QStringLiteral("simulator"),
+        QStringLiteral("Run on a simulated unit instead of hardware."));
+    const QCommandLineOption port(QStringLiteral("port"),
+                                  QStringLiteral("Use this serial port instead of searching."),
+                                  QStringLiteral("path"));
+    const QCommandLineOption shots(QStringLiteral("screenshots"),
+                                   QStringLiteral("Save a picture of each tab into dir and quit."),
+                                   QStringLiteral("dir"));
+    cli.addOption(simulator);
+    cli.addOption(port);
+    cli.addOption(shots);
+    cli.process(app);
+
+    PanelOptions options;
+    std::unique_ptr<SimulatedUnit> sim;
+    if (cli.isSet(simulator)) {
+        sim = std::make_unique<SimulatedUnit>();
+        if (!sim->start()) {
+            std::fprintf(stderr, "qz62: cannot start the simulated unit (no pseudo-terminal)\n");
+            return 2;
+        }
+        options.explicitPort = sim->ptyPath();
+    } else if (cli.isSet(port)) {
+        options.explicitPort = cli.value(port);
+    }
+
+    MainWindow window;
+    MessageBoxPresenter presenter(&window);
+    alerts::setPresenter(&presenter);
     window.show();
-    return app.exec();
+    window.panel()->awakeFromNib(options);
+
+    if (cli.isSet(shots)) {
+        const QString dir = cli.value(shots);
+        QTimer::singleShot(1500, &window, [&window, dir] { saveScreenshots(window, dir); });
+    }
+    const int status = app.exec();
+    alerts::setPresenter(nullptr);
+    window.panel()->windowClosing();
+    return status;
 }

@@ -1,0 +1,48 @@
+#include "app/MainWindow.h"
+
+#include "Version.h"
+#include "ui_MainWindow.h"
+
+#include <QCloseEvent>
+#include <QLabel>
+#include <QMessageBox>
+
+MainWindow::MainWindow(QWidget* parent)
+    : QMainWindow(parent), m_ui(std::make_unique<Ui::MainWindow>()) {
+    m_ui->setupUi(this);
+    m_panel = new qz62View(this);
+    setCentralWidget(m_panel);
+
+    m_linkLabel = new QLabel(this);
+    statusBar()->addPermanentWidget(m_linkLabel);
+
+    connect(m_ui->actionQuit, &QAction::triggered, this, &QWidget::close);
+    connect(m_ui->actionAbout, &QAction::triggered, this, &MainWindow::showAbout);
+    connect(m_panel, &qz62View::windowTitleChanged, this, &QWidget::setWindowTitle);
+    connect(m_panel, &qz62View::linkStateTextChanged, this, &MainWindow::showLinkState);
+    showLinkState(m_panel->linkStateText(), PanelController::LinkState::Idle);
+}
+
+MainWindow::~MainWindow() = default;
+
+QString MainWindow::statusText() const {
+    return m_linkLabel->text();
+}
+
+void MainWindow::showLinkState(const QString& text, PanelController::LinkState state) {
+    const bool good = state == PanelController::LinkState::Connected;
+    m_linkLabel->setText((good ? QStringLiteral("● ") : QStringLiteral("○ ")) + text);
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+    m_panel->windowClosing();
+    event->accept();
+}
+
+void MainWindow::showAbout() {
+    QMessageBox::about(this, QStringLiteral("About QZ62A"),
+                       QStringLiteral("<b>QZ62A control</b><br>version %1<br><br>Configures the "
+                                      "QZ62 video-overlay unit: streamers, punches, annunciator, "
+                                      "counters and cue text.")
+                           .arg(QLatin1String(qz62::kAppVersion)));
+}

@@ -1,0 +1,3 @@
+#include "panel/InhibitPing.h"
+
+std::atomic<bool> inhibitPing{false};

@@ -1,0 +1,127 @@
+#include "panel/PanelController.h"
+
+#include "Version.h"
+#include "link/ComThread.h"
+#include "link/MsgClass.h"
+#include "panel/Commands.h"
+#include "panel/InhibitPing.h"
+
+#include <QStringList>
+
+PanelController::PanelController(QObject* parent)
+    : QObject(parent), m_parser(this), m_settings(m_parser, this) {
+    m_timer.setInterval(kTickMs);
+    connect(&m_timer, &QTimer::timeout, this, &PanelController::timer_service);
+}
+
+PanelController::~PanelController() {
+    if (m_comThread)
+        m_comThread->stopThread();
+}
+
+void PanelController::setTickIntervalMs(int ms) {
+    m_timer.setInterval(ms);
+}
+
+void PanelController::startUp() {
+    m_msg = std::make_unique<MsgClass>();
+    m_comThread = std::make_unique<ComThread>();
+    if (!m_searchDirectory.isEmpty())
+        m_comThread->setSearchDirectory(m_searchDirectory);
+    if (!m_explicitPort.isEmpty())
+        m_comThread->setPort(m_explicitPort);
+    m_parser.setCommandSink(m_comThread.get());
+    m_settings.setCommandSink(m_comThread.get());
+    m_timer.start();
+    if (openLink())
+        getInitValues();
+    // The title keeps this suffix after a successful start until the network
+    // link names its service; the banner and status bar show the link.
+    setWindowTitle(QString::fromLatin1(kNotFoundTitle));
+}
+
+bool PanelController::openLink() {
+    if (m_comThread->openUsbSerial() != 0) {
+        setLinkState(LinkState::NotFound, m_comThread->com());
+        return false;
+    }
+    m_comThread->startThread(this);
+    setLinkState(LinkState::Connected, m_comThread->com());
+    return true;
+}
+
+bool PanelController::reconnect() {
+    if (!m_comThread)
+        return false;
+    m_comThread->stopThread();
+    m_msg = std::make_unique<MsgClass>();
+    if (!openLink())
+        return false;
+    getInitValues();
+    return true;
+}
+
+void PanelController::windowClosing() {
+    m_timer.stop();
+    if (m_comThread) {
+        m_comThread->stopThread();
+        m_parser.setCommandSink(nullptr);
+        m_settings.setCommandSink(nullptr);
+        m_comThread.reset();
+    }
+    m_msg.reset();
+    setLinkState(LinkState::Closed, QString());
+}
+
+void PanelController::timer_service() {
+    m_parser.tickProgress();
+    if (m_pingDowncount != 0) {
+        --m_pingDowncount;
+        return;
+    }
+    if (!inhibitPing.load() && m_comThread)
+        m_comThread->sendString(cmd::ping());
+    m_pingDowncount = kPingTicks;
+}
+
+void PanelController::setWindowTitle(const QString& suffix) {
+    QString title = QStringLiteral("QZ62A version %1").arg(QLatin1String(qz62::kAppVersion));
+    if (!suffix.isNull())
+        title += QLatin1Char('-') + suffix;
+    m_windowTitle = title;
+    emit windowTitleChanged(title);
+}
+
+void PanelController::threadHasMsg(MsgClass chunk) {
+    if (!m_msg)
+        return;
+    for (const QString& line : m_msg->drain(chunk)) {
+        if (line.isEmpty())
+            continue;
+        m_parser.processRxString(line);
+        emit rxLine(line);
+    }
+}
+
+void PanelController::threadHasString(const QString& text) {
+    for (const QString& piece : text.split(QLatin1Char('\n')))
+        m_parser.processRxString(piece);
+    // The log adds its own line end.
+    QString logged = text;
+    while (logged.endsWith(QLatin1Char('\n')) || logged.endsWith(QLatin1Char('\r')))
+        logged.chop(1);
+    if (!logged.isEmpty())
+        emit rxLine(logged);
+}
+
+void PanelController::threadLinkLost(const QString& reason) {
+    if (m_comThread)
+        m_comThread->stopThread();
+    setLinkState(LinkState::Lost, reason);
+}
+
+void PanelController::setLinkState(LinkState state, const QString& detail) {
+    m_linkState = state;
+    m_linkDetail = detail;
+    emit linkStateChanged(state, detail);
+}

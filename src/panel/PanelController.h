@@ -1,0 +1,97 @@
+#pragma once
+
+#include "link/MsgClass.h"
+#include "panel/PanelSettings.h"
+#include "panel/StatusParser.h"
+
+#include <QObject>
+#include <QString>
+#include <QTimer>
+#include <memory>
+
+class ComThread;
+
+// The control panel's life with the unit, without widgets: it creates the
+// serial link, finds the unit, reads every setting, keeps the link alive with
+// a "ping" every 5 s, cuts the received bytes into reply lines for the
+// parser, and says at all times whether a unit is there. Main thread only;
+// the link thread reaches it only through queued calls.
+class PanelController : public QObject {
+    Q_OBJECT
+public:
+    enum class LinkState {
+        Idle,      // not started yet
+        Connected, // a unit answered; detail names the port
+        NotFound,  // no unit answered at start-up
+        Lost,      // the unit went away; detail gives the reason
+        Closed,    // the window closed, the link is stopped
+    };
+    Q_ENUM(LinkState)
+
+    static constexpr int kTickMs = 100;   // timer_service period
+    static constexpr int kPingTicks = 50; // a "ping" every 5 s
+    static constexpr const char* kNotFoundTitle = "QZ-62A not found";
+
+    explicit PanelController(QObject* parent = nullptr);
+    ~PanelController() override;
+
+    // Before startUp(): a port to use instead of searching (the unit must
+    // still identify itself), the folder searched for adapters, and the
+    // timer period (tests shorten it).
+    void setExplicitPort(const QString& path) { m_explicitPort = path; }
+    void setSearchDirectory(const QString& dir) { m_searchDirectory = dir; }
+    void setTickIntervalMs(int ms);
+
+    // Creates the link, starts the timer, looks for the unit and, when it
+    // answers, starts the link thread and reads every setting.
+    void startUp();
+    // After the unit was lost or not found: search again.
+    bool reconnect();
+    // The main window is closing: stop the link thread.
+    void windowClosing();
+
+    void getInitValues() { m_settings.getInitValues(); }
+    // Every 0.1 s: hides the transfer progress after its time-out and sends
+    // the keep-alive.
+    void timer_service();
+
+    // "QZ62A version <app version>-<suffix>"; emitted as windowTitleChanged.
+    void setWindowTitle(const QString& suffix);
+    QString windowTitle() const { return m_windowTitle; }
+
+    StatusParser& parser() { return m_parser; }
+    PanelSettings& settings() { return m_settings; }
+    ComThread* comThread() const { return m_comThread.get(); }
+    LinkState linkState() const { return m_linkState; }
+    QString linkDetail() const { return m_linkDetail; }
+    int pingDowncount() const { return m_pingDowncount; }
+
+    // Called by the link thread (queued): a chunk of received bytes.
+    Q_INVOKABLE void threadHasMsg(MsgClass chunk);
+    // Text from the network link: one or more lines.
+    Q_INVOKABLE void threadHasString(const QString& text);
+    // Called by the link thread (queued) when the port went away.
+    Q_INVOKABLE void threadLinkLost(const QString& reason);
+
+signals:
+    // Every non-empty line received, for the log.
+    void rxLine(const QString& line);
+    void linkStateChanged(PanelController::LinkState state, const QString& detail);
+    void windowTitleChanged(const QString& title);
+
+private:
+    bool openLink();
+    void setLinkState(LinkState state, const QString& detail);
+
+    StatusParser m_parser;
+    PanelSettings m_settings;
+    std::unique_ptr<ComThread> m_comThread;
+    std::unique_ptr<MsgClass> m_msg;
+    QTimer m_timer;
+    int m_pingDowncount = 0;
+    QString m_explicitPort;
+    QString m_searchDirectory;
+    QString m_windowTitle;
+    LinkState m_linkState = LinkState::Idle;
+    QString m_linkDetail;
+};

@@ -1,0 +1,236 @@
+#include "panel/PanelSettings.h"
+
+#include "link/Alerts.h"
+#include "link/CommandSink.h"
+#include "panel/Commands.h"
+#include "panel/StatusParser.h"
+
+#include <QTimer>
+#include <cstdio>
+
+PanelSettings::PanelSettings(StatusParser& parser, QObject* parent)
+    : QObject(parent), m_parser(parser) {}
+
+PanelState& PanelSettings::state() {
+    return m_parser.mutableState();
+}
+
+void PanelSettings::send(const QString& command) {
+    if (m_sink)
+        m_sink->sendString(command);
+}
+
+int PanelSettings::rateFlags(const PanelState& s) {
+    int flags = qBound(0, s.rateCell, 2);
+    if (s.streamerEndPunch)
+        flags |= 4;
+    if (s.priorityCell == 0)
+        flags |= 8; // HDMI input has priority
+    return flags;
+}
+
+int PanelSettings::barsAndGrayBits(const PanelState& s) {
+    return (s.bars ? 1 : 0) | (s.grayScale ? 2 : 0);
+}
+
+int PanelSettings::popEnableBits(const PanelState& s) {
+    int bits = (s.popStreamerAccum ? 1 : 0) | (s.popPunch ? 2 : 0) | (s.popStreamer ? 4 : 0);
+    if (s.popCell == 1)
+        bits |= 8; // timecode from LTC
+    else if (s.popCell == 2)
+        bits |= 16; // timecode from MTC
+    return bits;
+}
+
+int PanelSettings::delayTrimStepsFromSeconds(double seconds) {
+    return int(seconds * 50.0 + (seconds >= 0 ? 1e-6 : -1e-6));
+}
+
+// --- reference rate, priority, end punch ---
+
+void PanelSettings::onRadioButtonRefFlat() {
+    state().rateCell = 0;
+    sendRate();
+}
+
+void PanelSettings::onRadioButtonRefPulldown() {
+    state().rateCell = 1;
+    sendRate();
+}
+
+void PanelSettings::onRadioButtonRefAuto() {
+    state().rateCell = 2;
+    sendRate();
+}
+
+void PanelSettings::onRadioButtonHdmi() {
+    state().priorityCell = 0;
+    sendRate();
+}
+
+void PanelSettings::onRadioButtonSdi() {
+    state().priorityCell = 1;
+    sendRate();
+}
+
+void PanelSettings::onCheckBoxStreamerEndPunch(bool on) {
+    state().streamerEndPunch = on;
+    sendRate();
+}
+
+void PanelSettings::sendRate() {
+    m_parser.notifyChanged(PanelGroup::Rate);
+    send(cmd::rate(rateFlags(state())));
+}
+
+// --- bars and gray scale ---
+
+void PanelSettings::onCheckBoxBars(bool on) {
+    state().bars = on;
+    sendBarsAndGray();
+}
+
+void PanelSettings::onCheckBoxGrayScale(bool on) {
+    state().grayScale = on;
+    sendBarsAndGray();
+}
+
+void PanelSettings::sendBarsAndGray() {
+    m_parser.notifyChanged(PanelGroup::BarsAndGray);
+    send(cmd::barsAndGray(barsAndGrayBits(state())));
+}
+
+// --- masking ---
+
+void PanelSettings::onTextBoxMasking(Mask which, int value) {
+    state().masking[size_t(which)] = value;
+    sendMasking();
+}
+
+void PanelSettings::onStepperMasking(Mask which, int value) {
+    state().masking[size_t(which)] = value;
+    if (which == Mask::Transparency) {
+        std::printf("%d\n", value);
+        std::fflush(stdout);
+    }
+    sendMasking();
+}
+
+void PanelSettings::sendMasking() {
+    m_parser.notifyChanged(PanelGroup::Masking);
+    const auto& m = state().masking;
+    send(cmd::masking(m[0], m[1], m[2], m[3], m[4]));
+}
+
+// --- pop enables and timecode source ---
+
+void PanelSettings::onCheckBoxPopStreamerAccum(bool on) {
+    state().popStreamerAccum = on;
+    if (on)
+        state().popStreamer = false;
+    sendPopEnables();
+}
+
+void PanelSettings::onCheckBoxPopStreamer(bool on) {
+    state().popStreamer = on;
+    if (on)
+        state().popStreamerAccum = false;
+    sendPopEnables();
+}
+
+void PanelSettings::onCheckBoxPopPunch(bool on) {
+    state().popPunch = on;
+    sendPopEnables();
+}
+
+void PanelSettings::onRadioPopEnable() {
+    state().popCell = 0;
+    sendPopEnables();
+}
+
+void PanelSettings::onRadioLtcEnable() {
+    state().popCell = 1;
+    sendPopEnables();
+}
+
+void PanelSettings::onRadioMtcEnable() {
+    state().popCell = 2;
+    sendPopEnables();
+}
+
+void PanelSettings::sendPopEnables() {
+    m_parser.notifyChanged(PanelGroup::PopEnables);
+    send(cmd::popEnables(popEnableBits(state())));
+}
+
+// --- generator, bypass, delay trim, colour space, read-outs ---
+
+void PanelSettings::onComboBoxSdiGenerator(int row) {
+    state().sdiGenerator = row;
+    m_parser.notifyChanged(PanelGroup::SdiGenerator);
+    send(cmd::sdiGenerator(row));
+}
+
+void PanelSettings::onCheckBoxBypass(bool on) {
+    state().bypass = on;
+    m_parser.notifyChanged(PanelGroup::Bypass);
+    send(cmd::bypass(on ? 1 : 0));
+}
+
+void PanelSettings::onStepperDelayTrim(int steps) {
+    state().delayTrimSteps = steps;
+    sendTrim();
+}
+
+void PanelSettings::onTextDelayTrim(double seconds) {
+    state().delayTrimSteps = delayTrimStepsFromSeconds(seconds);
+    sendTrim();
+}
+
+void PanelSettings::sendTrim() {
+    m_parser.notifyChanged(PanelGroup::DelayTrim);
+    send(cmd::delayTrim(state().delayTrimSteps));
+}
+
+void PanelSettings::oncomboBoxInputColorSpace(int row) {
+    state().colorSpaceRow = row;
+    m_parser.notifyChanged(PanelGroup::ColorSpace);
+    send(cmd::colorSpace(row));
+}
+
+void PanelSettings::onButtonGetHdmiTiming(bool extended) {
+    send(cmd::hdmiTiming(extended));
+}
+
+void PanelSettings::onButtonStreamerFields() {
+    send(cmd::streamerFields());
+}
+
+void PanelSettings::onTextDebugTx(const QString& text) {
+    const QString command = text.trimmed();
+    if (!command.isEmpty())
+        send(command);
+}
+
+// --- whole-unit operations ---
+
+void PanelSettings::getInitValues() {
+    static constexpr char kQueriesBefore[] = {'A', 'B', 'C', 'E', 'G', 'H', 'J'};
+    static constexpr char kQueriesAfter[] = {'Q', 'U', 'X', 'Y', 'k', 'm', 'n', 'z'};
+    for (char letter : kQueriesBefore)
+        send(cmd::query(letter));
+    // The generator starts switched off every time the panel connects.
+    send(cmd::generatorOff());
+    for (char letter : kQueriesAfter)
+        send(cmd::query(letter));
+    for (int window = 0; window < 4; ++window)
+        send(cmd::windowQuery(window));
+    send(cmd::query('t'));
+}
+
+void PanelSettings::onButtonResetFlash() {
+    if (!alerts::askOkCancel(QStringLiteral("Reset FLASH to defaults?")))
+        return;
+    send(cmd::resetFlash());
+    QTimer::singleShot(kResetFlashSettleMs, this, [this] { getInitValues(); });
+}

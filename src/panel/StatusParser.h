@@ -1,0 +1,103 @@
+#pragma once
+
+#include "panel/PanelState.h"
+
+#include <QObject>
+#include <QString>
+
+class CommandSink;
+class StreamerReceiver;
+class PunchReceiver;
+class AnnunciatorReceiver;
+class CueDocumentTarget;
+
+// Which part of the panel a reply changed.
+enum class PanelGroup {
+    Rate,
+    BarsAndGray,
+    Masking,
+    PopEnables,
+    SdiGenerator,
+    Bypass,
+    DelayTrim,
+    ColorSpace,
+    Progress,
+    UnitMemory,
+};
+
+// Takes the unit's reply lines apart. Each reply letter sets exactly the
+// settings it carries, hands the overlay editors their lines, and drives the
+// transfer progress display; the widgets follow through changed(). Runs on the
+// main thread, without widgets.
+class StatusParser : public QObject {
+    Q_OBJECT
+public:
+    static constexpr const char* kMinMicroVersion = "3.32.6";
+    // Base of the unit's settings area in its state memory.
+    static constexpr unsigned kStateBase = 0xfc00;
+
+    explicit StatusParser(QObject* parent = nullptr);
+
+    // One reply line as cut from the stream.
+    void processRxString(const QString& line);
+
+    // Compares the first "N.N.N" (one or two digits each) in reply with
+    // minVersion; alerts "update micro to <min> or greater" when the unit is
+    // older. Returns false only when both were read and the unit is older.
+    static bool checkMicroVersion(const QString& reply, const QString& minVersion);
+
+    const PanelState& state() const { return m_state; }
+    PanelState& mutableState() { return m_state; }
+    const UnitMemory& memory() const { return m_memory; }
+    const ProgressState& progress() const { return m_progress; }
+
+    // Counts down in 0.1 s ticks to hiding the progress display; "f" sets it.
+    int progressDowncount() const { return m_progressDowncount; }
+    void tickProgress();
+
+    // For the controls: a setting was changed locally, show it everywhere.
+    void notifyChanged(PanelGroup group) { emit changed(group); }
+
+    // Number of records of a network update, turns the unit's "u" count into
+    // a percentage; set by the update code.
+    int progressMaxCount() const { return m_progressMaxCount; }
+    void setProgressMaxCount(int count) { m_progressMaxCount = count; }
+
+    // Number of in/out pairs the unit should report in its "h" reply after an
+    // in/out list; set by whoever sends the list.
+    int fMax() const { return m_fMax; }
+    void setFMax(int pairs) { m_fMax = pairs; }
+
+    // Not owned; any may be null.
+    void setCommandSink(CommandSink* sink) { m_sink = sink; }
+    void setStreamerReceiver(StreamerReceiver* r) { m_streamer = r; }
+    void setPunchReceiver(PunchReceiver* r) { m_punch = r; }
+    void setAnnunciatorReceiver(AnnunciatorReceiver* r) { m_annunciator = r; }
+    void setCueDocument(CueDocumentTarget* doc) { m_cueDocument = doc; }
+
+signals:
+    void changed(PanelGroup group);
+    // A transfer started: bring the unit tab forward so its progress shows.
+    void showUnitTab();
+
+private:
+    void onTransferItem();
+    void onTransferEnd(const QString& line);
+    void onUpdateProgress(int count);
+    void onStateRecord(const QString& line);
+    void onStateInfo(const QString& line);
+    void showProgress(int maximum);
+    void hideProgress();
+
+    PanelState m_state;
+    UnitMemory m_memory;
+    ProgressState m_progress;
+    int m_progressDowncount = 0;
+    int m_progressMaxCount = 0;
+    int m_fMax = 0;
+    CommandSink* m_sink = nullptr;
+    StreamerReceiver* m_streamer = nullptr;
+    PunchReceiver* m_punch = nullptr;
+    AnnunciatorReceiver* m_annunciator = nullptr;
+    CueDocumentTarget* m_cueDocument = nullptr;
+};
