@@ -1,0 +1,19 @@
+#!/usr/bin/env bash
+# Builds the optimised preset and runs every benchmark, printing its figures.
+# IDLE_SECONDS (default 60) sets the idle measurements of the link and panel.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/deps.sh
+export CCACHE_DIR="${CCACHE_DIR:-$HOME/.cache/qz62-ccache}"
+export CCACHE_BASEDIR="$PWD"
+cmake --preset release >/dev/null
+cmake --build --preset release
+idle="${IDLE_SECONDS:-60}"
+for b in build/release/bench/bench_*; do
+  [[ -x "$b" ]] || continue
+  echo "== $(basename "$b")"
+  case "$(basename "$b")" in
+    bench_link|bench_panel) QT_QPA_PLATFORM=offscreen "$b" "$idle" ;;
+    *) "$b" ;;
+  esac
+done
