@@ -67,7 +67,7 @@ double median(std::vector<double> samples) {
 }
 
 // The same exchange without the link thread or the main thread's event loop:
-// write, then read until the answer line is in. What the terminal and the
+// write, then read until the prompt after the answer is in. What the terminal and the
 // unit cost on their own. Per command, in ms; empty when the unit stopped
 // answering.
 std::vector<double> bareRoundTrips(const QString& path, int count) {
@@ -84,7 +84,7 @@ std::vector<double> bareRoundTrips(const QString& path, int count) {
     for (int i = 0; i < count; ++i) {
         timer.start();
         (void)!::write(fd, "X\r\n", 3);
-        while (!pending.contains("X 13\r\n")) {
+        while (!pending.endsWith('>')) {
             pollfd p{fd, POLLIN, 0};
             if (::poll(&p, 1, 1000) <= 0) {
                 ::close(fd);
@@ -119,7 +119,7 @@ void roundTrip() {
     if (!openLink(sim, link, "round trip"))
         return;
     Counter counter;
-    counter.prefix = QStringLiteral("X 13");
+    counter.prefix = QStringLiteral("X "); // the answer, not the echoed query
     link.startThread(&counter);
 
     // One at a time: each query goes out once the previous answer has reached

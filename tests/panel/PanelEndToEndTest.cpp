@@ -45,8 +45,9 @@ TEST(PanelEndToEnd, StartsReadsTheUnitAndFollowsIt) {
         [&] { return app.find<QLabel>("labelFirmware")->text().startsWith("3.32.6"); }, kWaitMs));
     QTest::qWait(100);
     app.expectControls(
-        {"radioButtonRefAuto", "radioButtonHdmi", "checkBoxPopStreamerAccum", "radioLtcEnable"},
-        {"checkBoxStreamerEndPunch", "checkBoxBars", "checkBoxBypass"},
+        {"radioButtonRefAuto", "radioButtonHdmi", "checkBoxPopStreamer", "radioLtcEnable"},
+        {"checkBoxStreamerEndPunch", "checkBoxBars", "checkBoxBypass", "checkBoxPopStreamerAccum",
+         "checkBoxPopPunch"},
         {{"textBoxMaskingTop", 10},
          {"stepperMaskingBottom", 10},
          {"textBoxMaskingTransparency", 50},
