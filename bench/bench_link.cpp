@@ -59,9 +59,6 @@ bool waitUntil(Counter& counter, int timeoutMs) {
     return counter.seen >= counter.target;
 }
 
-// The same exchange without the link thread or the main thread's event loop:
-// write, then read until the answer line is in. What the terminal and the
-// unit cost on their own.
 double median(std::vector<double> samples) {
     if (samples.empty())
         return -1;
@@ -69,7 +66,10 @@ double median(std::vector<double> samples) {
     return samples[samples.size() / 2];
 }
 
-// Per command, in ms; empty when the unit stopped answering.
+// The same exchange without the link thread or the main thread's event loop:
+// write, then read until the prompt after the answer is in. What the terminal and the
+// unit cost on their own. Per command, in ms; empty when the unit stopped
+// answering.
 std::vector<double> bareRoundTrips(const QString& path, int count) {
     std::vector<double> samples;
     const int fd = ::open(path.toLocal8Bit().constData(), O_RDWR | O_NONBLOCK | O_NOCTTY);
@@ -84,7 +84,7 @@ std::vector<double> bareRoundTrips(const QString& path, int count) {
     for (int i = 0; i < count; ++i) {
         timer.start();
         (void)!::write(fd, "X\r\n", 3);
-        while (!pending.contains("X 13\r\n")) {
+        while (!pending.endsWith('>')) {
             pollfd p{fd, POLLIN, 0};
             if (::poll(&p, 1, 1000) <= 0) {
                 ::close(fd);
@@ -101,19 +101,25 @@ std::vector<double> bareRoundTrips(const QString& path, int count) {
     return samples;
 }
 
+// Starts the unit and finds it on its terminal; says so when it is not found.
+bool openLink(SimulatedUnit& sim, ComThread& link, const char* figure) {
+    sim.start();
+    link.setDriverCheckEnabled(false);
+    link.setPort(sim.ptyPath());
+    if (link.openUsbSerial() == 0)
+        return true;
+    std::printf("%s: unit not found\n", figure);
+    return false;
+}
+
 void roundTrip() {
     constexpr int kQueries = 1000;
     SimulatedUnit sim;
-    sim.start();
     ComThread link;
-    link.setDriverCheckEnabled(false);
-    link.setPort(sim.ptyPath());
-    if (link.openUsbSerial() != 0) {
-        std::printf("round trip: unit not found\n");
+    if (!openLink(sim, link, "round trip"))
         return;
-    }
     Counter counter;
-    counter.prefix = QStringLiteral("X 13");
+    counter.prefix = QStringLiteral("X "); // the answer, not the echoed query
     link.startThread(&counter);
 
     // One at a time: each query goes out once the previous answer has reached
@@ -169,14 +175,9 @@ void wireSpeed() {
     constexpr int kCommands = 500;
     constexpr int kBaud = 38400;
     SimulatedUnit sim;
-    sim.start();
     ComThread link;
-    link.setDriverCheckEnabled(false);
-    link.setPort(sim.ptyPath());
-    if (link.openUsbSerial() != 0) {
-        std::printf("wire speed: unit not found\n");
+    if (!openLink(sim, link, "wire speed"))
         return;
-    }
     sim.setWireBaud(kBaud);
     Counter counter;
     counter.prefix = QStringLiteral("f ");
@@ -187,14 +188,10 @@ void wireSpeed() {
     qint64 bytesIn = 0;
     QStringList commands;
     for (int i = 0; i < kCommands; ++i) {
-        const int second = i % 60;
-        const QString in = QStringLiteral("01:%1:%2:00")
-                               .arg(i / 60, 2, 10, QLatin1Char('0'))
-                               .arg(second, 2, 10, QLatin1Char('0'));
-        const QString out = QStringLiteral("01:%1:%2:12")
-                                .arg(i / 60, 2, 10, QLatin1Char('0'))
-                                .arg(second, 2, 10, QLatin1Char('0'));
-        commands << cmd::inOut(in, out);
+        const QString second = QStringLiteral("01:%1:%2:")
+                                   .arg(i / 60, 2, 10, QLatin1Char('0'))
+                                   .arg(i % 60, 2, 10, QLatin1Char('0'));
+        commands << cmd::inOut(second + "00", second + "12");
         bytesOut += commands.last().size() + 2; // CR LF
         bytesIn += commands.last().size() + 3;  // echo, CR LF, prompt
     }
@@ -219,14 +216,9 @@ void wireSpeed() {
 
 void idleCpu(int seconds) {
     SimulatedUnit sim;
-    sim.start();
     ComThread link;
-    link.setDriverCheckEnabled(false);
-    link.setPort(sim.ptyPath());
-    if (link.openUsbSerial() != 0) {
-        std::printf("idle: unit not found\n");
+    if (!openLink(sim, link, "idle"))
         return;
-    }
     QObject owner;
     link.startThread(&owner);
     QThread::msleep(50);

@@ -83,15 +83,6 @@ std::int64_t threadCpuNs(clockid_t clock) {
 
 ComThread::ComThread() {
     m_port = qEnvironmentVariable("QZ62_PORT");
-    int fds[2];
-    if (::pipe(fds) == 0) {
-        for (int fd : fds) {
-            ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_NONBLOCK);
-            ::fcntl(fd, F_SETFD, FD_CLOEXEC);
-        }
-        m_wakeRead = fds[0];
-        m_wakeWrite = fds[1];
-    }
 }
 
 ComThread::~ComThread() {
@@ -103,10 +94,6 @@ ComThread::~ComThread() {
         m_toOwner.release()->deleteLater();
     }
     closePort();
-    if (m_wakeRead >= 0)
-        ::close(m_wakeRead);
-    if (m_wakeWrite >= 0)
-        ::close(m_wakeWrite);
 }
 
 void ComThread::setSearchDirectory(const QString& directory) {
@@ -259,9 +246,7 @@ void ComThread::startThread(QObject* parent) {
         std::lock_guard<std::mutex> lock(m_ioLock);
         m_txQueue.clear();
     }
-    char scratch[64];
-    while (m_wakeRead >= 0 && ::read(m_wakeRead, scratch, sizeof scratch) > 0) {
-    }
+    m_wake.drain();
     if (!m_toOwner || m_toOwner->target() != parent) {
         // Calls still queued for a previous owner go with their mailbox.
         if (m_toOwner)
@@ -278,34 +263,28 @@ void ComThread::stopThread() {
     if (!m_thread.joinable())
         return;
     m_abort.store(true);
-    wake();
+    m_wake.wake();
     m_thread.join();
     m_running.store(false);
     std::lock_guard<std::mutex> lock(m_ioLock);
     m_txQueue.clear();
 }
 
-void ComThread::wake() {
-    if (m_wakeWrite >= 0) {
-        const char byte = 1;
-        (void)!::write(m_wakeWrite, &byte, 1);
-    }
-}
-
+// Nothing is queued while the port is closed or the link thread is stopped.
 void ComThread::enqueue(MsgClass message) {
+    if (m_fd.load() < 0 || !m_running.load())
+        return;
     {
         std::lock_guard<std::mutex> lock(m_ioLock);
         m_txQueue.push_back(std::move(message));
     }
-    wake();
+    m_wake.wake();
 }
 
 void ComThread::sendString(const QString& command) {
     if (NetworkSender* network = m_network.load())
         if (network->sendStringToNetwork(command) >= 0)
             return;
-    if (m_fd.load() < 0 || !m_running.load())
-        return;
     MsgClass message;
     message.txString(command);
     enqueue(std::move(message));
@@ -315,8 +294,6 @@ void ComThread::sendBytes(const QByteArray& bytes) {
     if (NetworkSender* network = m_network.load())
         if (network->sendBytesToNetwork(bytes) >= 0)
             return;
-    if (m_fd.load() < 0 || !m_running.load())
-        return;
     MsgClass message;
     message.txBytes(bytes);
     enqueue(std::move(message));
@@ -404,11 +381,7 @@ void ComThread::run(QObject* parent, bool hasMsgSlot, bool hasLostSlot) {
     QString lostReason;
     char buffer[kReadChunkBytes];
 
-    auto drainWake = [this] {
-        char scratch[64];
-        while (::read(m_wakeRead, scratch, sizeof scratch) > 0) {
-        }
-    };
+    const int wakeFd = m_wake.readFd();
     auto queueEmpty = [this] {
         std::lock_guard<std::mutex> lock(m_ioLock);
         return m_txQueue.empty();
@@ -445,10 +418,10 @@ void ComThread::run(QObject* parent, bool hasMsgSlot, bool hasLostSlot) {
             const int waitMs = msUntil(deadline);
             if (waitMs == 0)
                 return true;
-            pollfd fds[2] = {{fd, POLLOUT, 0}, {m_wakeRead, POLLIN, 0}};
+            pollfd fds[2] = {{fd, POLLOUT, 0}, {wakeFd, POLLIN, 0}};
             ::poll(fds, 2, waitMs);
             if (fds[1].revents)
-                drainWake();
+                m_wake.drain();
             if (fds[0].revents & (POLLHUP | POLLERR | POLLNVAL)) {
                 lostReason = QStringLiteral("port hung up");
                 return false;
@@ -497,9 +470,9 @@ void ComThread::run(QObject* parent, bool hasMsgSlot, bool hasLostSlot) {
 
     while (!m_abort.load()) {
         if (fd < 0) { // no port: only wait to be stopped
-            pollfd p{m_wakeRead, POLLIN, 0};
+            pollfd p{wakeFd, POLLIN, 0};
             ::poll(&p, 1, -1);
-            drainWake();
+            m_wake.drain();
             continue;
         }
         std::optional<MsgClass> message;
@@ -520,11 +493,11 @@ void ComThread::run(QObject* parent, bool hasMsgSlot, bool hasLostSlot) {
                 const int waitMs = msUntil(deadline);
                 if (waitMs == 0)
                     break;
-                pollfd fds[2] = {{fd, POLLIN, 0}, {m_wakeRead, POLLIN, 0}};
+                pollfd fds[2] = {{fd, POLLIN, 0}, {wakeFd, POLLIN, 0}};
                 if (::poll(fds, 2, waitMs) < 0 && errno != EINTR)
                     break;
                 if (fds[1].revents)
-                    drainWake(); // a queued command waits for its turn
+                    m_wake.drain(); // a queued command waits for its turn
                 if (fds[0].revents)
                     break;
             }
@@ -532,10 +505,10 @@ void ComThread::run(QObject* parent, bool hasMsgSlot, bool hasLostSlot) {
         if (m_abort.load() || !readAvailable())
             break;
         if (queueEmpty()) {
-            pollfd fds[2] = {{fd, POLLIN, 0}, {m_wakeRead, POLLIN, 0}};
+            pollfd fds[2] = {{fd, POLLIN, 0}, {wakeFd, POLLIN, 0}};
             ::poll(fds, 2, -1);
             if (fds[1].revents)
-                drainWake();
+                m_wake.drain();
         }
     }
 

@@ -2,6 +2,7 @@
 
 #include "link/CommandSink.h"
 #include "link/MsgClass.h"
+#include "link/WakePipe.h"
 
 #include <QObject>
 #include <QString>
@@ -124,7 +125,6 @@ private:
     bool identify();
     void closePort();
     void enqueue(MsgClass message);
-    void wake();
     void run(QObject* parent, bool hasMsgSlot, bool hasLostSlot);
 
     QString m_searchDirectory = QStringLiteral("/dev");
@@ -145,7 +145,6 @@ private:
     mutable std::mutex m_ioLock; // guards m_txQueue only
     std::deque<MsgClass> m_txQueue;
 
-    int m_wakeRead = -1;
-    int m_wakeWrite = -1;
+    WakePipe m_wake; // wakes the link thread for a command or to stop
     std::thread m_thread;
 };

@@ -2,19 +2,10 @@
 
 #include <QSocketNotifier>
 #include <QThread>
-#include <fcntl.h>
-#include <unistd.h>
 
 QueuedCalls::QueuedCalls(QObject* target) : m_target(target) {
-    int fds[2];
-    if (::pipe(fds) == 0) {
-        for (int fd : fds) {
-            ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_NONBLOCK);
-            ::fcntl(fd, F_SETFD, FD_CLOEXEC);
-        }
-        m_wakeRead = fds[0];
-        m_wakeWrite = fds[1];
-        m_notifier = new QSocketNotifier(m_wakeRead, QSocketNotifier::Read, this);
+    if (m_wake.isOpen()) {
+        m_notifier = new QSocketNotifier(m_wake.readFd(), QSocketNotifier::Read, this);
         connect(m_notifier, &QSocketNotifier::activated, this, &QueuedCalls::deliver);
     }
     if (target)
@@ -23,10 +14,6 @@ QueuedCalls::QueuedCalls(QObject* target) : m_target(target) {
 
 QueuedCalls::~QueuedCalls() {
     delete m_notifier;
-    if (m_wakeRead >= 0)
-        ::close(m_wakeRead);
-    if (m_wakeWrite >= 0)
-        ::close(m_wakeWrite);
 }
 
 void QueuedCalls::post(std::function<void()> call) {
@@ -37,10 +24,8 @@ void QueuedCalls::post(std::function<void()> call) {
         m_calls.push_back(std::move(call));
     }
     // One wake-up per batch: a delivery already signalled takes this call too.
-    if (wake && m_wakeWrite >= 0) {
-        const char byte = 1;
-        (void)!::write(m_wakeWrite, &byte, 1);
-    }
+    if (wake)
+        m_wake.wake();
 }
 
 void QueuedCalls::cancel() {
@@ -49,9 +34,7 @@ void QueuedCalls::cancel() {
 }
 
 void QueuedCalls::deliver() {
-    char scratch[64];
-    while (::read(m_wakeRead, scratch, sizeof scratch) > 0) {
-    }
+    m_wake.drain();
     std::vector<std::function<void()>> calls;
     {
         std::lock_guard<std::mutex> lock(m_lock);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "link/WakePipe.h"
+
 #include <QObject>
 #include <functional>
 #include <mutex>
@@ -35,8 +37,7 @@ private:
     void deliver();
 
     QObject* m_target;
-    int m_wakeRead = -1;
-    int m_wakeWrite = -1;
+    WakePipe m_wake; // destroyed after the notifier that watches it
     QSocketNotifier* m_notifier = nullptr;
     std::mutex m_lock; // guards m_calls
     std::vector<std::function<void()>> m_calls;

@@ -6,6 +6,7 @@
 #include "panel/InhibitPing.h"
 #include "panel/ReplyReceivers.h"
 #include "panel/ReplyScanner.h"
+#include "update/SRecord.h"
 
 #include <QByteArray>
 #include <QList>
@@ -317,20 +318,16 @@ void StatusParser::onUpdateProgress(int count) {
 void StatusParser::onStateRecord(const QString& line) {
     std::printf("%s\n", line.toUtf8().constData());
     std::fflush(stdout);
-    ReplyScanner scan(line);
-    unsigned address = 0;
-    scan.scanHexInt(address);
-    std::array<std::uint8_t, 16> data{};
-    unsigned byte = 0;
-    for (std::uint8_t& b : data) {
-        scan.scanHexInt(byte);
-        b = std::uint8_t(byte & 0xff);
-    }
+    SRecord record;
+    record.fromJString(line);
+    const std::uint32_t address = record.address();
     if (address < kStateBase || address >= kStateBase + 0x100)
         return;
-    const unsigned offset = address - kStateBase;
-    for (unsigned i = 0; i < data.size() && offset + i < m_memory.stateBuffer.size(); ++i)
-        m_memory.stateBuffer[offset + i] = data[i];
+    const std::size_t offset = address - kStateBase;
+    const QByteArray data = record.buffer();
+    for (std::size_t i = 0;
+         i < std::size_t(data.size()) && offset + i < m_memory.stateBuffer.size(); ++i)
+        m_memory.stateBuffer[offset + i] = std::uint8_t(data.at(qsizetype(i)));
     emit changed(PanelGroup::UnitMemory);
 }
 

@@ -35,7 +35,7 @@ void SimProtocol::resetSettings() {
         {QStringLiteral("N"), QStringLiteral("0")},
         {QStringLiteral("Q"), QStringLiteral("0")},
         {QStringLiteral("U"), QStringLiteral("0")},
-        {QStringLiteral("X"), QStringLiteral("13")},
+        {QStringLiteral("X"), QStringLiteral("12")},
         {QStringLiteral("Y"), QStringLiteral("0")},
         {QStringLiteral("m"), QStringLiteral("1")},
         {QStringLiteral("n"), QStringLiteral("0")},

@@ -64,17 +64,13 @@ bool SimulatedUnit::start() {
     // host closes and re-opens the port.
     setNonBlocking(m_master);
     ::fcntl(m_slave, F_SETFD, FD_CLOEXEC);
-    int fds[2];
-    if (::pipe(fds) != 0) {
+    if (!m_wake.isOpen()) {
         ::close(m_master);
         ::close(m_slave);
         m_master = m_slave = -1;
         return false;
     }
-    m_wakeRead = fds[0];
-    m_wakeWrite = fds[1];
-    setNonBlocking(m_wakeRead);
-    setNonBlocking(m_wakeWrite);
+    m_wake.drain(); // a wake-up left from an earlier run
     m_ptyPath = QString::fromLocal8Bit(name);
     m_scheduled.clear();
     m_wire.clear();
@@ -89,11 +85,11 @@ bool SimulatedUnit::start() {
 void SimulatedUnit::stop() {
     if (m_thread.joinable()) {
         m_stop.store(true);
-        wake();
+        m_wake.wake();
         m_thread.join();
     }
     m_running.store(false);
-    for (int* fd : {&m_master, &m_slave, &m_wakeRead, &m_wakeWrite, &m_listen}) {
+    for (int* fd : {&m_master, &m_slave, &m_listen}) {
         if (*fd >= 0)
             ::close(*fd);
         *fd = -1;
@@ -128,13 +124,6 @@ quint16 SimulatedUnit::listenTcp(quint16 port) {
     return m_tcpPort;
 }
 
-void SimulatedUnit::wake() {
-    if (m_wakeWrite >= 0) {
-        const char byte = 1;
-        (void)!::write(m_wakeWrite, &byte, 1);
-    }
-}
-
 void SimulatedUnit::setFailIdentification(bool fail) {
     std::lock_guard<std::mutex> lock(m_mutex);
     m_protocol.setFailIdentification(fail);
@@ -150,7 +139,7 @@ void SimulatedUnit::sendRaw(const QByteArray& bytes) {
         std::lock_guard<std::mutex> lock(m_mutex);
         m_rawOut += bytes;
     }
-    wake();
+    m_wake.wake();
 }
 
 QList<SimProtocol::Command> SimulatedUnit::commands() const {
@@ -362,7 +351,7 @@ void SimulatedUnit::run() {
                 consider(*deadline);
         }
         std::vector<pollfd> fds = {{m_master, short(POLLIN | (blockedOutput ? POLLOUT : 0)), 0},
-                                   {m_wakeRead, POLLIN, 0}};
+                                   {m_wake.readFd(), POLLIN, 0}};
         const std::size_t network = fds.size();
         if (m_listen >= 0) {
             fds.push_back({m_listen, POLLIN, 0});
@@ -378,10 +367,8 @@ void SimulatedUnit::run() {
             break;
         if (m_listen >= 0)
             serveNetwork(fds, network);
-        if (fds[1].revents) {
-            while (::read(m_wakeRead, buffer, sizeof buffer) > 0) {
-            }
-        }
+        if (fds[1].revents)
+            m_wake.drain();
         if (fds[0].revents & POLLIN) {
             const ssize_t n = ::read(m_master, buffer, sizeof buffer);
             if (n > 0) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "link/WakePipe.h"
 #include "sim/SimProtocol.h"
 
 #include <QByteArray>
@@ -92,7 +93,6 @@ private:
     };
 
     void run();
-    void wake();
     void schedule(QByteArray bytes, Clock::time_point when,
                   int channel = SimProtocol::kSerialChannel);
     void serveNetwork(const std::vector<struct pollfd>& fds, std::size_t first);
@@ -104,8 +104,7 @@ private:
 
     int m_master = -1;
     int m_slave = -1;
-    int m_wakeRead = -1;
-    int m_wakeWrite = -1;
+    WakePipe m_wake; // wakes the serving thread
     int m_listen = -1;
     quint16 m_tcpPort = 0;
     QString m_ptyPath;

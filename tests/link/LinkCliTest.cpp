@@ -1,5 +1,6 @@
+#include "support/FilesAndTools.h"
+
 #include <QElapsedTimer>
-#include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
@@ -57,39 +58,33 @@ bool isOneErrorLine(const QString& err) {
     return err.startsWith(QLatin1String("qz62ctl: ")) && err.count(QLatin1Char('\n')) == 1;
 }
 
-TEST(LinkCli, ProbeFindsTheUnit) {
-    SimProcess sim;
-    ASSERT_FALSE(sim.path().isEmpty());
-    const CtlResult byOption = ctl({QStringLiteral("probe"), QStringLiteral("--port"), sim.path()});
-    EXPECT_EQ(byOption.exitCode, 0) << byOption.err.toStdString();
-    EXPECT_EQ(byOption.out, sim.path() + QLatin1Char('\n'));
-    const CtlResult byEnvironment = ctl({QStringLiteral("probe")}, sim.path());
-    EXPECT_EQ(byEnvironment.exitCode, 0);
-    EXPECT_EQ(byEnvironment.out, sim.path() + QLatin1Char('\n'));
-}
-
-TEST(LinkCli, ProbeReportsAUnitThatDoesNotAnswer) {
+TEST(LinkCli, ProbePrintsThePortOrNotFound) {
     struct Case {
         const char* name;
         QStringList simArgs;
+        bool byEnvironment; // QZ62_PORT instead of --port
+        bool found;
     };
     const Case cases[] = {
-        {"silent", {QStringLiteral("--silent")}},
-        {"another device", {QStringLiteral("--not-qz62")}},
+        {"--port", {}, false, true},
+        {"QZ62_PORT", {}, true, true},
+        {"silent", {"--silent"}, false, false},
+        {"another device", {"--not-qz62"}, false, false},
     };
     for (const Case& c : cases) {
         SimProcess sim(c.simArgs);
-        const CtlResult run = ctl({QStringLiteral("probe"), QStringLiteral("--port"), sim.path()});
-        EXPECT_EQ(run.exitCode, 1) << c.name;
-        EXPECT_EQ(run.out, QStringLiteral("QZ62 not found\n")) << c.name;
+        ASSERT_FALSE(sim.path().isEmpty()) << c.name;
+        const CtlResult run =
+            c.byEnvironment ? ctl({"probe"}, sim.path()) : ctl({"probe", "--port", sim.path()});
+        EXPECT_EQ(run.exitCode, c.found ? 0 : 1) << c.name << run.err.toStdString();
+        EXPECT_EQ(run.out, c.found ? sim.path() + '\n' : QStringLiteral("QZ62 not found\n"))
+            << c.name;
     }
 }
 
 TEST(LinkCli, SendPrintsEveryReplyLine) {
     SimProcess sim;
-    const CtlResult run =
-        ctl({QStringLiteral("send"), QStringLiteral("--port"), sim.path(), QStringLiteral("C"),
-             QStringLiteral("H 1 2 3 4 5"), QStringLiteral("H"), QStringLiteral("k")});
+    const CtlResult run = ctl({"send", "--port", sim.path(), "C", "H 1 2 3 4 5", "H", "k"});
     EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
     EXPECT_EQ(run.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts),
               (QStringList{"C", "C 0 28 0 64 0 ff ff 0", "H 1 2 3 4 5", "H", "H 1 2 3 4 5", "k",
@@ -99,17 +94,15 @@ TEST(LinkCli, SendPrintsEveryReplyLine) {
 TEST(LinkCli, BadArgumentsAndUnusablePortsExitWithStatus2) {
     QTemporaryDir dir;
     const QString plainFile = dir.filePath(QStringLiteral("plain"));
-    QFile file(plainFile);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.close();
+    ASSERT_TRUE(testsupport::writeFile(plainFile, QByteArray()));
     const QStringList cases[] = {
-        {QStringLiteral("probe"), QStringLiteral("--port")},
-        {QStringLiteral("probe"), QStringLiteral("--port"), dir.filePath(QStringLiteral("none"))},
-        {QStringLiteral("probe"), QStringLiteral("--port"), plainFile},
-        {QStringLiteral("probe"), QStringLiteral("extra")},
-        {QStringLiteral("send"), QStringLiteral("--port"), plainFile, QStringLiteral("C")},
-        {QStringLiteral("send"), QStringLiteral("--speed"), QStringLiteral("C")},
-        {QStringLiteral("send"), QStringLiteral("--port"), plainFile},
+        {"probe", "--port"},
+        {"probe", "--port", dir.filePath(QStringLiteral("none"))},
+        {"probe", "--port", plainFile},
+        {"probe", "extra"},
+        {"send", "--port", plainFile, "C"},
+        {"send", "--speed", "C"},
+        {"send", "--port", plainFile},
     };
     for (const QStringList& args : cases) {
         const CtlResult run = ctl(args);

@@ -59,7 +59,6 @@ TEST(ReplyScanner, FieldsAsTheUnitWritesThem) {
 }
 
 TEST(VideoStandards, SixteenStandardsEndingWithGeneratorOff) {
-    ASSERT_EQ(videostandards::names().size(), videostandards::kCount);
     EXPECT_EQ(videostandards::names().at(15), "GENERATOR_OFF");
     EXPECT_EQ(videostandards::displayName(15), "Generator off");
     EXPECT_EQ(videostandards::displayName(3), "1080i / 1080sF 25 Hz (SMPTE 274M)");

@@ -1,55 +1,32 @@
 #include "PanelTestSupport.h"
-#include "link/ComThread.h"
-#include "panel/qz62View.h"
-#include "sim/SimulatedUnit.h"
 
 #include <QApplication>
-#include <QCheckBox>
-#include <QComboBox>
-#include <QDoubleSpinBox>
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
-#include <QRadioButton>
-#include <QSlider>
-#include <QSpinBox>
-#include <QTest>
 #include <QWheelEvent>
 #include <functional>
-#include <gtest/gtest.h>
 #include <memory>
 
 namespace {
 
-constexpr int kWaitMs = 5000;
-
-// The panel on the real link to a simulated unit, started and settled: every
-// start-up query answered. The keep-alive is kept out of the way.
+// The application on a simulated unit, started and settled: every start-up
+// query answered. The keep-alive is kept out of the way.
 class PanelOnSim : public ::testing::Test {
 public:
     void SetUp() override {
         ASSERT_TRUE(sim.start());
-        PanelOptions options;
-        options.explicitPort = sim.ptyPath();
-        options.tickIntervalMs = 3600 * 1000;
-        view = std::make_unique<qz62View>();
-        view->awakeFromNib(options);
-        ASSERT_EQ(view->controller().linkState(), PanelController::LinkState::Connected);
+        app = std::make_unique<App>(sim.ptyPath());
+        ASSERT_EQ(app->controller().linkState(), PanelController::LinkState::Connected);
         ASSERT_TRUE(
             QTest::qWaitFor([&] { return log()->toPlainText().contains("t 70 70 70"); }, kWaitMs));
-    }
-    void TearDown() override {
-        if (view)
-            view->windowClosing();
     }
 
     template <typename T>
     T* find(const char* name) {
-        T* w = view->findChild<T*>(QString::fromLatin1(name));
-        EXPECT_NE(w, nullptr) << name;
-        return w;
+        return app->find<T>(name);
     }
-    QPlainTextEdit* log() { return view->findChild<QPlainTextEdit*>("textViewDebugRx"); }
+    QPlainTextEdit* log() { return find<QPlainTextEdit>("textViewDebugRx"); }
 
     // Runs the action and returns what the unit received because of it, once
     // the unit's echo of the last expected command has come back and been
@@ -70,16 +47,38 @@ public:
         return withoutPings(sim.commandLines().mid(before));
     }
 
-    RecordingPresenter alerts;
     SimulatedUnit sim;
-    std::unique_ptr<qz62View> view;
+    std::unique_ptr<App> app;
 };
 
-void typeInto(QAbstractSpinBox* box, const QString& text) {
-    box->setFocus();
-    box->selectAll();
-    QTest::keyClicks(box, text);
-    QTest::keyClick(box, Qt::Key_Return);
+using Action = std::function<void(PanelOnSim&)>;
+
+Action clicks(std::initializer_list<const char*> names) {
+    const std::vector<const char*> all(names);
+    return [all](PanelOnSim& t) {
+        for (const char* name : all)
+            t.find<QAbstractButton>(name)->click();
+    };
+}
+
+// Types the text over the field's contents and presses Return.
+Action typeInto(const char* name, const char* text) {
+    return [name, text](PanelOnSim& t) {
+        QWidget* w = t.find<QWidget>(name);
+        w->setFocus();
+        if (auto* box = qobject_cast<QAbstractSpinBox*>(w))
+            box->selectAll();
+        QTest::keyClicks(w, text);
+        QTest::keyClick(w, Qt::Key_Return);
+    };
+}
+
+Action press(const char* name, Qt::Key key) {
+    return [name, key](PanelOnSim& t) {
+        QWidget* w = t.find<QWidget>(name);
+        w->setFocus();
+        QTest::keyClick(w, key);
+    };
 }
 
 } // namespace
@@ -88,109 +87,59 @@ TEST_F(PanelOnSim, EachControlSendsItsCommand) {
     struct Row {
         const char* name;
         QStringList before; // replies that set the starting state
-        std::function<void(PanelOnSim&)> action;
+        Action action;
         QStringList expected;
-    };
-    auto click = [](const char* name) {
-        return [name](PanelOnSim& t) { t.find<QAbstractButton>(name)->click(); };
-    };
-    auto both = [](std::function<void(PanelOnSim&)> a, std::function<void(PanelOnSim&)> b) {
-        return [a, b](PanelOnSim& t) {
-            a(t);
-            b(t);
-        };
     };
     const std::vector<Row> rows = {
         {"rate auto, end punch, HDMI",
          {"A 0"},
-         both(both(click("radioButtonRefAuto"), click("checkBoxStreamerEndPunch")),
-              click("radioButtonHdmi")),
+         clicks({"radioButtonRefAuto", "checkBoxStreamerEndPunch", "radioButtonHdmi"}),
          {"A 2", "A 6", "A e"}},
         {"rate flat from pulldown, SDI",
          {"A e"},
-         both(click("radioButtonRefPulldown"), click("radioButtonSdi")),
+         clicks({"radioButtonRefPulldown", "radioButtonSdi"}),
          {"A d", "A 5"}},
         {"pop streamer, pop punch, MTC",
          {"X 0"},
-         both(both(click("checkBoxPopStreamer"), click("checkBoxPopPunch")),
-              click("radioMtcEnable")),
+         clicks({"checkBoxPopStreamer", "checkBoxPopPunch", "radioMtcEnable"}),
          {"X 4", "X 6", "X 22"}},
         {"streamer pops exclude each other",
          {"X 9"},
-         both(click("checkBoxPopStreamer"), click("checkBoxPopStreamerAccum")),
+         clicks({"checkBoxPopStreamer", "checkBoxPopStreamerAccum"}),
          {"X 12", "X 9"}},
-        {"bars and gray",
-         {"G 0"},
-         both(click("checkBoxBars"), click("checkBoxGrayScale")),
-         {"G 1", "G 3"}},
-        {"bypass", {"Q 0"}, click("checkBoxBypass"), {"Q 1"}},
-        {"delay trim 0.5 s",
-         {"J 0"},
-         [](PanelOnSim& t) { typeInto(t.find<QDoubleSpinBox>("textDelayTrim"), "0.5"); },
-         {"J 25"}},
-        {"delay trim 0.019 s",
-         {"J 7"},
-         [](PanelOnSim& t) { typeInto(t.find<QDoubleSpinBox>("textDelayTrim"), "0.019"); },
-         {"J 0"}},
-        {"delay trim 0.58 s",
-         {"J 0"},
-         [](PanelOnSim& t) { typeInto(t.find<QDoubleSpinBox>("textDelayTrim"), "0.58"); },
-         {"J 29"}},
-        {"delay trim stepper",
-         {"J 0"},
-         [](PanelOnSim& t) { typeInto(t.find<QSpinBox>("stepperDelayTrim"), "40"); },
-         {"J 40"}},
+        {"bars and gray", {"G 0"}, clicks({"checkBoxBars", "checkBoxGrayScale"}), {"G 1", "G 3"}},
+        {"bypass", {"Q 0"}, clicks({"checkBoxBypass"}), {"Q 1"}},
+        {"delay trim 0.019 s", {"J 7"}, typeInto("textDelayTrim", "0.019"), {"J 0"}},
+        {"delay trim 0.58 s", {"J 0"}, typeInto("textDelayTrim", "0.58"), {"J 29"}},
+        {"delay trim stepper", {"J 0"}, typeInto("stepperDelayTrim", "40"), {"J 40"}},
         {"masking field",
          {"H 1 2 3 4 5"},
-         [](PanelOnSim& t) { typeInto(t.find<QSpinBox>("textBoxMaskingTransparency"), "128"); },
+         typeInto("textBoxMaskingTransparency", "128"),
          {"H 1 2 3 4 128"}},
         {"masking stepper",
          {"H 1 2 3 4 5"},
-         [](PanelOnSim& t) {
-             QSlider* s = t.find<QSlider>("stepperMaskingLeft");
-             s->setFocus();
-             QTest::keyClick(s, Qt::Key_Right);
-         },
+         press("stepperMaskingLeft", Qt::Key_Right),
          {"H 1 2 4 4 5"}},
-        {"SDI generator",
-         {"M 4"},
-         [](PanelOnSim& t) {
-             QComboBox* c = t.find<QComboBox>("comboBoxSdiGenerator");
-             c->setFocus();
-             QTest::keyClick(c, Qt::Key_Down);
-         },
-         {"M 5"}},
-        {"input colour space",
-         {"Y 0"},
-         [](PanelOnSim& t) {
-             QComboBox* c = t.find<QComboBox>("myColorSpaceComboBox");
-             c->setFocus();
-             QTest::keyClick(c, Qt::Key_Down);
-         },
-         {"Y 1"}},
-        {"HDMI timing", {}, click("buttonGetHdmiTiming"), {"N 0"}},
+        {"SDI generator", {"M 4"}, press("comboBoxSdiGenerator", Qt::Key_Down), {"M 5"}},
+        {"input colour space", {"Y 0"}, press("myColorSpaceComboBox", Qt::Key_Down), {"Y 1"}},
+        {"HDMI timing", {}, clicks({"buttonGetHdmiTiming"}), {"N 0"}},
         {"HDMI timing extended",
          {},
-         both(click("checkBoxExtendedTiming"), click("buttonGetHdmiTiming")),
+         clicks({"checkBoxExtendedTiming", "buttonGetHdmiTiming"}),
          {"N 1"}},
-        {"streamer fields", {}, click("buttonStreamerFields"), {"l"}},
+        {"streamer fields", {}, clicks({"buttonStreamerFields"}), {"l"}},
         {"debug command, any text",
          {},
-         [](PanelOnSim& t) {
-             QLineEdit* e = t.find<QLineEdit>("textDebugTx");
-             e->setFocus();
-             QTest::keyClicks(e, "  Hello there \t");
-             QTest::keyClick(e, Qt::Key_Return);
-         },
+         typeInto("textDebugTx", "  Hello there \t"),
          {"Hello there"}},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
         for (const QString& reply : row.before)
-            view->controller().parser().processRxString(reply);
+            app->controller().parser().processRxString(reply);
         EXPECT_EQ(sentBy([&] { row.action(*this); }, row.expected.last()), row.expected);
     }
-    EXPECT_TRUE(alerts.shown.isEmpty());
+    EXPECT_TRUE(app->alerts.shown.isEmpty());
 }
 
 TEST_F(PanelOnSim, ControlsFollowTheUnitWithoutSendingBack) {
@@ -199,46 +148,37 @@ TEST_F(PanelOnSim, ControlsFollowTheUnitWithoutSendingBack) {
     const QStringList sent = sentBy(
         [&] {
             for (const QString& r : replies)
-                view->controller().threadHasString(r);
+                app->controller().threadHasString(r);
         },
         "Y 2");
     EXPECT_TRUE(sent.isEmpty()) << sent.join(", ").toStdString();
-
-    EXPECT_TRUE(find<QRadioButton>("radioButtonRefAuto")->isChecked());
-    EXPECT_TRUE(find<QRadioButton>("radioButtonSdi")->isChecked());
-    EXPECT_TRUE(find<QCheckBox>("checkBoxStreamerEndPunch")->isChecked());
-    EXPECT_FALSE(find<QCheckBox>("checkBoxBars")->isChecked());
-    EXPECT_TRUE(find<QCheckBox>("checkBoxGrayScale")->isChecked());
-    EXPECT_EQ(find<QSpinBox>("textBoxMaskingTop")->value(), 1);
-    EXPECT_EQ(find<QSlider>("stepperMaskingTop")->value(), 1);
-    EXPECT_EQ(find<QSpinBox>("textBoxMaskingTransparency")->value(), 2);
-    EXPECT_EQ(find<QSlider>("stepperMaskingTransparency")->value(), 2);
-    EXPECT_TRUE(find<QCheckBox>("checkBoxPopStreamerAccum")->isChecked());
-    EXPECT_FALSE(find<QCheckBox>("checkBoxPopPunch")->isChecked());
-    EXPECT_TRUE(find<QCheckBox>("checkBoxPopStreamer")->isChecked());
-    EXPECT_TRUE(find<QRadioButton>("radioLtcEnable")->isChecked());
-    EXPECT_EQ(find<QComboBox>("comboBoxSdiGenerator")->currentIndex(), 3);
-    EXPECT_TRUE(find<QCheckBox>("checkBoxBypass")->isChecked());
-    EXPECT_EQ(find<QSpinBox>("stepperDelayTrim")->value(), 25);
-    EXPECT_DOUBLE_EQ(find<QDoubleSpinBox>("textDelayTrim")->value(), 0.5);
-    EXPECT_EQ(find<QComboBox>("myColorSpaceComboBox")->currentIndex(), 2);
+    app->expectControls({"radioButtonRefAuto", "radioButtonSdi", "checkBoxStreamerEndPunch",
+                         "checkBoxGrayScale", "checkBoxPopStreamerAccum", "checkBoxPopStreamer",
+                         "radioLtcEnable", "checkBoxBypass"},
+                        {"checkBoxBars", "checkBoxPopPunch"},
+                        {{"textBoxMaskingTop", 1},
+                         {"stepperMaskingTop", 1},
+                         {"textBoxMaskingTransparency", 2},
+                         {"stepperMaskingTransparency", 2},
+                         {"comboBoxSdiGenerator", 3},
+                         {"stepperDelayTrim", 25},
+                         {"textDelayTrim", 0.5},
+                         {"myColorSpaceComboBox", 2}});
 
     // A timecode source the panel has no button for selects none.
-    view->controller().threadHasString("X 24");
-    EXPECT_FALSE(find<QRadioButton>("radioPopEnable")->isChecked());
-    EXPECT_FALSE(find<QRadioButton>("radioLtcEnable")->isChecked());
-    EXPECT_FALSE(find<QRadioButton>("radioMtcEnable")->isChecked());
+    app->controller().threadHasString("X 24");
+    app->expectControls({}, {"radioPopEnable", "radioLtcEnable", "radioMtcEnable"}, {});
 }
 
 TEST_F(PanelOnSim, ResetFlashAsksThenReReadsAfterTheUnitSettles) {
-    alerts.answerOk = false;
+    app->alerts.answerOk = false;
     const int before = int(sim.commandLines().size());
     find<QPushButton>("buttonResetFlash")->click();
-    EXPECT_EQ(alerts.asked, QStringList{"Reset FLASH to defaults?"});
+    EXPECT_EQ(app->alerts.asked, QStringList{"Reset FLASH to defaults?"});
     QTest::qWait(700);
     EXPECT_TRUE(withoutPings(sim.commandLines().mid(before)).isEmpty());
 
-    alerts.answerOk = true;
+    app->alerts.answerOk = true;
     find<QPushButton>("buttonResetFlash")->click();
     ASSERT_TRUE(QTest::qWaitFor(
         [&] { return withoutPings(sim.commandLines().mid(before)).size() == 22; }, kWaitMs));
@@ -261,7 +201,7 @@ TEST_F(PanelOnSim, WheelOverAnUnfocusedControlChangesNothing) {
     QSpinBox* top = find<QSpinBox>("textBoxMaskingTop");
     const int before = top->value();
     const int sent = int(sim.commandLines().size());
-    find<QCheckBox>("checkBoxBars")->setFocus();
+    find<QAbstractButton>("checkBoxBars")->setFocus();
     QWheelEvent wheel(QPointF(5, 5), top->mapToGlobal(QPointF(5, 5)), QPoint(), QPoint(0, 120),
                       Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
     QApplication::sendEvent(top, &wheel);

@@ -1,32 +1,13 @@
 #pragma once
 
-#include "link/Alerts.h"
 #include "panel/ReplyReceivers.h"
+#include "support/AlertsAndWaiting.h"
 
 #include <QList>
 #include <QString>
 #include <QStringList>
-#include <ostream>
 
-// Readable failure messages for Qt strings.
-inline void PrintTo(const QString& s, std::ostream* os) {
-    *os << '"' << s.toStdString() << '"';
-}
-
-// Collects the alerts the code raises and answers questions as told.
-class RecordingPresenter : public AlertPresenter {
-public:
-    RecordingPresenter() { alerts::setPresenter(this); }
-    ~RecordingPresenter() override { alerts::setPresenter(nullptr); }
-    void showAlert(const QString& message) override { shown << message; }
-    bool askOkCancel(const QString& message) override {
-        asked << message;
-        return answerOk;
-    }
-    QStringList shown;
-    QStringList asked;
-    bool answerOk = true;
-};
+using testsupport::RecordingAlerts;
 
 // Stand in for the overlay editors and the cue sheet: each records what the
 // parser hands it into one shared log, "receiver.call: argument".
@@ -93,3 +74,75 @@ inline QStringList withoutPings(const QStringList& lines) {
     }
     return out;
 }
+
+#ifdef QT_WIDGETS_LIB
+// --- for the tests with widgets: the application on a simulated unit ---
+#include "app/MainWindow.h"
+#include "sim/SimulatedUnit.h"
+
+#include <QAbstractButton>
+#include <QAbstractSlider>
+#include <QAbstractSpinBox>
+#include <QComboBox>
+#include <QDoubleSpinBox>
+#include <QSpinBox>
+#include <QTest>
+#include <gtest/gtest.h>
+#include <utility>
+
+constexpr int kWaitMs = 5000;
+constexpr int kQuietTickMs = 3600 * 1000;
+
+// The main window with its panel on the real link to the given port. Not
+// shown: painting would bring in Qt's raster worker threads, which the thread
+// checker cannot see through; visibility is checked with isVisibleTo().
+struct App {
+    explicit App(const QString& port, int tickMs = kQuietTickMs) {
+        PanelOptions options;
+        options.explicitPort = port;
+        options.tickIntervalMs = tickMs;
+        window.panel()->awakeFromNib(options);
+    }
+    PanelController& controller() { return window.panel()->controller(); }
+    template <typename T>
+    T* find(const char* name) {
+        T* w = window.findChild<T*>(QString::fromLatin1(name));
+        EXPECT_NE(w, nullptr) << name;
+        return w;
+    }
+    // A control's value: a spin box's, a slider's, a combo box's index.
+    double value(const char* name) {
+        QWidget* w = find<QWidget>(name);
+        if (auto* box = qobject_cast<QDoubleSpinBox*>(w))
+            return box->value();
+        if (auto* box = qobject_cast<QSpinBox*>(w))
+            return box->value();
+        if (auto* slider = qobject_cast<QAbstractSlider*>(w))
+            return slider->value();
+        if (auto* combo = qobject_cast<QComboBox*>(w))
+            return combo->currentIndex();
+        ADD_FAILURE() << name << " has no value";
+        return -1;
+    }
+    // The controls show this state: these buttons checked, those not, these values.
+    void expectControls(std::initializer_list<const char*> checked,
+                        std::initializer_list<const char*> unchecked,
+                        std::initializer_list<std::pair<const char*, double>> values) {
+        for (const char* name : checked)
+            EXPECT_TRUE(find<QAbstractButton>(name)->isChecked()) << name;
+        for (const char* name : unchecked)
+            EXPECT_FALSE(find<QAbstractButton>(name)->isChecked()) << name;
+        for (const auto& [name, expected] : values)
+            EXPECT_DOUBLE_EQ(value(name), expected) << name;
+    }
+
+    RecordingAlerts alerts;
+    MainWindow window;
+};
+
+// The unit has received the last of the start-up queries.
+inline bool startUpSent(const SimulatedUnit& sim) {
+    return QTest::qWaitFor([&] { return sim.commandLines().contains(QStringLiteral("t")); },
+                           kWaitMs);
+}
+#endif
