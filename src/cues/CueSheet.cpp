@@ -149,7 +149,7 @@ QByteArray CueSheet::dataOfType(int* osStatusError) const {
         return QByteArray();
     QString text;
     for (const CueItem& item : m_rows)
-        text = QStringLiteral("%1%2\t%3\t%4\n").arg(text, item.cueIn, item.cueOut, item.cueText);
+        text += item.cueIn + u'\t' + item.cueOut + u'\t' + item.cueText + u'\n';
     return text.toUtf8();
 }
 
@@ -328,11 +328,16 @@ void CueSheet::mtcEvent(const QByteArray& mtc) {
     int index = m_selectionIndex;
     if (index >= n)
         index = n - 1;
-    while (index >= 1 && m_tcc.compareTc(tc, m_rows[index].getCueIn(), type) <= 0)
+    // The received time's frame count is worked out once, above.
+    auto order = [&](int row) {
+        return TcCalculator::compareFrames(now, m_tcc.tcToBinary(m_rows[row].getCueIn(), type),
+                                           type);
+    };
+    while (index >= 1 && order(index) <= 0)
         --index;
     if (index < 0)
         index = 0;
-    while (index < n && m_tcc.compareTc(tc, m_rows[index].getCueIn(), type) >= 0)
+    while (index < n && order(index) >= 0)
         ++index;
     m_selectionIndex = index < n ? index : -1;
 
