@@ -13,10 +13,11 @@ const QByteArray kDefaultHeader = ";duplicate\t0\n;midnight\t0\n;text\t1\n;cueId
                                   ";pulldown\t0\n;start\t01:00:00:00\n;tctype\t3\n";
 
 // The arithmetic itself is tested on TcCalculator; here each subcommand
-// once, and --type before and after the command.
+// once, the default type, and --type before and after the command.
 TEST(Qz62ctlTc, AnswersAndRefusals) {
     const std::pair<QStringList, const char*> answers[] = {
         {{"frames", "01:00:00:00", "--type", "2"}, "107892\n"},
+        {{"frames", "01:00:00:00"}, "108000\n"}, // type 3 unless told
         {{"--type", "1", "frames", "00:00:01:00"}, "25\n"},
         {{"timecode", "-1", "--type", "0"}, "23:59:59:23\n"},
         {{"subtract", "01:00:10:00", "01:00:00:00"}, "00:00:10:00\n"},
