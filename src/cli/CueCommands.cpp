@@ -1,5 +1,6 @@
 // qz62ctl import and tc: cue lists into cue sheets, timecode arithmetic.
 #include "CliCommands.h"
+#include "CliSupport.h"
 #include "cues/CueListImporter.h"
 #include "cues/CueSheet.h"
 #include "cues/PdfCueReader.h"
@@ -34,29 +35,6 @@ const char kTcUsage[] =
     "                        (within half a day either way of midnight)\n"
     "  --type N              0 = 24, 1 = 25, 2 = 30 drop frame, 3 = 30 non drop (default 3)\n";
 
-// The option's value, or an error when it is the last argument.
-bool takeValue(const QStringList& args, qsizetype& i, QString* value) {
-    if (i + 1 >= args.size())
-        return false;
-    *value = args[++i];
-    return true;
-}
-
-bool parseType(const QString& text, int* type) {
-    bool ok = false;
-    const int value = text.toInt(&ok);
-    if (!ok || value < 0 || value > 3)
-        return false;
-    *type = value;
-    return true;
-}
-
-void writeStdout(const QString& text) {
-    const QByteArray utf8 = text.toUtf8();
-    std::fwrite(utf8.constData(), 1, size_t(utf8.size()), stdout);
-    std::fflush(stdout);
-}
-
 } // namespace
 
 namespace cli {
@@ -82,7 +60,7 @@ int import(const QStringList& args) {
         } else if (arg == QLatin1String("--tctype")) {
             if (!takeValue(args, i, &value))
                 return fail(QStringLiteral("import: --tctype needs a value"));
-            if (!parseType(value, &settings.tctype))
+            if (!parseTcType(value, &settings.tctype))
                 return fail(QStringLiteral("import: bad --tctype '%1' (0 to 3)").arg(value));
         } else if (arg == QLatin1String("--start")) {
             if (!takeValue(args, i, &value))
@@ -90,18 +68,10 @@ int import(const QStringList& args) {
             if (!tcc.isTc(value))
                 return fail(QStringLiteral("import: bad --start '%1' (HH:MM:SS:FF)").arg(value));
             settings.start = value;
-        } else if (arg == QLatin1String("--text")) {
-            settings.text = true;
-        } else if (arg == QLatin1String("--no-text")) {
-            settings.text = false;
-        } else if (arg == QLatin1String("--cue-id")) {
-            settings.cueId = true;
-        } else if (arg == QLatin1String("--no-cue-id")) {
-            settings.cueId = false;
-        } else if (arg == QLatin1String("--pulldown")) {
-            settings.pulldown = true;
-        } else if (arg == QLatin1String("--no-pulldown")) {
-            settings.pulldown = false;
+        } else if (takeSwitch(arg, "text", settings.text) ||
+                   takeSwitch(arg, "cue-id", settings.cueId) ||
+                   takeSwitch(arg, "pulldown", settings.pulldown)) {
+            continue;
         } else if (arg == QLatin1String("--sort")) {
             sort = true;
         } else if (arg == QLatin1String("--duplicates")) {
@@ -146,7 +116,7 @@ int import(const QStringList& args) {
     const QString output = sheet.stringFromCueTable();
 
     if (outputPath.isEmpty()) {
-        writeStdout(output);
+        writeStdout(output.toUtf8());
         return 0;
     }
     QSaveFile file(outputPath);
@@ -173,7 +143,7 @@ int tc(const QStringList& args) {
         } else if (arg == QLatin1String("--type")) {
             if (!takeValue(args, i, &value))
                 return fail(QStringLiteral("tc: --type needs a value"));
-            if (!parseType(value, &type))
+            if (!parseTcType(value, &type))
                 return fail(QStringLiteral("tc: bad --type '%1' (0 to 3)").arg(value));
         } else if (arg.startsWith(QLatin1String("--"))) {
             return fail(QStringLiteral("tc: unknown option '%1'").arg(arg));

@@ -1,36 +1,15 @@
 // qz62ctl export-midi SHEET.txt -o CUES.mid [options] and dump-midi FILE.mid
 #include "CliCommands.h"
+#include "CliSupport.h"
 
 #include "cues/CueSheet.h"
 #include "midi/MidiTrack.h"
-
-#include <QFile>
 
 #include <cmath>
 #include <cstdio>
 #include <optional>
 
 namespace {
-
-std::optional<QByteArray> readFile(const QString& path) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return std::nullopt;
-    return file.readAll();
-}
-
-// A switch pair such as --text/--no-text.
-bool takeSwitch(const QString& arg, const char* name, std::optional<bool>& value) {
-    if (arg == QLatin1String("--") + QLatin1String(name)) {
-        value = true;
-        return true;
-    }
-    if (arg == QLatin1String("--no-") + QLatin1String(name)) {
-        value = false;
-        return true;
-    }
-    return false;
-}
 
 struct ExportOptions {
     QString sheetPath;
@@ -51,8 +30,9 @@ std::optional<QString> parseExportOptions(const QStringList& args, ExportOptions
     const TcCalculator tcc;
     for (qsizetype i = 0; i < args.size(); ++i) {
         const QString& arg = args.at(i);
-        if (takeSwitch(arg, "text", options.text) || takeSwitch(arg, "cue-id", options.cueId) ||
-            takeSwitch(arg, "pulldown", options.pulldown))
+        if (cli::takeSwitch(arg, "text", options.text) ||
+            cli::takeSwitch(arg, "cue-id", options.cueId) ||
+            cli::takeSwitch(arg, "pulldown", options.pulldown))
             continue;
         const bool takesValue = arg == QLatin1String("-o") || arg == QLatin1String("--offset") ||
                                 arg == QLatin1String("--start") || arg == QLatin1String("--tctype");
@@ -74,9 +54,8 @@ std::optional<QString> parseExportOptions(const QStringList& args, ExportOptions
                     return QStringLiteral("export-midi: bad start '%1' (HH:MM:SS:FF)").arg(value);
                 options.start = value;
             } else {
-                bool ok = false;
-                const int type = value.toInt(&ok);
-                if (!ok || type < 0 || type > 3)
+                int type = 0;
+                if (!cli::parseTcType(value, &type))
                     return QStringLiteral("export-midi: bad tctype '%1' (0 to 3)").arg(value);
                 options.tcType = type;
             }
@@ -134,7 +113,7 @@ int exportMidi(const QStringList& args) {
                             options.cueId.value_or(settings.cueId), &error))
         return fail(
             QStringLiteral("export-midi: cannot write '%1': %2").arg(options.outPath, error));
-    std::fwrite(log.constData(), 1, size_t(log.size()), stdout);
+    writeStdout(log);
     return 0;
 }
 

@@ -1,21 +1,12 @@
 // qz62ctl srec check|image FILE.s19
 #include "CliCommands.h"
+#include "CliSupport.h"
 
 #include "update/SRecord.h"
-
-#include <QFile>
 
 #include <cstdio>
 
 namespace {
-
-bool readLines(const QString& path, QStringList& lines) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return false;
-    lines = QString::fromUtf8(file.readAll()).split(QLatin1Char('\n'));
-    return true;
-}
 
 // One verdict per non-blank line; 0 when every line is a good record.
 int check(const QStringList& lines) {
@@ -59,9 +50,10 @@ int srec(const QStringList& args) {
     const QString& action = args.at(0);
     if (action != QLatin1String("check") && action != QLatin1String("image"))
         return fail(QStringLiteral("srec: unknown action '%1'").arg(action));
-    QStringList lines;
-    if (!readLines(args.at(1), lines))
+    const auto bytes = readFile(args.at(1));
+    if (!bytes)
         return fail(QStringLiteral("srec: cannot read '%1'").arg(args.at(1)));
+    const QStringList lines = QString::fromUtf8(*bytes).split(QLatin1Char('\n'));
     return action == QLatin1String("check") ? check(lines) : image(lines);
 }
 

@@ -4,6 +4,7 @@
 #include "cues/PdfCueReader.h"
 #include "cues/PosixRegex.h"
 #include "cues/TCFormatter.h"
+#include "cues/TcCalculator.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -14,9 +15,7 @@ namespace {
 // Cue lists write drop-frame times with ";" before the frames, so the
 // importers accept it (the validator of the sheet's own times does not).
 const PosixRegex& importPattern() {
-    static const PosixRegex pattern(
-        "(([2][0-3])|([0-1][0-9]))\\:[0-5][0-9]\\:[0-5][0-9][:;][0-2][0-9]");
-    return pattern;
+    return TcCalculator::timecodePattern(true);
 }
 
 constexpr int kTcLength = 11;

@@ -149,7 +149,7 @@ QByteArray CueSheet::dataOfType(int* osStatusError) const {
         return QByteArray();
     QString text;
     for (const CueItem& item : m_rows)
-        text = QStringLiteral("%1%2\t%3\t%4\n").arg(text, item.cueIn, item.cueOut, item.cueText);
+        text += item.cueIn + u'\t' + item.cueOut + u'\t' + item.cueText + u'\n';
     return text.toUtf8();
 }
 
@@ -295,24 +295,11 @@ void CueSheet::sendTriggerAndText(const CueItem& item, int trigger) {
 }
 
 QByteArray CueSheet::textSysex(const QString& command) {
-    // The unit's character set is Latin-1; a text outside it goes out empty
-    // rather than garbled.
-    QByteArray latin1;
-    bool representable = true;
-    for (const QChar c : command) {
-        if (c.unicode() > 0xff) {
-            representable = false;
-            break;
-        }
-    }
-    if (representable)
-        latin1 = command.toLatin1();
-
     QByteArray sysex;
     sysex.append(char(0xF0));
     sysex.append(char(0x20));
     sysex.append(char(0x01)); // 7/8-coded payload follows
-    sysex.append(coding78::encode78(latin1));
+    sysex.append(coding78::encodeLatin1Text(command));
     sysex.append(char(0xF7));
     return sysex;
 }
@@ -323,11 +310,9 @@ void CueSheet::mtcEvent(const QByteArray& mtc) {
     const auto b0 = static_cast<unsigned char>(mtc[0]);
     const int hours = b0 & 0x1F;
     const int type = (b0 & 0x60) >> 5;
-    char buffer[32];
-    std::snprintf(buffer, sizeof buffer, "%02d:%02d:%02d:%02d", hours,
-                  int(static_cast<unsigned char>(mtc[1])), int(static_cast<unsigned char>(mtc[2])),
-                  int(static_cast<unsigned char>(mtc[3])));
-    const QString tc = QString::fromLatin1(buffer);
+    const QString tc = TcCalculator::formatTc(hours, static_cast<unsigned char>(mtc[1]),
+                                              static_cast<unsigned char>(mtc[2]),
+                                              static_cast<unsigned char>(mtc[3]));
     if (!m_tcc.isTc(tc))
         return;
 
@@ -343,11 +328,16 @@ void CueSheet::mtcEvent(const QByteArray& mtc) {
     int index = m_selectionIndex;
     if (index >= n)
         index = n - 1;
-    while (index >= 1 && m_tcc.compareTc(tc, m_rows[index].getCueIn(), type) <= 0)
+    // The received time's frame count is worked out once, above.
+    auto order = [&](int row) {
+        return TcCalculator::compareFrames(now, m_tcc.tcToBinary(m_rows[row].getCueIn(), type),
+                                           type);
+    };
+    while (index >= 1 && order(index) <= 0)
         --index;
     if (index < 0)
         index = 0;
-    while (index < n && m_tcc.compareTc(tc, m_rows[index].getCueIn(), type) >= 0)
+    while (index < n && order(index) >= 0)
         ++index;
     m_selectionIndex = index < n ? index : -1;
 

@@ -7,44 +7,32 @@
 
 namespace {
 
-// Hours 00-23, minutes and seconds 00-59, frames 00-29 (not checked against
-// the frame rate). An escaped colon is a plain colon to regcomp.
-const PosixRegex& tcPattern() {
-    static const PosixRegex pattern(
-        "(([2][0-3])|([0-1][0-9]))\\:[0-5][0-9]\\:[0-5][0-9]\\:[0-2][0-9]");
-    return pattern;
-}
-
 constexpr int kDropFramesPerHour = 107892;
 constexpr int kDropFramesPerTenMinutes = 17982;
 constexpr int kDropFramesPerMinute = 1798;
+constexpr int kSecondsPerDay = 24 * 3600;
 
-int halfDay(int type) {
-    switch (type) {
-    case 0:
-        return 1036800;
-    case 1:
-        return 1080000;
-    case 2:
-        return 1294704;
-    default:
-        return 1296000;
-    }
+// A two-digit field at a fixed place whose first digit is at most `maxFirst`.
+bool isField(const QString& tc, int at, char16_t maxFirst, char16_t maxSecond = u'9') {
+    const char16_t first = tc[at].unicode();
+    const char16_t second = tc[at + 1].unicode();
+    return first >= u'0' && first <= maxFirst && second >= u'0' && second <= maxSecond;
 }
 
 } // namespace
 
+const PosixRegex& TcCalculator::timecodePattern(bool acceptDropSeparator) {
+    // An escaped colon is a plain colon to regcomp.
+    static const PosixRegex strict(
+        "(([2][0-3])|([0-1][0-9]))\\:[0-5][0-9]\\:[0-5][0-9]\\:[0-2][0-9]");
+    static const PosixRegex lenient(
+        "(([2][0-3])|([0-1][0-9]))\\:[0-5][0-9]\\:[0-5][0-9][:;][0-2][0-9]");
+    return acceptDropSeparator ? lenient : strict;
+}
+
 int TcCalculator::framesPerDay(int type) {
-    switch (type) {
-    case 0:
-        return 2073600;
-    case 1:
-        return 2160000;
-    case 2:
-        return 2589408;
-    default:
-        return 2592000;
-    }
+    // Drop frame skips two frame numbers in 54 of every 60 minutes.
+    return type == 2 ? kDropFramesPerHour * 24 : frameRate(type) * kSecondsPerDay;
 }
 
 int TcCalculator::frameRate(int type) {
@@ -58,14 +46,26 @@ int TcCalculator::frameRate(int type) {
     }
 }
 
+QString TcCalculator::formatTc(int hours, int minutes, int seconds, int frames) {
+    char buffer[48];
+    std::snprintf(buffer, sizeof buffer, "%02d:%02d:%02d:%02d", hours, minutes, seconds, frames);
+    return QString::fromLatin1(buffer);
+}
+
 bool TcCalculator::isTc(const QString& tc) const {
-    return tcPattern().search(tc.toUtf8()) && tc.size() == 11;
+    // The same test as timecodePattern() on the whole string, without
+    // converting it: it runs for every time a sort or a timecode event
+    // looks at.
+    if (tc.size() != 11 || tc[2] != u':' || tc[5] != u':' || tc[8] != u':')
+        return false;
+    const bool hoursOk = tc[0] == u'2' ? isField(tc, 0, u'2', u'3') : isField(tc, 0, u'1');
+    return hoursOk && isField(tc, 3, u'5') && isField(tc, 6, u'5') && isField(tc, 9, u'2');
 }
 
 QString TcCalculator::findFirstTc(const QString& text) const {
     const QByteArray utf8 = text.toUtf8();
     int start = 0;
-    if (!tcPattern().search(utf8, 0, &start, nullptr))
+    if (!timecodePattern().search(utf8, 0, &start, nullptr))
         return QString();
     // The pattern is plain ASCII, so its 11 bytes are 11 characters.
     return QString::fromUtf8(utf8.mid(start, 11));
@@ -131,10 +131,7 @@ QString TcCalculator::binaryToTc(int frames, int type) const {
         seconds = int16_t(v / rate);
         frameField = int16_t(v % rate);
     }
-    char buffer[32];
-    std::snprintf(buffer, sizeof buffer, "%02d:%02d:%02d:%02d", hours, minutes, seconds,
-                  frameField);
-    return QString::fromLatin1(buffer);
+    return formatTc(hours, minutes, seconds, frameField);
 }
 
 QString TcCalculator::subtractTc(const QString& a, const QString& b, int type) const {
@@ -142,7 +139,7 @@ QString TcCalculator::subtractTc(const QString& a, const QString& b, int type) c
 }
 
 int TcCalculator::compareFrames(int a, int b, int type) {
-    const int h = halfDay(type);
+    const int h = framesPerDay(type) / 2;
     int d = a - b;
     while (d > h)
         d -= 2 * h;

@@ -2,6 +2,8 @@
 
 #include <QString>
 
+class PosixRegex;
+
 // SMPTE timecode arithmetic. A timecode string is exactly 11 characters,
 // HH:MM:SS:FF; a frame count is the number of frames since 00:00:00:00.
 // Timecode types (the same numbering as the MIDI Time Code rate bits and the
@@ -16,6 +18,13 @@ public:
     static int framesPerDay(int type);
     // Nominal frame rate of the type: 24, 25 or 30.
     static int frameRate(int type);
+    // HH:MM:SS:FF with two digits a field (more when a value needs them).
+    static QString formatTc(int hours, int minutes, int seconds, int frames);
+    // A timecode anywhere in a text: hours 00-23, minutes and seconds 00-59,
+    // frames 00-29 (not checked against the frame rate). Cue lists write
+    // drop-frame times with ";" before the frames; acceptDropSeparator lets
+    // that through for the importers (the sheet's own times never have it).
+    static const PosixRegex& timecodePattern(bool acceptDropSeparator = false);
 
     // True when the string holds a timecode and is exactly 11 characters long.
     bool isTc(const QString& tc) const;

@@ -42,4 +42,12 @@ QByteArray decode78(const QByteArray& data) {
     return out;
 }
 
+QByteArray encodeLatin1Text(const QString& text) {
+    for (const QChar c : text) {
+        if (c.unicode() > 0xFF)
+            return encode78({});
+    }
+    return encode78(text.toLatin1());
+}
+
 } // namespace coding78

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QString>
 
 // 7/8 coding of system-exclusive data: 8-bit bytes packed 7-bit safe in
 // groups of up to 7 bytes, each group followed by a byte holding the group's
@@ -11,4 +12,8 @@ inline constexpr int kMaxInputBytes = 217;
 
 QByteArray encode78(const QByteArray& data);
 QByteArray decode78(const QByteArray& data);
+// A text for the unit, coded: its Latin-1 bytes (the unit's character set),
+// or nothing when a character has no Latin-1 form, so the unit shows it empty
+// rather than garbled.
+QByteArray encodeLatin1Text(const QString& text);
 } // namespace coding78

@@ -1,5 +1,6 @@
 #include "midi/MidiTrack.h"
 
+#include "common/HexScan.h"
 #include "midi/Coding78.h"
 
 #include <QFile>
@@ -31,15 +32,6 @@ bool readVarLen(const unsigned char* bytes, qsizetype& pos, qsizetype end, std::
     return false;
 }
 
-// Latin-1 bytes of text, or nothing when a character has no Latin-1 form.
-QByteArray latin1OrEmpty(const QString& text) {
-    for (const QChar c : text) {
-        if (c.unicode() > 0xFF)
-            return {};
-    }
-    return text.toLatin1();
-}
-
 // Leading private-use symbols left by some importers are not sent.
 QString withoutLeadingSymbols(const QString& text) {
     qsizetype i = 0;
@@ -63,37 +55,6 @@ int truncatedInt(double value) {
 void appendBigEndian(QByteArray& data, std::uint32_t value, int bytes) {
     for (int i = bytes - 1; i >= 0; --i)
         data.append(char((value >> (8 * i)) & 0xFF));
-}
-
-int hexDigitValue(QChar c) {
-    const char16_t u = c.unicode();
-    if (u >= u'0' && u <= u'9')
-        return u - u'0';
-    if (u >= u'a' && u <= u'f')
-        return u - u'a' + 10;
-    if (u >= u'A' && u <= u'F')
-        return u - u'A' + 10;
-    return -1;
-}
-
-// Reads the next hexadecimal number (leading blanks skipped, an optional
-// "0x"); false when none follows.
-bool scanHexNumber(const QString& text, qsizetype& pos, std::uint32_t& value) {
-    qsizetype p = pos;
-    while (p < text.size() && text.at(p).isSpace())
-        ++p;
-    auto isDigit = [&](qsizetype i) { return i < text.size() && hexDigitValue(text.at(i)) >= 0; };
-    if (p + 2 < text.size() && text.at(p) == u'0' &&
-        (text.at(p + 1) == u'x' || text.at(p + 1) == u'X') && isDigit(p + 2))
-        p += 2;
-    if (!isDigit(p))
-        return false;
-    std::uint32_t v = 0;
-    for (; isDigit(p); ++p)
-        v = (v << 4) | std::uint32_t(hexDigitValue(text.at(p)));
-    value = v;
-    pos = p;
-    return true;
 }
 
 constexpr int kFileReserveBytes = 0x100000;
@@ -138,14 +99,7 @@ void MidiTrack::log(const char* format, ...) {
 }
 
 int MidiTrack::ticksPerFrame(int tcType) {
-    switch (tcType) {
-    case 0:
-        return 800;
-    case 1:
-        return 768;
-    default:
-        return 640;
-    }
+    return kTicksPerSecond / TcCalculator::frameRate(tcType); // 800, 768 or 640
 }
 
 QByteArray MidiTrack::encode78(const QByteArray& data) {
@@ -198,8 +152,8 @@ void MidiTrack::writeCue(QByteArray& data, int delta, const QString& text) {
     data.append(note, 3);
     if (text.isEmpty())
         return;
-    const QByteArray latin1 = latin1OrEmpty((QStringLiteral("s ") + text).left(kMaxCueTextChars));
-    const QByteArray coded = encode78(latin1);
+    const QByteArray coded =
+        coding78::encodeLatin1Text((QStringLiteral("s ") + text).left(kMaxCueTextChars));
     const char start[4] = {'\0', char(0xF0), char(kSysexManufacturer), char(kSysexText)};
     data.append(start, 2);
     writeVarLenValue(data, int(coded.size()) + 3); // 20 01, the coded text, F7
@@ -482,7 +436,9 @@ QByteArray MidiTrack::exportMidiSysex(const QString& hexText) {
     track.append('\0');
     qsizetype pos = 0;
     std::uint32_t value = 0;
-    while (scanHexNumber(hexText, pos, value))
+    // Only each number's low byte is written, so an over-long one keeps its
+    // low bits.
+    while (hexscan::scan(hexText, pos, value, hexscan::Overflow::KeepLowBits))
         track.append(char(value & 0xFF));
     return fileWithTrack(track);
 }

@@ -1,44 +1,17 @@
 #include "update/SRecord.h"
 
+#include "common/HexScan.h"
+
 #include <algorithm>
 
 namespace {
 
-int hexDigitValue(QChar c) {
-    const char16_t u = c.unicode();
-    if (u >= u'0' && u <= u'9')
-        return u - u'0';
-    if (u >= u'a' && u <= u'f')
-        return u - u'a' + 10;
-    if (u >= u'A' && u <= u'F')
-        return u - u'A' + 10;
-    return -1;
-}
+using hexscan::digitValue;
 
-// Reads a hexadecimal number at pos the way a text scanner does: leading
-// blanks skipped, an optional "0x" prefix, then as many hex digits as there
-// are. Returns false (and leaves value and pos alone) when no digit follows.
-// A number too large for 32 bits reads as 0xFFFFFFFF.
+// A number too large for 32 bits reads as 0xFFFFFFFF, as with the scanner
+// the record reader mirrors.
 bool scanHex(QStringView text, qsizetype& pos, std::uint32_t& value) {
-    qsizetype p = pos;
-    while (p < text.size() && text.at(p).isSpace())
-        ++p;
-    if (p + 2 < text.size() && text.at(p) == u'0' &&
-        (text.at(p + 1) == u'x' || text.at(p + 1) == u'X') && hexDigitValue(text.at(p + 2)) >= 0)
-        p += 2;
-    if (p >= text.size() || hexDigitValue(text.at(p)) < 0)
-        return false;
-    std::uint64_t v = 0;
-    while (p < text.size()) {
-        const int d = hexDigitValue(text.at(p));
-        if (d < 0)
-            break;
-        v = std::min<std::uint64_t>((v << 4) | std::uint64_t(d), 0xFFFFFFFFu);
-        ++p;
-    }
-    value = std::uint32_t(v);
-    pos = p;
-    return true;
+    return hexscan::scan(text, pos, value, hexscan::Overflow::Saturate);
 }
 
 // One fixed-width field of a record line. A field holding no hex digits
@@ -87,7 +60,7 @@ SRecord::ParseResult SRecord::parse(const QString& line) {
     static const QString kTypes = QStringLiteral("01235789");
     if (line.size() < 6 || line.at(0) != u'S' || !kTypes.contains(line.at(1)))
         return ParseResult::Refused;
-    m_recordType = std::uint32_t(hexDigitValue(line.at(1)));
+    m_recordType = std::uint32_t(digitValue(line.at(1)));
 
     std::uint32_t byteCount = 0;
     scanField(line, 2, 2, byteCount);

@@ -1,9 +1,8 @@
 #include "cues/CueSheet.h"
 #include "CueTestSupport.h"
 #include "cues/CueListImporter.h"
+#include "support/FilesAndTools.h"
 
-#include <QDir>
-#include <QFile>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
@@ -29,10 +28,8 @@ CueSheet sheetOf(const char* rows) {
 
 TEST(CueSheetSort, CircularOrderAndDuplicateRule) {
     const struct {
-        bool duplicate;
-        bool midnight;
-        const char* rows;
-        const char* expected;
+        bool duplicate, midnight;
+        const char *rows, *expected;
     } cases[] = {
         {false, false, "01:00:02:00 c|01:00:00:00 a|01:00:01:00 b",
          "01:00:00:00 a|01:00:01:00 b|01:00:02:00 c"},
@@ -90,8 +87,7 @@ TEST(CueSheetSort, LargeSheetIsOrderedAndStable) {
 
 TEST(CueSheet, UnitTextOfACue) {
     const struct {
-        bool cueId;
-        bool text;
+        bool cueId, text;
         CueItem row;
         const char* expected;
     } cases[] = {
@@ -173,28 +169,13 @@ TEST(CueSheet, TimecodeMovesTheSelectionToTheNextCue) {
 TEST(CueListImporter, EdiCueText) {
     // Lines as the PDF text comes out: identifier, IN/REASON/OUT block, the
     // text lines, and "1" closing the cue. The second cue is never closed.
-    const QString text = QString::fromUtf8("Title page\n"
-                                           "1M1\n"
-                                           "\xef\x82\xb7IN: 01:00:00:00\n"
-                                           "REASON:   timing  \n"
-                                           "OUT: 01:00:05:00\n"
-                                           "  Hello \n"
-                                           "world\n"
-                                           "1\n"
-                                           "1M2\n"
-                                           "IN: 01:00:10;02\n"
-                                           "OUT: 01:00:12:00\n"
-                                           "Lost\n"
-                                           "2M1\n"
-                                           "IN: 01:01:00:00\n"
-                                           "OUT: 01:01:02:00\n"
-                                           "Kept\n"
-                                           "1\n"
-                                           "3M1\n"
-                                           "IN: 01:02:00:00\n"
-                                           "OUT: 01:02:01:00\n"
-                                           "Unfinished\n"
-                                           "1"); // no newline: not processed
+    const QString text = QString::fromUtf8(
+        "Title page\n"
+        "1M1\n\xef\x82\xb7IN: 01:00:00:00\nREASON:   timing  \nOUT: 01:00:05:00\n  Hello "
+        "\nworld\n1\n"
+        "1M2\nIN: 01:00:10;02\nOUT: 01:00:12:00\nLost\n"
+        "2M1\nIN: 01:01:00:00\nOUT: 01:01:02:00\nKept\n1\n"
+        "3M1\nIN: 01:02:00:00\nOUT: 01:02:01:00\nUnfinished\n1"); // no newline: not processed
     CueSheet sheet;
     CueListImporter(sheet).ediCueToCueTable(text);
     ASSERT_EQ(sheet.count(), 2);
@@ -233,10 +214,8 @@ TEST(CueListImporter, DroppedFilesReimportTheEarlierTextFiles) {
     QTemporaryDir dir;
     ASSERT_TRUE(dir.isValid());
     auto write = [&](const char* name, const QByteArray& bytes) {
-        QFile file(dir.filePath(QString::fromLatin1(name)));
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(bytes);
-        return file.fileName();
+        EXPECT_TRUE(testsupport::writeFile(dir.filePath(name), bytes));
+        return dir.filePath(name);
     };
     const QString a = write("a.txt", "A 01:00:00:00 first\n");
     const QString b = write("b.TXT", "B 01:00:01:00 second");

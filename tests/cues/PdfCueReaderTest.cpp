@@ -8,6 +8,7 @@
 
 #include <QTemporaryDir>
 #include <cstdio>
+#include <cstdlib>
 #include <gtest/gtest.h>
 
 namespace {
@@ -16,20 +17,18 @@ QString data(const char* name) {
     return QStringLiteral(QZ62_TEST_DATA_DIR "/cues/") + QString::fromLatin1(name);
 }
 
-// Runs `work` with the reader's report going to a temporary file; returns it.
+// Runs `work` with the reader's report going to memory; returns it.
 QString captureLog(PdfCueReader& reader, const std::function<void()>& work) {
-    std::FILE* log = std::tmpfile();
+    char* text = nullptr;
+    size_t size = 0;
+    std::FILE* log = open_memstream(&text, &size);
     reader.setLog(log);
     work();
-    std::fflush(log);
-    std::rewind(log);
-    QByteArray text;
-    char buffer[256];
-    while (size_t n = std::fread(buffer, 1, sizeof buffer, log))
-        text.append(buffer, qsizetype(n));
     std::fclose(log);
     reader.setLog(stdout);
-    return QString::fromUtf8(text);
+    const QString report = QString::fromUtf8(text, qsizetype(size));
+    std::free(text);
+    return report;
 }
 
 TEST(PdfCueReader, InformationDictionary) {
@@ -78,17 +77,15 @@ TEST(PdfCueReader, GenericRowsStartAtEveryTimecode) {
     const struct {
         QList<PDFStringTableItem> items;
         QStringList rows; // text of each row
-    } cases[] = {
-        {{{0, 0, "A"},
-          {0, 0, "01:00:00:00 "},
-          {0, 0, "Fade in"},
-          {0, 0, "01:00:10:00 "},
-          {0, 0, "Out"}},
-         {"Fade in", "Out"}},
-        {{{0, 0, "x"}, {0, 0, "no time"}}, {}},
-        {{}, {}},
-        {{{0, 0, "01:00:00;05"}, {0, 0, " a"}, {0, 0, "b"}}, {"ab"}},
-    };
+    } cases[] = {{{{0, 0, "A"},
+                   {0, 0, "01:00:00:00 "},
+                   {0, 0, "Fade in"},
+                   {0, 0, "01:00:10:00 "},
+                   {0, 0, "Out"}},
+                  {"Fade in", "Out"}},
+                 {{{0, 0, "x"}, {0, 0, "no time"}}, {}},
+                 {{}, {}},
+                 {{{0, 0, "01:00:00;05"}, {0, 0, " a"}, {0, 0, "b"}}, {"ab"}}};
     for (const auto& c : cases) {
         CueSheet sheet;
         CueListImporter importer(sheet);

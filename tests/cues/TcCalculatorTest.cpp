@@ -7,52 +7,40 @@ namespace {
 
 const TcCalculator tcc;
 
-struct ValidityCase {
-    const char* text;
-    bool valid;
-};
-
 TEST(TcCalculator, IsTcAcceptsOnlyElevenCharacterTimecodes) {
-    const ValidityCase cases[] = {
-        {"00:00:00:00", true},
-        {"23:59:59:29", true},
-        {"19:00:00:00", true},
-        {"24:00:00:00", false},
-        {"23:60:00:00", false},
-        {"23:00:60:00", false},
-        {"23:00:00:30", false},
-        {"1:00:00:00", false},
-        {"01:00:00;00", false},
-        {"01:00:00:00 ", false},
-        {" 01:00:00:00", false},
-        {"01-00-00-00", false},
-        {"", false},
-        {"0100000000", false},
-        {"ab01:00:00:0", false},
-        {"01:00:00:29", true}, // frames are not checked against the rate
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(tcc.isTc(QString::fromUtf8(c.text)), c.valid) << c.text;
+    // Frames are not checked against the rate (29 is fine at any type).
+    const std::pair<const char*, bool> cases[] = {{"00:00:00:00", true},
+                                                  {"23:59:59:29", true},
+                                                  {"19:00:00:00", true},
+                                                  {"24:00:00:00", false},
+                                                  {"23:60:00:00", false},
+                                                  {"23:00:60:00", false},
+                                                  {"23:00:00:30", false},
+                                                  {"1:00:00:00", false},
+                                                  {"01:00:00;00", false},
+                                                  {"01:00:00:00 ", false},
+                                                  {" 01:00:00:00", false},
+                                                  {"01-00-00-00", false},
+                                                  {"", false},
+                                                  {"0100000000", false},
+                                                  {"ab01:00:00:0", false}};
+    for (const auto& [text, valid] : cases)
+        EXPECT_EQ(tcc.isTc(QString::fromUtf8(text)), valid) << text;
 }
 
 TEST(TcCalculator, FindFirstTcTakesTheFirstMatchAnywhere) {
-    const struct {
-        const char* text;
-        const char* found; // nullptr: nothing
-    } cases[] = {
+    // nullptr: nothing found (a null string); the last one follows multi-byte text.
+    const std::pair<const char*, const char*> cases[] = {
         {"cue 1 at 01:00:00:00 start", "01:00:00:00"},
         {"01:02:03:04 then 05:06:07:08", "01:02:03:04"},
         {"24:00:00:00 and 23:00:00:00", "23:00:00:00"},
         {"drop 01:00:00;12", nullptr},
         {"no time here", nullptr},
-        {"\xc3\xa9l\xc3\xa9ment 10:20:30:00 \xe2\x80\x94", "10:20:30:00"}, // after multi-byte text
-    };
-    for (const auto& c : cases) {
-        const QString found = tcc.findFirstTc(QString::fromUtf8(c.text));
-        if (c.found)
-            EXPECT_EQ(found, QString::fromLatin1(c.found)) << c.text;
-        else
-            EXPECT_TRUE(found.isNull()) << c.text;
+        {"\xc3\xa9l\xc3\xa9ment 10:20:30:00 \xe2\x80\x94", "10:20:30:00"}};
+    for (const auto& [text, found] : cases) {
+        const QString got = tcc.findFirstTc(QString::fromUtf8(text));
+        EXPECT_TRUE(found ? got == QLatin1String(found) : got.isNull())
+            << text << ": " << qPrintable(got);
     }
 }
 
@@ -103,26 +91,16 @@ TEST(TcCalculator, DropFrameCountMatchesCountingForEveryMinuteOfADay) {
 }
 
 TEST(TcCalculator, BinaryToTc) {
+    // Non-drop rolls over after one day (exactly one day is kept). Drop
+    // frame uses the unit's decomposition, which does not invert the count:
+    // -1 is the last frame of the day as the unit's counter shows it.
     const ConversionCase cases[] = {
-        // non-drop, with the one-day rollover
-        {"23:59:59:23", 0, -1},
-        {"24:00:00:00", 0, 2073600}, // exactly one day is kept
-        {"00:00:00:01", 0, 2073601},
-        {"23:59:59:23", 0, -2073601},
-        {"01:00:00:00", 1, 90000},
-        {"00:00:59:24", 1, 1499},
-        {"10:11:12:13", 3, 10 * 108000 + 11 * 1800 + 12 * 30 + 13},
-        {"24:00:00:00", 3, 2592000},
-        // drop frame: the unit's decomposition, which does not invert the count
-        {"00:00:00:00", 2, 0},
-        {"00:01:00:00", 2, 1798},
-        {"00:10:00:00", 2, 17982},
-        {"00:02:00:02", 2, 1800},
-        {"00:09:00:00", 2, 8990},
-        {"01:00:00:00", 2, 107892},
-        {"24:00:00:00", 2, 2589408},
-        {"23:69:00:01", 2, -1}, // the last frame of the day, as the unit's counter shows it
-    };
+        {"23:59:59:23", 0, -1},       {"24:00:00:00", 0, 2073600}, {"00:00:00:01", 0, 2073601},
+        {"23:59:59:23", 0, -2073601}, {"01:00:00:00", 1, 90000},   {"00:00:59:24", 1, 1499},
+        {"10:11:12:13", 3, 1100173},  {"24:00:00:00", 3, 2592000}, {"00:00:00:00", 2, 0},
+        {"00:01:00:00", 2, 1798},     {"00:10:00:00", 2, 17982},   {"00:02:00:02", 2, 1800},
+        {"00:09:00:00", 2, 8990},     {"01:00:00:00", 2, 107892},  {"24:00:00:00", 2, 2589408},
+        {"23:69:00:01", 2, -1}};
     for (const auto& c : cases)
         EXPECT_EQ(tcc.binaryToTc(c.frames, c.type), QString::fromLatin1(c.tc))
             << c.frames << " type " << c.type;
@@ -139,40 +117,32 @@ TEST(TcCalculator, NonDropConversionsInvert) {
     }
 }
 
-TEST(TcCalculator, CompareAndSubtractWorkModuloOneDay) {
+TEST(TcCalculator, CompareAndSubtractModuloOneDayAndHours) {
+    // Exactly half a day ahead is still later; past half a day, earlier.
     const struct {
-        const char* a;
-        const char* b;
-        int type;
-        int compare;
-    } compares[] = {
-        {"00:00:01:00", "23:59:59:00", 0, 1},  {"23:59:59:00", "00:00:01:00", 0, -1},
-        {"01:00:00:00", "01:00:00:00", 3, 0},  {"01:00:00:01", "01:00:00:00", 3, 1},
-        {"13:00:00:00", "01:00:00:00", 3, 1},  // exactly half a day ahead is still later
-        {"13:00:00:01", "01:00:00:00", 3, -1}, // past half a day: earlier
-        {"00:00:00:00", "12:00:00:00", 2, -1}, {"00:00:00:00", "12:00:00:01", 2, 1},
-        {"12:00:00:00", "00:00:00:00", 0, 1},  {"12:00:00:01", "00:00:00:00", 0, -1},
-        {"23:00:00:00", "00:30:00:00", 1, -1}, {"bad", "00:00:00:00", 0, 0},
-    };
+        const char *a, *b;
+        int type, compare;
+    } compares[] = {{"00:00:01:00", "23:59:59:00", 0, 1},  {"23:59:59:00", "00:00:01:00", 0, -1},
+                    {"01:00:00:00", "01:00:00:00", 3, 0},  {"01:00:00:01", "01:00:00:00", 3, 1},
+                    {"13:00:00:00", "01:00:00:00", 3, 1},  {"13:00:00:01", "01:00:00:00", 3, -1},
+                    {"00:00:00:00", "12:00:00:00", 2, -1}, {"00:00:00:00", "12:00:00:01", 2, 1},
+                    {"12:00:00:00", "00:00:00:00", 0, 1},  {"12:00:00:01", "00:00:00:00", 0, -1},
+                    {"23:00:00:00", "00:30:00:00", 1, -1}, {"bad", "00:00:00:00", 0, 0}};
     for (const auto& c : compares)
         EXPECT_EQ(tcc.compareTc(QString::fromLatin1(c.a), QString::fromLatin1(c.b), c.type),
                   c.compare)
             << c.a << " vs " << c.b << " type " << c.type;
 
     // subtractTc(a, b) is b minus a
-    EXPECT_EQ(tcc.subtractTc(QStringLiteral("23:59:00:00"), QStringLiteral("00:01:00:00"), 3),
-              QStringLiteral("00:02:00:00"));
-    EXPECT_EQ(tcc.subtractTc(QStringLiteral("00:01:00:00"), QStringLiteral("23:59:00:00"), 3),
-              QStringLiteral("23:58:00:00"));
-    EXPECT_EQ(tcc.subtractTc(QStringLiteral("01:00:00:00"), QStringLiteral("01:00:00:00"), 0),
-              QStringLiteral("00:00:00:00"));
-}
-
-TEST(TcCalculator, HoursOfValidTimecodesOnly) {
-    EXPECT_EQ(tcc.hrsToBinary(QStringLiteral("23:00:00:00")), 23);
-    EXPECT_EQ(tcc.hrsToBinary(QStringLiteral("09:59:00:00")), 9);
-    EXPECT_EQ(tcc.hrsToBinary(QStringLiteral("---")), 0);
-    EXPECT_EQ(tcc.hrsToBinary(QStringLiteral("23:00:00;00")), 0);
+    const char* subtracts[][4] = {{"23:59:00:00", "00:01:00:00", "3", "00:02:00:00"},
+                                  {"00:01:00:00", "23:59:00:00", "3", "23:58:00:00"},
+                                  {"01:00:00:00", "01:00:00:00", "0", "00:00:00:00"}};
+    for (const auto& [a, b, type, difference] : subtracts)
+        EXPECT_EQ(tcc.subtractTc(a, b, QByteArray(type).toInt()), QLatin1String(difference)) << a;
+    // Hours of valid timecodes only.
+    for (const auto& [tc, hours] :
+         {std::pair{"23:00:00:00", 23}, {"09:59:00:00", 9}, {"---", 0}, {"23:00:00;00", 0}})
+        EXPECT_EQ(tcc.hrsToBinary(tc), hours) << tc;
 }
 
 TEST(TCFormatter, DisplayAndEntryForms) {

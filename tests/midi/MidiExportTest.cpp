@@ -11,10 +11,6 @@ namespace {
 
 using namespace testsupport;
 
-QByteArray hex(const char* text) {
-    return QByteArray::fromHex(text);
-}
-
 CueItem cue(const QString& in, const QString& text, const QString& id = "-") {
     CueItem item;
     item.cueId = id;
@@ -86,8 +82,7 @@ TEST(MidiExportTest, WritesTheStreamerOffset) {
         int type;
         double seconds;
         const char *timecode, *smpte;
-    } offsets[] = {{3, 0.5, "00:00:00:15", "6000000f00"},
-                   {1, 0.5, "00:00:00:12", "2000000c32"},
+    } offsets[] = {{1, 0.5, "00:00:00:12", "2000000c32"},
                    {2, 0.5, "00:00:00:15", "4000000f00"},
                    {0, 3725.25, "01:02:05:06", "0102050600"},
                    {3, -0.515625, "23:59:59:15", "773b3b0f36"}};
@@ -201,37 +196,34 @@ TEST(MidiExportTest, CommandLineRefusesBadInputWithoutWriting) {
     const QString sheet = dir.filePath("sheet.txt"), out = dir.filePath("cues.mid");
     const QString missing = dir.filePath("missing.txt"), noDir = dir.filePath("no/dir/cues.mid");
     const QByteArray good = kSheetHead + "1\t01:00:01:00\t---\tHello\t\n";
+    const QStringList exportTo = {"export-midi", sheet, "-o", out};
     const struct {
         QByteArray sheet;
         QStringList args;
         QString named; // what the one-line message names
-    } cases[] = {{good, {"--tctype", "5"}, "'5'"},
-                 {good, {"--tctype", "x"}, "'x'"},
-                 {good, {"--offset", "abc"}, "'abc'"},
-                 {good, {"--offset", "inf"}, "'inf'"},
-                 {good, {"--offset", "1e12"}, "'1e12'"},
-                 {good, {"--start", "1:00:00:00"}, "'1:00:00:00'"},
-                 {good, {"--start", "24:00:00:00"}, "'24:00:00:00'"},
-                 {good, {"--offset"}, "--offset"},
-                 {good, {"--loud"}, "'--loud'"},
-                 {kSheetHead, {}, "no cues"},
-                 {good, {"-o", noDir}, noDir},
-                 {good, {sheet}, "more than one"},
-                 {good, {"-o", out, missing}, "more than one"}};
+    } cases[] = {{good, exportTo + QStringList{"--tctype", "5"}, "'5'"},
+                 {good, exportTo + QStringList{"--tctype", "x"}, "'x'"},
+                 {good, exportTo + QStringList{"--offset", "abc"}, "'abc'"},
+                 {good, exportTo + QStringList{"--offset", "inf"}, "'inf'"},
+                 {good, exportTo + QStringList{"--offset", "1e12"}, "'1e12'"},
+                 {good, exportTo + QStringList{"--start", "1:00:00:00"}, "'1:00:00:00'"},
+                 {good, exportTo + QStringList{"--start", "24:00:00:00"}, "'24:00:00:00'"},
+                 {good, exportTo + QStringList{"--offset"}, "--offset"},
+                 {good, exportTo + QStringList{"--loud"}, "'--loud'"},
+                 {kSheetHead, exportTo, "no cues"},
+                 {good, exportTo + QStringList{"-o", noDir}, noDir},
+                 {good, exportTo + QStringList{sheet}, "more than one"},
+                 {good, exportTo + QStringList{"-o", out, missing}, "more than one"},
+                 {good, {"export-midi", missing, "-o", out}, missing},
+                 {good, {"export-midi", sheet}, ""},
+                 {good, {"dump-midi", missing}, missing},
+                 {good, {"dump-midi"}, ""}};
     for (const auto& c : cases) {
         ASSERT_TRUE(writeFile(sheet, c.sheet));
         ASSERT_TRUE(writeFile(out, "earlier file"));
-        const ToolOutput o = qz62ctl(QStringList{"export-midi", sheet, "-o", out} + c.args);
-        EXPECT_EQ(o.exitCode, 2) << c.named.toStdString();
-        EXPECT_TRUE(o.err.startsWith("qz62ctl: ") && o.err.count('\n') == 1);
-        EXPECT_TRUE(o.err.contains(c.named.toUtf8())) << o.err.toStdString();
-        EXPECT_TRUE(o.out.isEmpty());
+        EXPECT_TRUE(refused(qz62ctl(c.args), c.named)) << c.args.join(' ').toStdString();
         EXPECT_EQ(readFile(out), "earlier file");
     }
-    EXPECT_EQ(qz62ctl({"export-midi", missing, "-o", out}).exitCode, 2);
-    EXPECT_EQ(qz62ctl({"export-midi", sheet}).exitCode, 2);
-    EXPECT_EQ(qz62ctl({"dump-midi", missing}).exitCode, 2);
-    EXPECT_EQ(qz62ctl({"dump-midi"}).exitCode, 2);
     EXPECT_FALSE(QFile::exists(noDir));
     // No temporary files left behind.
     EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden).size(), 2);

@@ -1,15 +1,14 @@
 // Event writers, 7/8 coding and the file reader's log.
 #include "midi/MidiTrack.h"
 
-#include <gtest/gtest.h>
+#include "support/FilesAndTools.h"
 
+#include <gtest/gtest.h>
 #include <memory>
 
 namespace {
 
-QByteArray hex(const char* text) {
-    return QByteArray::fromHex(text);
-}
+using testsupport::hex;
 
 // Everything a MidiTrack logs, and the lines from the first chunk on.
 struct Logged {
@@ -137,16 +136,14 @@ TEST(MidiTrackTest, LogsSystemExclusiveMessagesAndDumps) {
         "0010: 30 31 32 33 34 35 36 37 \t38 39 61 62 63 64 65 66 \n"));
 }
 
-// A byte block of exactly its size (a QByteArray has a terminating zero
-// behind it), so the sanitizer builds catch a read one byte past the end.
-struct ExactBuffer {
-    explicit ExactBuffer(const QByteArray& b) : size(b.size()), data(new char[size + 1]) {
-        std::copy_n(b.constData(), size, data.get());
-    }
-    QByteArray bytes() const { return QByteArray::fromRawData(data.get(), size); }
-    qsizetype size;
-    std::unique_ptr<char[]> data;
-};
+// Reads bytes held in a block of exactly their size (a QByteArray has a
+// terminating zero behind it), so the sanitizer builds catch a read one byte
+// past the end.
+void importExact(MidiTrack& track, const QByteArray& bytes) {
+    const auto exact = std::make_unique<char[]>(size_t(bytes.size()));
+    std::copy_n(bytes.constData(), bytes.size(), exact.get());
+    track.importMidi(QByteArray::fromRawData(exact.get(), bytes.size()));
+}
 
 QByteArray fileWith(const QByteArray& events) {
     const auto n = quint32(events.size());
@@ -184,7 +181,7 @@ TEST(MidiTrackTest, LogsChunksAndEventsOfWholeAndCutFiles) {
     const QByteArray whole = fileWith(kEvents);
     for (int cut = 22; cut < whole.size(); ++cut) {
         Logged part;
-        part.track.importMidi(ExactBuffer(whole.left(cut)).bytes());
+        importExact(part.track, whole.left(cut));
         const QStringList lines = part.chunkLines();
         EXPECT_EQ(lines, kEventLog.first(lines.size())) << cut;
     }
@@ -205,7 +202,7 @@ TEST(MidiTrackTest, DamagedTracksStopTheChunk) {
         {"8fffffff7f 907740", {"delta: -1 note on: 119 64"}}};
     for (const auto& [events, log] : cases) {
         Logged logged;
-        logged.track.importMidi(ExactBuffer(fileWith(hex(events))).bytes());
+        importExact(logged.track, fileWith(hex(events)));
         EXPECT_EQ(logged.chunkLines().mid(3), log) << events;
     }
     // A size beyond the file, a header too short for its fields, an unknown

@@ -5,8 +5,13 @@
 #include <QFile>
 #include <QProcess>
 #include <QStringList>
+#include <gtest/gtest.h>
 
 namespace testsupport {
+
+inline QByteArray hex(const char* text) {
+    return QByteArray::fromHex(text);
+}
 
 inline QByteArray readFile(const QString& path) {
     QFile file(path);
@@ -36,6 +41,22 @@ inline ToolOutput runTool(const QString& program, const QStringList& args) {
 // The qz62ctl of this build.
 inline ToolOutput qz62ctl(const QStringList& args) {
     return runTool(QStringLiteral(QZ62_BINARY_DIR "/src/cli/qz62ctl"), args);
+}
+
+// A run refused the way qz62ctl refuses bad input: exit status 2, nothing
+// on standard output, and a one-line message naming `named` on standard
+// error (after the usage text when `afterUsage`).
+inline ::testing::AssertionResult refused(const ToolOutput& o, const QString& named,
+                                          bool afterUsage = false) {
+    const QList<QByteArray> lines = o.err.split('\n');
+    const QByteArray last = lines.size() > 1 ? lines[lines.size() - 2] : QByteArray();
+    if (o.exitCode == 2 && o.out.isEmpty() && o.err.endsWith('\n') &&
+        (afterUsage || lines.size() == 2) && last.startsWith("qz62ctl: ") &&
+        last.contains(named.toUtf8()))
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure()
+           << "exit " << o.exitCode << ", out \"" << o.out.toStdString() << "\", err \""
+           << o.err.toStdString() << "\" (wanted " << named.toStdString() << ")";
 }
 
 } // namespace testsupport

@@ -12,10 +12,6 @@ namespace {
 using namespace testsupport;
 using Result = SRecord::ParseResult;
 
-QByteArray hex(const char* text) {
-    return QByteArray::fromHex(text);
-}
-
 TEST(SRecordTest, ParsesAndRefusesLines) {
     // Checksums by hand: count, address, data and checksum add up to FF.
     // 06+12+34+56+78+55 = 16F -> 90; 07+80+10+01+3*FF = 395 -> 6A.
@@ -170,16 +166,12 @@ TEST(SRecordTest, CommandLineChecksLines) {
     o = qz62ctl({"srec", "check", bad}); // a blank line is no record
     EXPECT_EQ(o.exitCode, 1);
     EXPECT_EQ(o.out, "line 1: ok\nline 3: checksum error\nline 4: refused\n");
-    const std::pair<QStringList, const char*> refused[] = {{{"check", missing}, "missing.s19"},
-                                                           {{"image", missing}, "missing.s19"},
-                                                           {{"verify", good}, "'verify'"},
-                                                           {{"check"}, "usage"}};
-    for (const auto& [args, named] : refused) {
-        o = qz62ctl(QStringList{"srec"} + args);
-        EXPECT_EQ(o.exitCode, 2);
-        EXPECT_TRUE(o.err.contains(named) && o.err.count('\n') == 1) << o.err.toStdString();
-        EXPECT_TRUE(o.out.isEmpty());
-    }
+    const std::pair<QStringList, const char*> refusals[] = {{{"check", missing}, "missing.s19"},
+                                                            {{"image", missing}, "missing.s19"},
+                                                            {{"verify", good}, "'verify'"},
+                                                            {{"check"}, "usage"}};
+    for (const auto& [args, named] : refusals)
+        EXPECT_TRUE(refused(qz62ctl(QStringList{"srec"} + args), named));
 }
 
 } // namespace
