@@ -12,13 +12,6 @@ constexpr int kDropFramesPerTenMinutes = 17982;
 constexpr int kDropFramesPerMinute = 1798;
 constexpr int kSecondsPerDay = 24 * 3600;
 
-// A two-digit field at a fixed place whose first digit is at most `maxFirst`.
-bool isField(const QString& tc, int at, char16_t maxFirst, char16_t maxSecond = u'9') {
-    const char16_t first = tc[at].unicode();
-    const char16_t second = tc[at + 1].unicode();
-    return first >= u'0' && first <= maxFirst && second >= u'0' && second <= maxSecond;
-}
-
 } // namespace
 
 const PosixRegex& TcCalculator::timecodePattern(bool acceptDropSeparator) {
@@ -53,13 +46,9 @@ QString TcCalculator::formatTc(int hours, int minutes, int seconds, int frames) 
 }
 
 bool TcCalculator::isTc(const QString& tc) const {
-    // The same test as timecodePattern() on the whole string, without
-    // converting it: it runs for every time a sort or a timecode event
-    // looks at.
-    if (tc.size() != 11 || tc[2] != u':' || tc[5] != u':' || tc[8] != u':')
-        return false;
-    const bool hoursOk = tc[0] == u'2' ? isField(tc, 0, u'2', u'3') : isField(tc, 0, u'1');
-    return hoursOk && isField(tc, 3, u'5') && isField(tc, 6, u'5') && isField(tc, 9, u'2');
+    // Only an 11-character string can be a timecode; the length check comes
+    // first so that the pattern runs only on candidates.
+    return tc.size() == 11 && timecodePattern().search(tc.toUtf8());
 }
 
 QString TcCalculator::findFirstTc(const QString& text) const {
