@@ -10,7 +10,7 @@ cmake --preset release >/dev/null
 cmake --build --preset release
 idle="${IDLE_SECONDS:-60}"
 for b in build/release/bench/bench_*; do
-  [[ -x "$b" ]] || continue
+  [[ -f "$b" && -x "$b" ]] || continue
   echo "== $(basename "$b")"
   case "$(basename "$b")" in
     bench_link|bench_panel) QT_QPA_PLATFORM=offscreen "$b" "$idle" ;;
