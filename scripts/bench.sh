@@ -2,10 +2,7 @@
 # Builds the optimised preset and runs every benchmark, printing its figures.
 # IDLE_SECONDS (default 60) sets the idle measurements of the link and panel.
 set -euo pipefail
-cd "$(dirname "$0")/.."
-scripts/deps.sh
-export CCACHE_DIR="${CCACHE_DIR:-$HOME/.cache/qz62-ccache}"
-export CCACHE_BASEDIR="$PWD"
+source "$(dirname "$0")/prepare.sh"
 cmake --preset release >/dev/null
 cmake --build --preset release
 idle="${IDLE_SECONDS:-60}"

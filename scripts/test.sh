@@ -3,11 +3,7 @@
 # QZ62_PRESETS chooses the presets (default: all three: the plain build, then
 # AddressSanitizer+UndefinedBehaviorSanitizer, then ThreadSanitizer).
 set -euo pipefail
-cd "$(dirname "$0")/.."
-scripts/deps.sh
-export CCACHE_DIR="${CCACHE_DIR:-$HOME/.cache/qz62-ccache}"
-export CCACHE_BASEDIR="$PWD"
-export CCACHE_MAXSIZE="${CCACHE_MAXSIZE:-2G}"
+source "$(dirname "$0")/prepare.sh"
 for preset in ${QZ62_PRESETS:-dev sanitize tsan}; do
   echo "== preset $preset"
   cmake --preset "$preset" >/dev/null

@@ -1,0 +1,7 @@
+# Sourced by the other scripts: move to the project root, install what is
+# missing, and share one compiler cache between builds and presets.
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+scripts/deps.sh
+export CCACHE_DIR="${CCACHE_DIR:-$HOME/.cache/qz62-ccache}"
+export CCACHE_BASEDIR="$PWD"
+export CCACHE_MAXSIZE="${CCACHE_MAXSIZE:-2G}"
