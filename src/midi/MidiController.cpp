@@ -1,0 +1,170 @@
+#include "midi/MidiController.h"
+
+#include "cues/CueFiring.h"
+#include "link/Diagnostics.h"
+#include "link/QueuedCalls.h"
+
+#include <QSettings>
+#include <QTimer>
+#include <thread>
+
+namespace {
+const char* const kMidiInKey = "MidiIn";
+const char* const kExactDropFrameKey = "CountDropFrameExactly";
+
+std::uint32_t packed(const MidiParser::Mtc& mtc) {
+    return std::uint32_t(mtc[0]) << 24 | std::uint32_t(mtc[1]) << 16 | std::uint32_t(mtc[2]) << 8 |
+           std::uint32_t(mtc[3]);
+}
+MidiParser::Mtc unpacked(std::uint32_t value) {
+    return {std::uint8_t(value >> 24), std::uint8_t(value >> 16), std::uint8_t(value >> 8),
+            std::uint8_t(value)};
+}
+} // namespace
+
+MidiController::MidiController(std::unique_ptr<MidiPorts> ports, QSettings* settings,
+                               QObject* parent)
+    : QObject(parent), m_settings(settings), m_toMain(std::make_unique<QueuedCalls>(this)),
+      m_parser(this),
+      m_ports(ports ? std::move(ports) : MidiPorts::createSystem(QLatin1String(kClientName))) {
+    if (!m_settings) {
+        m_ownSettings = std::make_unique<QSettings>();
+        m_settings = m_ownSettings.get();
+    }
+    m_parser.setExactDropFrame(
+        m_settings->value(QLatin1String(kExactDropFrameKey), false).toBool());
+    m_ports->setReceiver(
+        [this](const std::uint8_t* bytes, std::size_t size) { decodeData(bytes, size); });
+}
+
+MidiController::~MidiController() {
+    m_ports.reset(); // no more received bytes
+    m_toMain->cancel();
+}
+
+void MidiController::awakeFromNib() {
+    diag::print("MidiView awakeFromNib\n");
+    if (!m_settings->contains(QLatin1String(kMidiInKey)))
+        m_settings->setValue(QLatin1String(kMidiInKey), QString());
+    diag::print("default MIDI in: %s\n",
+                qPrintable(m_settings->value(QLatin1String(kMidiInKey)).toString()));
+    m_ports->connectSource(QString());
+    m_destinationConnected = false;
+    m_ports->connectDestination(QString());
+    pollPorts();
+    if (!m_pollTimer) {
+        m_pollTimer = new QTimer(this);
+        m_pollTimer->setInterval(kPollIntervalMs);
+        connect(m_pollTimer, &QTimer::timeout, this, &MidiController::pollPorts);
+        m_pollTimer->start();
+    }
+}
+
+void MidiController::inputAction(const QString& name) {
+    diag::print("number of input items: %d\n", int(m_sources.size()));
+    m_source = name;
+    m_sourceConnected = m_ports->connectSource(name);
+    resetCounter();
+    if (m_sourceConnected)
+        m_settings->setValue(QLatin1String(kMidiInKey), name);
+    else
+        diag::print("MIDI Input did not connect!\n");
+    emit portsChanged();
+}
+
+void MidiController::outputAction(const QString& name) {
+    m_destination = name;
+    m_destinationConnected = m_ports->connectDestination(name);
+    emit portsChanged();
+}
+
+void MidiController::pollPorts() {
+    const QStringList sources = m_ports->sources();
+    const QStringList destinations = m_ports->destinations();
+    const bool changed = sources != m_sources || destinations != m_destinations;
+    m_sources = sources;
+    m_destinations = destinations;
+
+    // A source that went away leaves the input on our own port until it
+    // comes back; the remembered one is picked up whenever it appears.
+    if (m_sourceConnected && !sources.contains(m_source)) {
+        diag::print("MIDI source gone: %s\n", qPrintable(m_source));
+        m_sourceConnected = false;
+        m_ports->connectSource(QString());
+        resetCounter();
+    }
+    const QString saved = m_settings->value(QLatin1String(kMidiInKey)).toString();
+    const QString wanted = m_source.isEmpty() ? saved : m_source;
+    // A source that is listed but will not connect is tried again only when
+    // the setup changes.
+    const bool retry = changed || !m_polled;
+    m_polled = true;
+    if (!m_sourceConnected && retry && !wanted.isEmpty() && sources.contains(wanted)) {
+        inputAction(wanted);
+        return; // inputAction told the menus
+    }
+    if (m_destinationConnected && !m_destination.isEmpty() &&
+        !destinations.contains(m_destination)) {
+        m_destinationConnected = false;
+        m_ports->connectDestination(QString());
+    } else if (!m_destinationConnected && !m_destination.isEmpty() &&
+               destinations.contains(m_destination)) {
+        m_destinationConnected = m_ports->connectDestination(m_destination);
+    }
+    if (changed)
+        emit portsChanged();
+}
+
+void MidiController::txMidi(const QByteArray& bytes) {
+    m_ports->send(bytes);
+}
+
+void MidiController::onButtonTest() {
+    for (const QByteArray& bytes : MidiParser::testSequence())
+        txMidi(bytes);
+}
+
+void MidiController::setExactDropFrame(bool exact) {
+    m_parser.setExactDropFrame(exact);
+    m_settings->setValue(QLatin1String(kExactDropFrameKey), exact);
+}
+
+void MidiController::setCueFiring(CueFiring* firing) {
+    m_firing.store(firing);
+    while (m_delivering.load() != 0)
+        std::this_thread::yield();
+}
+
+void MidiController::decodeData(const std::uint8_t* bytes, std::size_t size) {
+    m_parser.decodeData(bytes, size);
+}
+
+void MidiController::mtcEvent(const MidiParser::Mtc& mtc) {
+    m_delivering.fetch_add(1);
+    if (CueFiring* firing = m_firing.load())
+        firing->mtcEvent(mtc);
+    m_delivering.fetch_sub(1);
+}
+
+void MidiController::showTcDigits(const MidiParser::Mtc& mtc) {
+    m_shownTime.store(packed(mtc));
+    // One update on its way is enough: it shows whatever is latest.
+    if (!m_counterPending.exchange(true))
+        m_toMain->post([this] { showCounter(); });
+}
+
+void MidiController::showCounter() {
+    m_counterPending.store(false);
+    const QString text = MidiParser::formatMtc(unpacked(m_shownTime.load()));
+    if (text == m_counterText)
+        return;
+    m_counterText = text;
+    emit counterChanged(text);
+}
+
+void MidiController::resetCounter() {
+    if (m_counterText == noTimeText())
+        return;
+    m_counterText = noTimeText();
+    emit counterChanged(m_counterText);
+}

@@ -1,0 +1,115 @@
+#pragma once
+
+#include "midi/MidiParser.h"
+#include "midi/MidiPorts.h"
+
+#include <QObject>
+#include <QString>
+#include <QStringList>
+#include <atomic>
+#include <memory>
+
+class CueFiring;
+class QSettings;
+class QTimer;
+class QueuedCalls;
+
+// What the MIDI view does, without the widgets: picks the source and the
+// destination, follows the system's MIDI setup, parses what arrives on the
+// MIDI thread and passes every timecode step to the attached CueFiring there,
+// answers the HUI host's ping, and keeps the counter text for the view.
+//
+// Lives on the main thread. The MIDI thread only runs the parser, the cue
+// firing, and the coalesced counter update (at most one pending at a time:
+// the main thread always shows the latest time, once).
+//
+// Settings: "MidiIn" (the last connected source, by name) and
+// "CountDropFrameExactly".
+class MidiController final : public QObject, private MidiParser::Listener {
+    Q_OBJECT
+public:
+    // Our client's name on the MIDI system.
+    static constexpr const char* kClientName = "WB_ADR";
+    // How often the port lists are compared with the system's.
+    static constexpr int kPollIntervalMs = 1000;
+    // The counter before any timecode has arrived from the connected source.
+    static QString noTimeText() { return QStringLiteral("--:--:--:--"); }
+
+    // `ports` null: the system's MIDI. `settings` null: the application's
+    // settings; otherwise not owned and must outlive this.
+    explicit MidiController(std::unique_ptr<MidiPorts> ports = nullptr,
+                            QSettings* settings = nullptr, QObject* parent = nullptr);
+    ~MidiController() override;
+
+    // Opens our ports, reconnects the remembered source and starts following
+    // the system's setup.
+    void awakeFromNib();
+
+    // --- ports (main thread) ---
+    QString apiName() const { return m_ports->apiName(); }
+    QStringList sources() const { return m_sources; }
+    QStringList destinations() const { return m_destinations; }
+    // The chosen source and destination (empty: none); ticked in the menus.
+    QString source() const { return m_source; }
+    QString destination() const { return m_destination; }
+    bool sourceConnected() const { return m_sourceConnected; }
+    void inputAction(const QString& name);
+    void outputAction(const QString& name);
+    // Compares the port lists with the system's (the timer does this once a
+    // second): emits portsChanged on a change, reconnects the remembered
+    // source when it reappears, falls back to our own port when it goes.
+    void pollPorts();
+
+    // --- sending (any thread) ---
+    void txMidi(const QByteArray& bytes) override;
+    // The HUI lamp test, five sends to the destination.
+    void onButtonTest();
+
+    // --- timecode ---
+    bool exactDropFrame() const { return m_parser.exactDropFrame(); }
+    void setExactDropFrame(bool exact);
+    // Where every timecode step goes, on the MIDI thread; null for none.
+    // Returns once no step is being delivered to the previous one.
+    void setCueFiring(CueFiring* firing);
+    // The time to show, "HH:MM:SS:FF" (noTimeText() before any).
+    QString counterText() const { return m_counterText; }
+
+    // The MIDI thread's entry: one received message (also for tests and
+    // benchmarks that feed bytes without a MIDI system).
+    void decodeData(const std::uint8_t* bytes, std::size_t size);
+    // The parser's state; read it only while no bytes arrive.
+    const MidiParser& parser() const { return m_parser; }
+
+signals:
+    void portsChanged();
+    void counterChanged(const QString& text);
+
+private:
+    void mtcEvent(const MidiParser::Mtc& mtc) override;
+    void showTcDigits(const MidiParser::Mtc& mtc) override;
+    void showCounter();
+    void resetCounter();
+
+    std::unique_ptr<QSettings> m_ownSettings;
+    QSettings* m_settings;
+    std::unique_ptr<QueuedCalls> m_toMain;
+    MidiParser m_parser;
+    QTimer* m_pollTimer = nullptr;
+
+    QStringList m_sources;
+    QStringList m_destinations;
+    QString m_source;
+    QString m_destination;
+    bool m_sourceConnected = false;
+    bool m_destinationConnected = false;
+    bool m_polled = false;
+    QString m_counterText = noTimeText();
+
+    std::atomic<CueFiring*> m_firing{nullptr};
+    std::atomic<int> m_delivering{0};
+    std::atomic<std::uint32_t> m_shownTime{0};
+    std::atomic<bool> m_counterPending{false};
+
+    // Last, so that it goes first: no callback runs once it is gone.
+    std::unique_ptr<MidiPorts> m_ports;
+};

@@ -1,0 +1,188 @@
+#include "midi/RtMidiPorts.h"
+
+#include "link/Diagnostics.h"
+
+#include <RtMidi.h>
+#include <algorithm>
+#include <vector>
+
+#ifdef QZ62_HAVE_JACK
+#include <jack/jack.h>
+#endif
+
+namespace {
+const char* const kInPortName = "MIDI In";
+const char* const kOutPortName = "MIDI Out";
+// Messages queued between the MIDI system and our callback.
+constexpr unsigned int kInQueueSize = 1024;
+
+// Problems of the MIDI system are diagnostics; the menus show what works.
+// The flag tells the caller that the last operation did not succeed.
+thread_local bool t_failed = false;
+
+void onError(RtMidiError::Type type, const std::string& text, void* /*self*/) {
+    if (type != RtMidiError::WARNING && type != RtMidiError::DEBUG_WARNING)
+        t_failed = true;
+    if (text.find("server not running") != std::string::npos)
+        t_failed = true;
+    diag::print("MIDI: %s\n", text.c_str());
+}
+
+#ifdef QZ62_HAVE_JACK
+// libjack reports a missing server on every attempt; we look once a second.
+void jackMessage(const char* text) {
+    diag::print("JACK: %s\n", text);
+}
+#endif
+
+QString apiLabel(RtMidi::Api api) {
+    switch (api) {
+    case RtMidi::LINUX_ALSA:
+        return QStringLiteral("ALSA");
+    case RtMidi::UNIX_JACK:
+        return QStringLiteral("JACK");
+    case RtMidi::MACOSX_CORE:
+        return QStringLiteral("CoreMIDI");
+    default:
+        return QString::fromStdString(RtMidi::getApiName(api));
+    }
+}
+} // namespace
+
+std::unique_ptr<MidiPorts> MidiPorts::createSystem(const QString& clientName) {
+    return std::make_unique<RtMidiPorts>(clientName);
+}
+
+RtMidiPorts::RtMidiPorts(const QString& clientName) : m_clientName(clientName) {
+#ifdef QZ62_HAVE_JACK
+    jack_set_error_function(jackMessage);
+    jack_set_info_function(jackMessage);
+#endif
+    std::vector<RtMidi::Api> compiled;
+    RtMidi::getCompiledApi(compiled);
+    const std::string client = clientName.toStdString();
+    for (const RtMidi::Api api : {RtMidi::LINUX_ALSA, RtMidi::UNIX_JACK, RtMidi::MACOSX_CORE}) {
+        if (std::find(compiled.begin(), compiled.end(), api) == compiled.end())
+            continue;
+        try {
+            auto in = std::make_unique<RtMidiIn>(api, client, kInQueueSize);
+            auto out = std::make_unique<RtMidiOut>(api, client);
+            in->setErrorCallback(onError, this);
+            out->setErrorCallback(onError, this);
+            // Time code and system exclusive are what we are here for.
+            in->ignoreTypes(false, false, false);
+            in->setCallback(onMessage, this);
+            m_in = std::move(in);
+            m_out = std::move(out);
+            m_apiName = apiLabel(api);
+            break;
+        } catch (const RtMidiError& error) {
+            diag::print("MIDI: %s not available: %s\n", qPrintable(apiLabel(api)), error.what());
+        }
+    }
+}
+
+RtMidiPorts::~RtMidiPorts() {
+    if (m_in) {
+        m_in->cancelCallback();
+        m_in->closePort();
+    }
+    if (m_out)
+        m_out->closePort();
+}
+
+void RtMidiPorts::onMessage(double /*timeStamp*/, std::vector<unsigned char>* message, void* self) {
+    auto* ports = static_cast<RtMidiPorts*>(self);
+    if (message && !message->empty() && ports->m_receiver)
+        ports->m_receiver(message->data(), message->size());
+}
+
+bool RtMidiPorts::isOwnPort(const QString& name) const {
+    return name.startsWith(m_clientName + u':') || name.startsWith(m_clientName + u'-') ||
+           name == QLatin1String(kInPortName) || name == QLatin1String(kOutPortName);
+}
+
+namespace {
+template <typename Port>
+QStringList portNames(Port& port, bool* reachable) {
+    QStringList names;
+    t_failed = false;
+    const unsigned int count = port.getPortCount();
+    *reachable = !t_failed;
+    for (unsigned int i = 0; i < count; ++i)
+        names << QString::fromStdString(port.getPortName(i));
+    return names;
+}
+
+enum class Opened { None, Own, Named };
+
+// Connects `port` to the named port, or opens it as our own port for an
+// empty name (or when the named one is not there).
+template <typename Port>
+Opened connectPort(Port& port, const QString& name, const char* ownName) {
+    port.closePort();
+    bool reachable = false;
+    const QStringList names = portNames(port, &reachable);
+    if (!reachable)
+        return Opened::None; // the MIDI system is not running: no port can be made
+    const qsizetype index = name.isEmpty() ? -1 : names.indexOf(name);
+    t_failed = false;
+    if (index >= 0) {
+        port.openPort(unsigned(index), ownName);
+        if (!t_failed)
+            return Opened::Named;
+        port.closePort();
+        t_failed = false;
+    }
+    port.openVirtualPort(ownName);
+    return t_failed ? Opened::None : Opened::Own;
+}
+} // namespace
+
+QStringList RtMidiPorts::sources() {
+    if (!m_in)
+        return {};
+    bool reachable = false;
+    QStringList names = portNames(*m_in, &reachable);
+    names.removeIf([this](const QString& name) { return isOwnPort(name); });
+    return names;
+}
+
+QStringList RtMidiPorts::destinations() {
+    if (!m_out)
+        return {};
+    bool reachable = false;
+    QStringList names;
+    {
+        std::lock_guard<std::mutex> lock(m_outLock);
+        names = portNames(*m_out, &reachable);
+    }
+    names.removeIf([this](const QString& name) { return isOwnPort(name); });
+    return names;
+}
+
+bool RtMidiPorts::connectSource(const QString& name) {
+    if (!m_in)
+        return false;
+    const Opened opened = connectPort(*m_in, name, kInPortName);
+    return opened == (name.isEmpty() ? Opened::Own : Opened::Named);
+}
+
+bool RtMidiPorts::connectDestination(const QString& name) {
+    if (!m_out)
+        return false;
+    std::lock_guard<std::mutex> lock(m_outLock);
+    const Opened opened = connectPort(*m_out, name, kOutPortName);
+    m_outOpen = opened != Opened::None;
+    return opened == (name.isEmpty() ? Opened::Own : Opened::Named);
+}
+
+void RtMidiPorts::send(const QByteArray& bytes) {
+    if (bytes.isEmpty())
+        return;
+    std::lock_guard<std::mutex> lock(m_outLock);
+    // Without an open port some back ends have nowhere to put the bytes.
+    if (m_out && m_outOpen)
+        m_out->sendMessage(reinterpret_cast<const unsigned char*>(bytes.constData()),
+                           size_t(bytes.size()));
+}
