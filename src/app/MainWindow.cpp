@@ -1,9 +1,11 @@
 #include "app/MainWindow.h"
 
 #include "Version.h"
+#include "midi/MidiView.h"
 #include "ui_MainWindow.h"
 
 #include <QCloseEvent>
+#include <QDockWidget>
 #include <QLabel>
 #include <QMessageBox>
 
@@ -12,6 +14,15 @@ MainWindow::MainWindow(QWidget* parent)
     m_ui->setupUi(this);
     m_panel = new qz62View(this);
     setCentralWidget(m_panel);
+
+    // The timecode counter sits above the panel until a cue window holds it.
+    m_midiView = new MidiView(this);
+    m_midiView->initMenuItems(m_ui->menuMidiInput, m_ui->menuMidiOutput, m_ui->menuMidi);
+    auto* timecode = new QDockWidget(QStringLiteral("MIDI Time Code"), this);
+    timecode->setObjectName(QStringLiteral("timecodeDock"));
+    timecode->setFeatures(QDockWidget::NoDockWidgetFeatures);
+    timecode->setWidget(m_midiView);
+    addDockWidget(Qt::TopDockWidgetArea, timecode);
 
     m_linkLabel = new QLabel(this);
     statusBar()->addPermanentWidget(m_linkLabel);

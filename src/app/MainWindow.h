@@ -6,6 +6,7 @@
 #include <memory>
 
 class QLabel;
+class MidiView;
 namespace Ui {
 class MainWindow;
 }
@@ -19,6 +20,9 @@ public:
     ~MainWindow() override;
 
     qz62View* panel() const { return m_panel; }
+    // The timecode counter and the MIDI menus; a cue window attaches its
+    // CueFiring to midiView()->controller().
+    MidiView* midiView() const { return m_midiView; }
     QString statusText() const;
 
 protected:
@@ -31,4 +35,5 @@ private:
     std::unique_ptr<Ui::MainWindow> m_ui;
     qz62View* m_panel = nullptr;
     QLabel* m_linkLabel = nullptr;
+    MidiView* m_midiView = nullptr;
 };

@@ -1,6 +1,7 @@
 #include "Version.h"
 #include "app/MainWindow.h"
 #include "app/MessageBoxPresenter.h"
+#include "midi/MidiView.h"
 #include "sim/SimulatedUnit.h"
 
 #include <QApplication>
@@ -70,6 +71,7 @@ int main(int argc, char** argv) {
     alerts::setPresenter(&presenter);
     window.show();
     window.panel()->awakeFromNib(options);
+    window.midiView()->awakeFromNib();
 
     if (cli.isSet(shots)) {
         const QString dir = cli.value(shots);

@@ -13,6 +13,8 @@ int tc(const QStringList& args);         // CueCommands.cpp
 int exportMidi(const QStringList& args); // MidiCommands.cpp
 int dumpMidi(const QStringList& args);   // MidiCommands.cpp
 int srec(const QStringList& args);       // SRecCommands.cpp
+int midiPorts(const QStringList& args);  // MtcCommands.cpp
+int mtc(const QStringList& args);        // MtcCommands.cpp
 
 // "qz62ctl: <message>" on stderr, returns 2.
 int fail(const QString& message);

@@ -15,6 +15,9 @@ void usage() {
                "  dump-midi FILE.mid                  log a MIDI file's chunks and events\n"
                "  tc frames|timecode|subtract|compare ...\n"
                "  srec check|image FILE.s19\n"
+               "  midi-ports                          list MIDI sources and destinations\n"
+               "  mtc --out PORT [--start TC] [--rate 24|25|29.97df|30] [--seconds S]\n"
+               "                                      play MIDI Time Code in real time\n"
                "  --version\n",
                stderr);
 }
@@ -47,6 +50,8 @@ int main(int argc, char** argv) {
         {QStringLiteral("export-midi"), cli::exportMidi},
         {QStringLiteral("dump-midi"), cli::dumpMidi},
         {QStringLiteral("srec"), cli::srec},
+        {QStringLiteral("midi-ports"), cli::midiPorts},
+        {QStringLiteral("mtc"), cli::mtc},
     };
     const auto it = commands.find(command);
     if (it == commands.end()) {

@@ -25,25 +25,34 @@ MidiParser::Mtc unpacked(std::uint32_t value) {
 MidiController::MidiController(std::unique_ptr<MidiPorts> ports, QSettings* settings,
                                QObject* parent)
     : QObject(parent), m_settings(settings), m_toMain(std::make_unique<QueuedCalls>(this)),
-      m_parser(this),
-      m_ports(ports ? std::move(ports) : MidiPorts::createSystem(QLatin1String(kClientName))) {
+      m_parser(this), m_ports(std::move(ports)) {
     if (!m_settings) {
         m_ownSettings = std::make_unique<QSettings>();
         m_settings = m_ownSettings.get();
     }
     m_parser.setExactDropFrame(
         m_settings->value(QLatin1String(kExactDropFrameKey), false).toBool());
-    m_ports->setReceiver(
-        [this](const std::uint8_t* bytes, std::size_t size) { decodeData(bytes, size); });
+    if (m_ports) {
+        m_ports->setReceiver(
+            [this](const std::uint8_t* bytes, std::size_t size) { decodeData(bytes, size); });
+        m_sendPorts.store(m_ports.get());
+    }
 }
 
 MidiController::~MidiController() {
+    m_sendPorts.store(nullptr);
     m_ports.reset(); // no more received bytes
     m_toMain->cancel();
 }
 
 void MidiController::awakeFromNib() {
     diag::print("MidiView awakeFromNib\n");
+    if (!m_ports) {
+        m_ports = MidiPorts::createSystem(QLatin1String(kClientName));
+        m_ports->setReceiver(
+            [this](const std::uint8_t* bytes, std::size_t size) { decodeData(bytes, size); });
+        m_sendPorts.store(m_ports.get());
+    }
     if (!m_settings->contains(QLatin1String(kMidiInKey)))
         m_settings->setValue(QLatin1String(kMidiInKey), QString());
     diag::print("default MIDI in: %s\n",
@@ -61,6 +70,8 @@ void MidiController::awakeFromNib() {
 }
 
 void MidiController::inputAction(const QString& name) {
+    if (!m_ports)
+        return;
     diag::print("number of input items: %d\n", int(m_sources.size()));
     m_source = name;
     m_sourceConnected = m_ports->connectSource(name);
@@ -73,12 +84,16 @@ void MidiController::inputAction(const QString& name) {
 }
 
 void MidiController::outputAction(const QString& name) {
+    if (!m_ports)
+        return;
     m_destination = name;
     m_destinationConnected = m_ports->connectDestination(name);
     emit portsChanged();
 }
 
 void MidiController::pollPorts() {
+    if (!m_ports)
+        return;
     const QStringList sources = m_ports->sources();
     const QStringList destinations = m_ports->destinations();
     const bool changed = sources != m_sources || destinations != m_destinations;
@@ -116,7 +131,8 @@ void MidiController::pollPorts() {
 }
 
 void MidiController::txMidi(const QByteArray& bytes) {
-    m_ports->send(bytes);
+    if (MidiPorts* ports = m_sendPorts.load())
+        ports->send(bytes);
 }
 
 void MidiController::onButtonTest() {

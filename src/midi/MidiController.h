@@ -35,8 +35,9 @@ public:
     // The counter before any timecode has arrived from the connected source.
     static QString noTimeText() { return QStringLiteral("--:--:--:--"); }
 
-    // `ports` null: the system's MIDI. `settings` null: the application's
-    // settings; otherwise not owned and must outlive this.
+    // `ports` null: the system's MIDI, opened by awakeFromNib. `settings`
+    // null: the application's settings; otherwise not owned and must outlive
+    // this.
     explicit MidiController(std::unique_ptr<MidiPorts> ports = nullptr,
                             QSettings* settings = nullptr, QObject* parent = nullptr);
     ~MidiController() override;
@@ -46,7 +47,7 @@ public:
     void awakeFromNib();
 
     // --- ports (main thread) ---
-    QString apiName() const { return m_ports->apiName(); }
+    QString apiName() const { return m_ports ? m_ports->apiName() : QString(); }
     QStringList sources() const { return m_sources; }
     QStringList destinations() const { return m_destinations; }
     // The chosen source and destination (empty: none); ticked in the menus.
@@ -110,6 +111,7 @@ private:
     std::atomic<std::uint32_t> m_shownTime{0};
     std::atomic<bool> m_counterPending{false};
 
+    std::atomic<MidiPorts*> m_sendPorts{nullptr}; // m_ports for the MIDI thread's sends
     // Last, so that it goes first: no callback runs once it is gone.
     std::unique_ptr<MidiPorts> m_ports;
 };

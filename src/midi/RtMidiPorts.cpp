@@ -2,6 +2,7 @@
 
 #include "link/Diagnostics.h"
 
+#include <QFileInfo>
 #include <RtMidi.h>
 #include <algorithm>
 #include <vector>
@@ -63,6 +64,9 @@ RtMidiPorts::RtMidiPorts(const QString& clientName) : m_clientName(clientName) {
     const std::string client = clientName.toStdString();
     for (const RtMidi::Api api : {RtMidi::LINUX_ALSA, RtMidi::UNIX_JACK, RtMidi::MACOSX_CORE}) {
         if (std::find(compiled.begin(), compiled.end(), api) == compiled.end())
+            continue;
+        // Without the sequencer device ALSA cannot run; trying only adds noise.
+        if (api == RtMidi::LINUX_ALSA && !QFileInfo::exists(QStringLiteral("/dev/snd/seq")))
             continue;
         try {
             auto in = std::make_unique<RtMidiIn>(api, client, kInQueueSize);

@@ -1,0 +1,319 @@
+// MIDI Time Code to cue trigger figures:
+//   1. latency from a quarter frame's arrival in the MIDI callback to the
+//      trigger reaching the unit's side of the serial line (the simulated
+//      unit's read right after the link's write()): p50, p99, max over 2,000
+//      cues, time code fed at eight times real time, while the main thread
+//      sorts a 10,000-row sheet over and over and the link waits for replies
+//      the unit sends 250 ms late;
+//   2. exactness per rate: every cue on every frame of ten minutes fires
+//      once, on the quarter frame at which the time code reaches its frame
+//      (from the sender's own frame count, not from the parser), with the
+//      share missed at 29.97 drop frame without exact counting;
+//   3. CPU of the MIDI, main and link threads while following 30 fps in real
+//      time over a 10,000-cue sheet.
+// usage: bench_mtc [cpu-seconds]   (default 20)
+#include "cues/CueFiring.h"
+#include "cues/CueSheet.h"
+#include "link/ComThread.h"
+#include "link/CommandSink.h"
+#include "link/Diagnostics.h"
+#include "link/MsgClass.h"
+#include "midi/MidiController.h"
+#include "midi/MtcGenerator.h"
+#include "panel/Commands.h"
+#include "sim/SimulatedUnit.h"
+
+#include <QCoreApplication>
+#include <QSettings>
+#include <QTemporaryDir>
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <ctime>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+class Owner : public QObject {
+    Q_OBJECT
+public:
+    Q_INVOKABLE void threadHasMsg(MsgClass chunk) { m_buffer.drain(chunk); }
+
+private:
+    MsgClass m_buffer;
+};
+
+// A sheet with a cue whose trigger falls on every `spacing`-th frame from
+// `first` on (frame counts of the type), `count` cues.
+CueSheet sheetOf(int type, int first, int spacing, int count, int streamerDuration = 100) {
+    CueSheet sheet;
+    sheet.setStepperStreamerDuration(streamerDuration);
+    const TcCalculator tcc;
+    const int lead = sheet.leadFrames(type);
+    for (int i = 0; i < count; ++i) {
+        const int frames = first + i * spacing + lead;
+        QString tc;
+        if (type == 2) {
+            // Drop-frame timecode of a frame count, as the standard counts.
+            const int skipped = 18 * (frames / 17982) +
+                                (frames % 17982 < 2 ? 0 : 2 * ((frames % 17982 - 2) / 1798));
+            const int n = frames + skipped;
+            tc = TcCalculator::formatTc(n / 108000, n / 1800 % 60, n / 30 % 60, n % 30);
+        } else {
+            tc = tcc.binaryToTc(frames, type);
+        }
+        CueItem item = CueItem::blank();
+        item.cueId = QString::number(i + 1);
+        item.cueText = QStringLiteral("Cue %1 text").arg(i + 1);
+        item.cueIn = tc;
+        sheet.addObject(item);
+    }
+    return sheet;
+}
+
+std::int64_t threadCpuNs() {
+    timespec ts{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
+    return std::int64_t(ts.tv_sec) * 1'000'000'000 + ts.tv_nsec;
+}
+
+double percentile(std::vector<double> values, double p) {
+    std::sort(values.begin(), values.end());
+    return values[std::min(values.size() - 1, size_t(p * double(values.size())))];
+}
+
+struct Link {
+    SimulatedUnit sim;
+    Owner owner;
+    ComThread link;
+    bool start(int lateMs) {
+        sim.setReplyDelayMs(lateMs);
+        if (!sim.start())
+            return false;
+        link.setDriverCheckEnabled(false);
+        link.setPort(sim.ptyPath());
+        if (link.openUsbSerial() != 0)
+            return false;
+        link.startThread(&owner);
+        return true;
+    }
+};
+
+void latency() {
+    constexpr int kCues = 2000;
+    // A short streamer (6 frames of lead) lets triggers come every third
+    // frame: the firing looks at the four rows after the time only.
+    constexpr int kSpacing = 3;
+    constexpr int kStreamerDuration = 10;
+    constexpr int kSpeedUp = 8;
+    Link unit;
+    if (!unit.start(250)) {
+        std::printf("latency: no simulated unit\n");
+        return;
+    }
+    QTemporaryDir dir;
+    QSettings settings(dir.filePath(QStringLiteral("m.ini")), QSettings::IniFormat);
+    MidiController midi(nullptr, &settings);
+    const int start = 3600 * 30;
+    CueSheet sheet = sheetOf(3, start + 30, kSpacing, kCues, kStreamerDuration);
+    CueFiring firing(&unit.owner);
+    firing.setCommandSink(&unit.link);
+    firing.publish(sheet);
+    midi.setCueFiring(&firing);
+
+    // The main thread's load: a big sheet sorted again and again, queries
+    // the unit answers late, events handled only between sorts.
+    CueSheet busy = sheetOf(3, 0, 7, 10000);
+    std::atomic<bool> done{false};
+    std::vector<Clock::time_point> fedAt;
+    std::thread callback([&] {
+        MtcGenerator generator(3, 1, 0, 0, 0);
+        const auto period = generator.quarterFramePeriod() / kSpeedUp;
+        const int quarterFrames = (30 + kCues * kSpacing + 30) * 4;
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        const auto begin = Clock::now();
+        for (int i = 0; i < quarterFrames; ++i) {
+            std::this_thread::sleep_until(begin + period * i);
+            const QByteArray qf = generator.nextQuarterFrame();
+            const std::int64_t before = firing.firedCount();
+            const auto t0 = Clock::now();
+            midi.decodeData(reinterpret_cast<const std::uint8_t*>(qf.constData()), 2);
+            if (firing.firedCount() != before)
+                fedAt.push_back(t0);
+        }
+        done.store(true);
+    });
+    int sorts = 0;
+    auto lastQuery = Clock::now();
+    while (!done.load()) {
+        busy.OnSort();
+        ++sorts;
+        if (Clock::now() - lastQuery > std::chrono::milliseconds(100)) {
+            unit.link.sendString(cmd::query('C'));
+            lastQuery = Clock::now();
+        }
+        QCoreApplication::processEvents();
+    }
+    callback.join();
+    const auto deadline = Clock::now() + std::chrono::seconds(30);
+    while (unit.sim.triggers().size() < qsizetype(fedAt.size()) && Clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    midi.setCueFiring(nullptr);
+    const QList<SimProtocol::Trigger> triggers = unit.sim.triggers();
+    std::vector<double> us;
+    for (qsizetype i = 0; i < std::min(triggers.size(), qsizetype(fedAt.size())); ++i)
+        us.push_back(
+            std::chrono::duration<double, std::micro>(triggers[i].time - fedAt[size_t(i)]).count());
+    std::printf("latency: %zu cues fired, %lld triggers at the unit, %d sorts of 10,000 rows on "
+                "the main thread meanwhile\n",
+                fedAt.size(), static_cast<long long>(triggers.size()), sorts);
+    if (!us.empty())
+        std::printf("latency quarter frame -> trigger at the unit: p50 %.0f us, p99 %.0f us, "
+                    "max %.0f us\n",
+                    percentile(us, 0.5), percentile(us, 0.99),
+                    *std::max_element(us.begin(), us.end()));
+}
+
+// Records on which quarter frame each trigger went out.
+struct AtQuarterFrame : CommandSink {
+    long long current = 0;
+    std::vector<long long> fired;
+    void sendString(const QString&) override {}
+    void sendBytes(const QByteArray& bytes) override {
+        if (bytes.size() == 3 && uchar(bytes[0]) == 0x90)
+            fired.push_back(current);
+    }
+    int txCount() const override { return 0; }
+};
+
+void exactness(int type, bool exact, const char* label) {
+    QObject mainThread;
+    QTemporaryDir dir;
+    QSettings settings(dir.filePath(QStringLiteral("m.ini")), QSettings::IniFormat);
+    MidiController midi(nullptr, &settings);
+    midi.setExactDropFrame(exact);
+    const int fps = TcCalculator::frameRate(type);
+    const int frames = type == 2 ? 17982 : fps * 60 * 10;
+    // The sender starts at 01:00:00:00; a cue on every frame from two seconds
+    // in, over ten minutes (every minute boundary of a drop-frame decade).
+    // The firing looks at the four rows after the time only, so the cues
+    // come in passes a third of the streamer lead apart, each pass offset
+    // by one frame.
+    const int start = TcCalculator().tcToBinary(QStringLiteral("01:00:00:00"), type);
+    const int first = start + 2 * fps;
+    const int spacing = CueSheet().leadFrames(type) / 3;
+    std::vector<char> seen(size_t(frames), 0);
+    int onFrame = 0;
+    int doubled = 0;
+    int wrong = 0;
+    for (int pass = 0; pass < spacing; ++pass) {
+        CueSheet sheet =
+            sheetOf(type, first + pass, spacing, (frames - pass + spacing - 1) / spacing);
+        AtQuarterFrame sink;
+        CueFiring firing(&mainThread);
+        firing.setCommandSink(&sink);
+        firing.publish(sheet);
+        midi.setCueFiring(&firing);
+        MtcGenerator generator(type, 1, 0, 0, 0);
+        const QByteArray full = generator.fullFrame();
+        midi.decodeData(reinterpret_cast<const std::uint8_t*>(full.constData()), 10);
+        const long long quarterFrames = (2LL * fps + frames + 4) * 4;
+        for (sink.current = 0; sink.current < quarterFrames; ++sink.current) {
+            const QByteArray qf = generator.nextQuarterFrame();
+            midi.decodeData(reinterpret_cast<const std::uint8_t*>(qf.constData()), 2);
+        }
+        midi.setCueFiring(nullptr);
+        // The time code reaches frame F with the last quarter frame of F - 1.
+        for (const long long q : sink.fired) {
+            const long long cue = (q + 1) / 4 - (first - start);
+            if ((q + 1) % 4 != 0 || cue < 0 || cue >= frames || (cue - pass) % spacing != 0) {
+                ++wrong;
+                continue;
+            }
+            if (seen[size_t(cue)]++)
+                ++doubled;
+            else
+                ++onFrame;
+        }
+    }
+    const int missed = frames - onFrame;
+    std::printf("exactness %-28s %6d cues: %6d on their frame, %d missed (%.2f%%), %d doubled, "
+                "%d on a wrong frame\n",
+                label, frames, onFrame, missed, 100.0 * missed / frames, doubled, wrong);
+}
+
+void cpu(int seconds) {
+    Link unit;
+    if (!unit.start(0)) {
+        std::printf("cpu: no simulated unit\n");
+        return;
+    }
+    QTemporaryDir dir;
+    QSettings settings(dir.filePath(QStringLiteral("m.ini")), QSettings::IniFormat);
+    MidiController midi(nullptr, &settings);
+    CueSheet sheet = sheetOf(3, 3600 * 30 + 60, 21, 10000);
+    CueFiring firing(&unit.owner);
+    firing.setCommandSink(&unit.link);
+    firing.publish(sheet);
+    midi.setCueFiring(&firing);
+    int counterUpdates = 0;
+    QObject::connect(&midi, &MidiController::counterChanged,
+                     [&](const QString&) { ++counterUpdates; });
+
+    std::atomic<bool> done{false};
+    std::atomic<std::int64_t> midiCpuNs{0};
+    const std::int64_t mainBefore = threadCpuNs();
+    const auto linkBefore = unit.link.linkThreadCpuTime();
+    const auto begin = Clock::now();
+    std::thread callback([&] {
+        const std::int64_t before = threadCpuNs();
+        MtcGenerator generator(3, 1, 0, 0, 0);
+        const auto period = generator.quarterFramePeriod();
+        const QByteArray full = generator.fullFrame();
+        midi.decodeData(reinterpret_cast<const std::uint8_t*>(full.constData()), 10);
+        for (long long i = 0; Clock::now() - begin < std::chrono::seconds(seconds); ++i) {
+            std::this_thread::sleep_until(begin + period * i);
+            const QByteArray qf = generator.nextQuarterFrame();
+            midi.decodeData(reinterpret_cast<const std::uint8_t*>(qf.constData()), 2);
+        }
+        midiCpuNs.store(threadCpuNs() - before);
+        done.store(true);
+    });
+    while (!done.load()) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    callback.join();
+    const double wallNs = double((Clock::now() - begin).count());
+    const double mainNs = double(threadCpuNs() - mainBefore);
+    const double linkNs = double((unit.link.linkThreadCpuTime() - linkBefore).count());
+    midi.setCueFiring(nullptr);
+    std::printf("cpu at 30 fps over 10,000 cues for %d s (%lld cues fired, %d counter updates): "
+                "MIDI thread %.3f%%, main %.3f%% (event loop polling every 5 ms included), "
+                "link %.3f%% of one core\n",
+                seconds, static_cast<long long>(firing.firedCount()), counterUpdates,
+                100.0 * double(midiCpuNs.load()) / wallNs, 100.0 * mainNs / wallNs,
+                100.0 * linkNs / wallNs);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    diag::setQuiet(true);
+    const int cpuSeconds = argc > 1 ? std::max(1, std::atoi(argv[1])) : 20;
+    exactness(0, false, "24 fps");
+    exactness(1, false, "25 fps");
+    exactness(3, false, "30 fps");
+    exactness(2, true, "29.97 drop, exact counting");
+    exactness(2, false, "29.97 drop, traditional step");
+    latency();
+    cpu(cpuSeconds);
+    return 0;
+}
+
+#include "bench_mtc.moc"

@@ -1,0 +1,174 @@
+// MIDI Time Code from `qz62ctl mtc` over a real JACK server into the MIDI
+// input, cues fired through the real link to the simulated unit: every cue's
+// trigger arrives once, on its frame, and its text follows; a HUI ping on the
+// same input is answered on the chosen output.
+#include "JackServer.h"
+#include "cues/CueFiring.h"
+#include "cues/CueSheet.h"
+#include "link/ComThread.h"
+#include "link/LinkTestSupport.h"
+#include "midi/MidiController.h"
+#include "midi/MtcGenerator.h"
+#include "sim/SimulatedUnit.h"
+
+#include <QSettings>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+#include <mutex>
+
+namespace {
+
+using linktest::waitFor;
+
+// How long each rate plays: long enough for a few dozen cues across several
+// minute-free second boundaries, short enough for the suite.
+constexpr int kPlaySeconds = 20;
+constexpr int kCueSpacingFrames = 23;
+
+// Drop-frame timecode of a frame count, counted the way the time code
+// standard counts it (not the unit's decomposition).
+QString dropFrameTc(int frames) {
+    const int tens = frames / 17982;
+    const int rest = frames % 17982;
+    const int skipped = 18 * tens + (rest < 2 ? 0 : 2 * ((rest - 2) / 1798));
+    const int n = frames + skipped;
+    return TcCalculator::formatTc(n / 108000, n / 1800 % 60, n / 30 % 60, n % 30);
+}
+
+QString tcOf(int frames, int type) {
+    return type == 2 ? dropFrameTc(frames) : TcCalculator().binaryToTc(frames, type);
+}
+
+struct Rate {
+    const char* name;
+    int type;
+};
+
+void PrintTo(const Rate& rate, std::ostream* os) {
+    *os << rate.name << " fps";
+}
+
+class MtcEndToEnd : public ::testing::TestWithParam<Rate> {};
+
+TEST_P(MtcEndToEnd, CuesFireOnceOnTheirFrames) {
+    const Rate rate = GetParam();
+    JackServer jack;
+    ASSERT_TRUE(jack.ready()) << "jackd did not start";
+
+    SimulatedUnit sim;
+    ASSERT_TRUE(sim.start());
+    linktest::Receiver owner;
+    ComThread link;
+    link.setDriverCheckEnabled(false);
+    link.setPort(sim.ptyPath());
+    ASSERT_EQ(link.openUsbSerial(), 0);
+    link.startThread(&owner);
+
+    QTemporaryDir dir;
+    QSettings settings(dir.filePath(QStringLiteral("midi.ini")), QSettings::IniFormat);
+    MidiController midi(nullptr, &settings);
+    midi.awakeFromNib();
+    ASSERT_EQ(midi.apiName(), QStringLiteral("JACK"));
+    midi.setExactDropFrame(rate.type == 2);
+
+    // Cues from two seconds in, a little under a second apart, at varying
+    // places in the second; each fires its streamer lead before its in time.
+    const TcCalculator tcc;
+    const int start = tcc.tcToBinary(QStringLiteral("01:00:00:00"), rate.type);
+    const int fps = TcCalculator::frameRate(rate.type);
+    CueSheet sheet;
+    const int lead = sheet.leadFrames(rate.type);
+    std::vector<int> triggerFrames;
+    for (int f = start + 2 * fps; f < start + (kPlaySeconds - 1) * fps; f += kCueSpacingFrames) {
+        CueItem item = CueItem::blank();
+        item.cueId = QString::number(triggerFrames.size() + 1);
+        item.cueText = QStringLiteral("cue at %1").arg(tcOf(f + lead, rate.type));
+        item.cueIn = tcOf(f + lead, rate.type);
+        ASSERT_EQ(tcc.tcToBinary(item.cueIn, rate.type), f + lead);
+        sheet.addObject(item);
+        triggerFrames.push_back(f);
+    }
+    struct Stamped : CommandSink {
+        CommandSink* to;
+        std::vector<SimProtocol::Clock::time_point> times;
+        void sendString(const QString& c) override { to->sendString(c); }
+        void sendBytes(const QByteArray& b) override {
+            if (b.startsWith(char(0x90)))
+                times.push_back(SimProtocol::Clock::now());
+            to->sendBytes(b);
+        }
+        int txCount() const override { return 0; }
+    } stamped;
+    stamped.to = &link;
+    auto& fired = stamped.times;
+    CueFiring firing(&owner);
+    firing.setCommandSink(&stamped);
+    firing.publish(sheet);
+    midi.setCueFiring(&firing);
+
+    // A HUI host on its own ports: it pings our input, we answer on the
+    // output chosen for it.
+    std::mutex lock;
+    QByteArray answered;
+    const auto host = MidiPorts::createSystem(QStringLiteral("huihost"));
+    host->setReceiver([&](const std::uint8_t* bytes, std::size_t size) {
+        std::lock_guard<std::mutex> guard(lock);
+        answered.append(reinterpret_cast<const char*>(bytes), qsizetype(size));
+    });
+    ASSERT_TRUE(host->connectSource(QString()));
+    ASSERT_TRUE(host->connectDestination(QStringLiteral("WB_ADR:MIDI In")));
+    midi.pollPorts();
+    midi.outputAction(QStringLiteral("huihost:MIDI In"));
+    host->send(QByteArray::fromHex("900000"));
+    EXPECT_TRUE(waitFor(
+        [&] {
+            std::lock_guard<std::mutex> guard(lock);
+            return answered.toHex() == "90007f";
+        },
+        3000));
+
+    QProcess mtc;
+    mtc.setProcessEnvironment(jack.environment());
+    mtc.start(QStringLiteral(QZ62_BINARY_DIR "/src/cli/qz62ctl"),
+              {QStringLiteral("mtc"), QStringLiteral("--out"), QStringLiteral("WB_ADR:MIDI In"),
+               QStringLiteral("--start"), QStringLiteral("01:00:00:00"), QStringLiteral("--rate"),
+               QString::fromLatin1(rate.name), QStringLiteral("--seconds"),
+               QString::number(kPlaySeconds)});
+    ASSERT_TRUE(
+        waitFor([&] { return mtc.state() == QProcess::NotRunning; }, (kPlaySeconds + 10) * 1000));
+    EXPECT_EQ(mtc.exitCode(), 0) << mtc.readAllStandardError().toStdString();
+    waitFor([&] { return sim.sysexTexts().size() >= qsizetype(triggerFrames.size()); }, 3000);
+    midi.setCueFiring(nullptr);
+    EXPECT_NE(midi.counterText(), MidiController::noTimeText());
+
+    QList<SimProtocol::Trigger> triggers = sim.triggers();
+    ASSERT_EQ(triggers.size(), qsizetype(triggerFrames.size()));
+    QStringList texts;
+    for (const CueItem& item : sheet.rows())
+        texts << QStringLiteral("s ") + sheet.cueItemText(item);
+    EXPECT_EQ(sim.sysexTexts(), texts);
+
+    // On its frame: the triggers are as far apart in time as their frames.
+    const auto period = MtcGenerator::framePeriod(rate.type);
+    for (size_t i = 0; i < triggerFrames.size(); ++i) {
+        const auto& trigger = triggers[qsizetype(i)];
+        EXPECT_EQ(trigger.note, 0x77);
+        EXPECT_EQ(trigger.velocity, 0x40);
+        const auto expected = period * (triggerFrames[i] - triggerFrames[0]);
+        const auto actual = trigger.time - triggers[0].time;
+        EXPECT_LT(std::chrono::abs(actual - expected), period / 2)
+            << "cue " << i + 1 << " fired " << (fired[i] - fired[0] - expected).count() / 1000
+            << " us off, arrived " << (trigger.time - fired[i]).count() / 1000
+            << " us later, off by "
+            << std::chrono::duration_cast<std::chrono::microseconds>(actual - expected).count()
+            << " us";
+    }
+    link.stopThread();
+}
+
+INSTANTIATE_TEST_SUITE_P(Rates, MtcEndToEnd,
+                         ::testing::Values(Rate{"24", 0}, Rate{"25", 1}, Rate{"29.97df", 2},
+                                           Rate{"30", 3}),
+                         [](const auto& info) { return std::to_string(info.param.type); });
+
+} // namespace
