@@ -20,7 +20,7 @@
 #include "link/MsgClass.h"
 #include "midi/MidiController.h"
 #include "midi/MtcGenerator.h"
-#include "panel/Commands.h"
+#include "protocol/Commands.h"
 #include "sim/SimulatedUnit.h"
 
 #include <QCoreApplication>

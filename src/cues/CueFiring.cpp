@@ -3,7 +3,7 @@
 #include "cues/CueSheet.h"
 #include "link/CommandSink.h"
 #include "link/QueuedCalls.h"
-#include "panel/Commands.h"
+#include "protocol/Commands.h"
 
 #include <algorithm>
 #include <cstdlib>
