@@ -17,6 +17,21 @@ constexpr int kRowsLookedAt = 4;     // several cues may share a frame
 constexpr int kPassFrames = 2;
 // No request pending in m_requestedSelection.
 constexpr int kNoRequest = -2;
+
+// Frames since midnight of a received time, as TcCalculator counts them for
+// the type; -1 when the time is not one (the fields of a valid HH:MM:SS:FF).
+// Worked out here without strings or the timecode pattern, so the MIDI thread
+// neither allocates nor shares the pattern's lock with the main thread.
+int framesOf(int hours, int minutes, int seconds, int frames, int type) {
+    if (hours > 23 || minutes > 59 || seconds > 59 || frames > 29)
+        return -1;
+    if (type == 2)
+        return frames + seconds * 30 + minutes * 30 * 60 + hours * 30 * 3600 - hours * 108 -
+               (minutes / 10) * 18 - (minutes % 10) * 2;
+    const int rate = TcCalculator::frameRate(type);
+    return frames + seconds * rate + minutes * rate * 60 + hours * rate * 3600;
+}
+
 } // namespace
 
 int CueFiringSnapshot::leadFrames(int type) const {
@@ -93,11 +108,9 @@ void CueFiring::mtcEvent(const std::array<std::uint8_t, 4>& mtc) {
 
     const int hours = mtc[0] & 0x1F;
     const int type = (mtc[0] & 0x60) >> 5;
-    const QString tc = TcCalculator::formatTc(hours, mtc[1], mtc[2], mtc[3]);
-    static const TcCalculator tcc;
-    if (!tcc.isTc(tc))
+    const int now = framesOf(hours, mtc[1], mtc[2], mtc[3], type);
+    if (now < 0)
         return;
-    const int now = tcc.tcToBinary(tc, type);
     if (m_current->rows.empty())
         return;
 

@@ -61,6 +61,17 @@ TEST(MidiParser, Messages) {
     }
 }
 
+TEST(MidiParser, GarbageNeverStopsIt) {
+    std::mt19937 random(11);
+    Recorder recorder;
+    MidiParser parser(&recorder);
+    for (int i = 0; i < 200000; ++i)
+        parser.rxMidiByte(std::uint8_t(random()));
+    recorder.sent.clear();
+    parser.decodeData(QByteArray::fromHex("f7900000"));
+    EXPECT_EQ(recorder.sent.toHex(), QByteArray("90007f"));
+}
+
 TEST(MidiParser, HuiZoneAndDigits) {
     MidiParser parser;
     parser.decodeData(QByteArray::fromHex("b00c16b02c42b02c45"));
