@@ -57,9 +57,9 @@ void MidiController::awakeFromNib() {
         m_settings->setValue(QLatin1String(kMidiInKey), QString());
     diag::print("default MIDI in: %s\n",
                 qPrintable(m_settings->value(QLatin1String(kMidiInKey)).toString()));
-    m_ports->connectSource(QString());
+    m_inputOpen = m_ports->connectSource(QString());
     m_destinationConnected = false;
-    m_ports->connectDestination(QString());
+    m_outputOpen = m_ports->connectDestination(QString());
     pollPorts();
     if (!m_pollTimer) {
         m_pollTimer = new QTimer(this);
@@ -75,6 +75,7 @@ void MidiController::inputAction(const QString& name) {
     diag::print("number of input items: %d\n", int(m_sources.size()));
     m_source = name;
     m_sourceConnected = m_ports->connectSource(name);
+    m_inputOpen = m_inputOpen || m_sourceConnected;
     resetCounter();
     if (m_sourceConnected)
         m_settings->setValue(QLatin1String(kMidiInKey), name);
@@ -88,6 +89,7 @@ void MidiController::outputAction(const QString& name) {
         return;
     m_destination = name;
     m_destinationConnected = m_ports->connectDestination(name);
+    m_outputOpen = m_outputOpen || m_destinationConnected;
     emit portsChanged();
 }
 
@@ -105,7 +107,7 @@ void MidiController::pollPorts() {
     if (m_sourceConnected && !sources.contains(m_source)) {
         diag::print("MIDI source gone: %s\n", qPrintable(m_source));
         m_sourceConnected = false;
-        m_ports->connectSource(QString());
+        m_inputOpen = m_ports->connectSource(QString());
         resetCounter();
     }
     const QString saved = m_settings->value(QLatin1String(kMidiInKey)).toString();
@@ -118,10 +120,16 @@ void MidiController::pollPorts() {
         inputAction(wanted);
         return; // inputAction told the menus
     }
+    // A MIDI system that was not running at start-up gets our ports once
+    // it is.
+    if (!m_inputOpen && !m_sourceConnected)
+        m_inputOpen = m_ports->connectSource(QString());
+    if (!m_outputOpen && !m_destinationConnected)
+        m_outputOpen = m_ports->connectDestination(QString());
     if (m_destinationConnected && !m_destination.isEmpty() &&
         !destinations.contains(m_destination)) {
         m_destinationConnected = false;
-        m_ports->connectDestination(QString());
+        m_outputOpen = m_ports->connectDestination(QString());
     } else if (!m_destinationConnected && !m_destination.isEmpty() &&
                destinations.contains(m_destination)) {
         m_destinationConnected = m_ports->connectDestination(m_destination);

@@ -104,6 +104,8 @@ private:
     bool m_sourceConnected = false;
     bool m_destinationConnected = false;
     bool m_polled = false;
+    bool m_inputOpen = false;  // our input port exists (own or on the source)
+    bool m_outputOpen = false; // the same for the output
     QString m_counterText = noTimeText();
 
     std::atomic<CueFiring*> m_firing{nullptr};

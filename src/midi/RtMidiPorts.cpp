@@ -5,6 +5,7 @@
 #include <QFileInfo>
 #include <RtMidi.h>
 #include <algorithm>
+#include <string>
 #include <vector>
 
 #ifdef QZ62_HAVE_JACK
@@ -26,13 +27,20 @@ void onError(RtMidiError::Type type, const std::string& text, void* /*self*/) {
         t_failed = true;
     if (text.find("server not running") != std::string::npos)
         t_failed = true;
-    diag::print("MIDI: %s\n", text.c_str());
+    // The ports are looked at once a second: say a thing once, not every time.
+    thread_local std::string t_lastSaid;
+    if (text != t_lastSaid)
+        diag::print("MIDI: %s\n", text.c_str());
+    t_lastSaid = text;
 }
 
 #ifdef QZ62_HAVE_JACK
 // libjack reports a missing server on every attempt; we look once a second.
 void jackMessage(const char* text) {
-    diag::print("JACK: %s\n", text);
+    thread_local std::string t_lastSaid;
+    if (t_lastSaid != text)
+        diag::print("JACK: %s\n", text);
+    t_lastSaid = text;
 }
 #endif
 
@@ -87,12 +95,16 @@ RtMidiPorts::RtMidiPorts(const QString& clientName) : m_clientName(clientName) {
 }
 
 RtMidiPorts::~RtMidiPorts() {
+    // Closing the clients waits for the MIDI thread, so no callback reaches
+    // the receiver once it is gone.
     if (m_in) {
         m_in->cancelCallback();
         m_in->closePort();
     }
+    m_in.reset();
     if (m_out)
         m_out->closePort();
+    m_out.reset();
 }
 
 void RtMidiPorts::onMessage(double /*timeStamp*/, std::vector<unsigned char>* message, void* self) {
