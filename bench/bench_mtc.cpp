@@ -117,7 +117,7 @@ void latency() {
     }
     QTemporaryDir dir;
     QSettings settings(dir.filePath(QStringLiteral("m.ini")), QSettings::IniFormat);
-    MidiController midi(nullptr, &settings);
+    MidiController midi(&settings);
     const int start = 3600 * 30;
     CueSheet sheet = sheetOf(3, start + 30, kSpacing, kCues, kStreamerDuration);
     CueFiring firing(&unit.owner);
@@ -194,7 +194,7 @@ void exactness(int type, bool exact, const char* label) {
     QObject mainThread;
     QTemporaryDir dir;
     QSettings settings(dir.filePath(QStringLiteral("m.ini")), QSettings::IniFormat);
-    MidiController midi(nullptr, &settings);
+    MidiController midi(&settings);
     midi.setExactDropFrame(exact);
     const int fps = TcCalculator::frameRate(type);
     const int frames = type == 2 ? 17982 : fps * 60 * 10;
@@ -254,7 +254,7 @@ void cpu(int seconds) {
     }
     QTemporaryDir dir;
     QSettings settings(dir.filePath(QStringLiteral("m.ini")), QSettings::IniFormat);
-    MidiController midi(nullptr, &settings);
+    MidiController midi(&settings);
     CueSheet sheet = sheetOf(3, 3600 * 30 + 60, 21, 10000);
     CueFiring firing(&unit.owner);
     firing.setCommandSink(&unit.link);

@@ -22,21 +22,15 @@ MidiParser::Mtc unpacked(std::uint32_t value) {
 }
 } // namespace
 
-MidiController::MidiController(std::unique_ptr<MidiPorts> ports, QSettings* settings,
-                               QObject* parent)
+MidiController::MidiController(QSettings* settings, QObject* parent)
     : QObject(parent), m_settings(settings), m_toMain(std::make_unique<QueuedCalls>(this)),
-      m_parser(this), m_ports(std::move(ports)) {
+      m_parser(this) {
     if (!m_settings) {
         m_ownSettings = std::make_unique<QSettings>();
         m_settings = m_ownSettings.get();
     }
     m_parser.setExactDropFrame(
         m_settings->value(QLatin1String(kExactDropFrameKey), false).toBool());
-    if (m_ports) {
-        m_ports->setReceiver(
-            [this](const std::uint8_t* bytes, std::size_t size) { decodeData(bytes, size); });
-        m_sendPorts.store(m_ports.get());
-    }
 }
 
 MidiController::~MidiController() {
@@ -48,8 +42,8 @@ MidiController::~MidiController() {
 void MidiController::awakeFromNib() {
     diag::print("MidiView awakeFromNib\n");
     if (!m_ports) {
-        m_ports = MidiPorts::createSystem(QLatin1String(kClientName));
-        m_ports->setReceiver(
+        m_ports = MidiPorts::createSystem(
+            QLatin1String(kClientName),
             [this](const std::uint8_t* bytes, std::size_t size) { decodeData(bytes, size); });
         m_sendPorts.store(m_ports.get());
     }

@@ -35,11 +35,9 @@ public:
     // The counter before any timecode has arrived from the connected source.
     static QString noTimeText() { return QStringLiteral("--:--:--:--"); }
 
-    // `ports` null: the system's MIDI, opened by awakeFromNib. `settings`
-    // null: the application's settings; otherwise not owned and must outlive
-    // this.
-    explicit MidiController(std::unique_ptr<MidiPorts> ports = nullptr,
-                            QSettings* settings = nullptr, QObject* parent = nullptr);
+    // Opens the system's MIDI in awakeFromNib. `settings` null: the
+    // application's settings; otherwise not owned and must outlive this.
+    explicit MidiController(QSettings* settings = nullptr, QObject* parent = nullptr);
     ~MidiController() override;
 
     // Opens our ports, reconnects the remembered source and starts following

@@ -18,7 +18,7 @@
 //
 // The lists and the connections belong to the main thread. Received bytes
 // arrive on the system's MIDI thread, one message per call, through the
-// receiver set before the first connection; send() may be called from any
+// receiver given at creation; send() may be called from any
 // thread.
 class MidiPorts {
 public:
@@ -31,7 +31,6 @@ public:
     virtual QStringList sources() = 0;
     virtual QStringList destinations() = 0;
 
-    virtual void setReceiver(Receiver receiver) = 0;
     // Connects the input to the named source, or to our own port for an
     // empty name. False when the source is not there or does not connect
     // (the input then listens on our own port).
@@ -41,7 +40,9 @@ public:
     virtual void send(const QByteArray& bytes) = 0;
 
     // The system's MIDI: ALSA where it runs, otherwise JACK on Linux; CoreMIDI
-    // on macOS. `clientName` names our ports there. Never null: without any
-    // MIDI system the lists are empty and sends go nowhere.
-    static std::unique_ptr<MidiPorts> createSystem(const QString& clientName);
+    // on macOS. `clientName` names our ports there; `receiver` gets what
+    // arrives on the input. Never null: without any MIDI system the lists
+    // are empty and sends go nowhere.
+    static std::unique_ptr<MidiPorts> createSystem(const QString& clientName,
+                                                   Receiver receiver = {});
 };

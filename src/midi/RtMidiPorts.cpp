@@ -58,11 +58,13 @@ QString apiLabel(RtMidi::Api api) {
 }
 } // namespace
 
-std::unique_ptr<MidiPorts> MidiPorts::createSystem(const QString& clientName) {
-    return std::make_unique<RtMidiPorts>(clientName);
+std::unique_ptr<MidiPorts> MidiPorts::createSystem(const QString& clientName, Receiver receiver) {
+    return std::make_unique<RtMidiPorts>(clientName, std::move(receiver));
 }
 
-RtMidiPorts::RtMidiPorts(const QString& clientName) : m_clientName(clientName) {
+RtMidiPorts::RtMidiPorts(const QString& clientName, Receiver receiver)
+    : m_clientName(clientName), m_receiver(std::move(receiver)) {
+    m_sender = std::thread([this] { sendQueued(); });
 #ifdef QZ62_HAVE_JACK
     jack_set_error_function(jackMessage);
     jack_set_info_function(jackMessage);
@@ -85,6 +87,7 @@ RtMidiPorts::RtMidiPorts(const QString& clientName) : m_clientName(clientName) {
             in->ignoreTypes(false, false, false);
             in->setCallback(onMessage, this);
             m_in = std::move(in);
+            std::lock_guard<std::mutex> lock(m_outLock);
             m_out = std::move(out);
             m_apiName = apiLabel(api);
             break;
@@ -102,9 +105,36 @@ RtMidiPorts::~RtMidiPorts() {
         m_in->closePort();
     }
     m_in.reset();
+    {
+        std::lock_guard<std::mutex> lock(m_queueLock);
+        m_stopSending = true;
+    }
+    m_queueReady.notify_one();
+    m_sender.join();
+    std::lock_guard<std::mutex> lock(m_outLock);
     if (m_out)
         m_out->closePort();
     m_out.reset();
+}
+
+void RtMidiPorts::sendQueued() {
+    std::unique_lock<std::mutex> queue(m_queueLock);
+    while (true) {
+        m_queueReady.wait(queue, [this] { return m_stopSending || !m_queue.empty(); });
+        if (m_queue.empty())
+            return; // stopping, everything sent
+        const QByteArray bytes = std::move(m_queue.front());
+        m_queue.pop_front();
+        queue.unlock();
+        {
+            std::lock_guard<std::mutex> lock(m_outLock);
+            // Without an open port some back ends have nowhere to put the bytes.
+            if (m_out && m_outOpen)
+                m_out->sendMessage(reinterpret_cast<const unsigned char*>(bytes.constData()),
+                                   size_t(bytes.size()));
+        }
+        queue.lock();
+    }
 }
 
 void RtMidiPorts::onMessage(double /*timeStamp*/, std::vector<unsigned char>* message, void* self) {
@@ -196,9 +226,9 @@ bool RtMidiPorts::connectDestination(const QString& name) {
 void RtMidiPorts::send(const QByteArray& bytes) {
     if (bytes.isEmpty())
         return;
-    std::lock_guard<std::mutex> lock(m_outLock);
-    // Without an open port some back ends have nowhere to put the bytes.
-    if (m_out && m_outOpen)
-        m_out->sendMessage(reinterpret_cast<const unsigned char*>(bytes.constData()),
-                           size_t(bytes.size()));
+    {
+        std::lock_guard<std::mutex> lock(m_queueLock);
+        m_queue.push_back(bytes);
+    }
+    m_queueReady.notify_one();
 }

@@ -2,7 +2,10 @@
 
 #include "midi/MidiPorts.h"
 
+#include <condition_variable>
+#include <deque>
 #include <mutex>
+#include <thread>
 
 class RtMidiIn;
 class RtMidiOut;
@@ -11,26 +14,34 @@ class RtMidiOut;
 // ALSA, then JACK (Linux), CoreMIDI (macOS).
 class RtMidiPorts final : public MidiPorts {
 public:
-    explicit RtMidiPorts(const QString& clientName);
+    RtMidiPorts(const QString& clientName, Receiver receiver);
     ~RtMidiPorts() override;
 
     QString apiName() const override { return m_apiName; }
     QStringList sources() override;
     QStringList destinations() override;
-    void setReceiver(Receiver receiver) override { m_receiver = std::move(receiver); }
     bool connectSource(const QString& name) override;
     bool connectDestination(const QString& name) override;
     void send(const QByteArray& bytes) override;
 
 private:
     static void onMessage(double timeStamp, std::vector<unsigned char>* message, void* self);
+    void sendQueued();
     bool isOwnPort(const QString& name) const;
 
     QString m_clientName;
     QString m_apiName;
+    Receiver m_receiver; // set before the MIDI thread starts, never changed
+
+    // Sends go through a thread of our own, so a thread that sends (the MIDI
+    // thread answering a ping) never waits for a connection being made.
+    std::mutex m_queueLock; // guards m_queue and m_stopSending
+    std::condition_variable m_queueReady;
+    std::deque<QByteArray> m_queue;
+    bool m_stopSending = false;
+    std::thread m_sender;
+    std::mutex m_outLock; // guards m_out and m_outOpen: RtMidiOut is not thread-safe
     std::unique_ptr<RtMidiIn> m_in;
     std::unique_ptr<RtMidiOut> m_out;
-    Receiver m_receiver;
-    std::mutex m_outLock; // guards m_out and m_outOpen: RtMidiOut is not thread-safe
     bool m_outOpen = false;
 };

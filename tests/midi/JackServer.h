@@ -1,50 +1,98 @@
 #pragma once
 
 // A JACK server of its own for one test: dummy back end, a unique name, made
-// the default for this process (and for the programs it starts) while it runs.
-#include <QProcess>
-#include <QProcessEnvironment>
+// the default for this process (and the programs it starts) while it runs.
+//
+// Programs are started with fork and exec rather than QProcess: Qt starts
+// children vfork-style, sharing the parent's memory until the exec, which
+// leaves the thread checker's state of the starting thread corrupted (it then
+// misses that thread's locking and reports races that are none).
 #include <QString>
+#include <QStringList>
 #include <atomic>
+#include <chrono>
+#include <csignal>
 #include <cstdlib>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
+#include <vector>
+
+namespace jacktest {
+
+// Starts a program (found on PATH, or a path) with the arguments; its output
+// goes to /dev/null. -1 when it cannot be started.
+inline pid_t spawn(const QString& program, const QStringList& args) {
+    std::vector<QByteArray> bytes{program.toLocal8Bit()};
+    for (const QString& arg : args)
+        bytes.push_back(arg.toLocal8Bit());
+    std::vector<char*> argv;
+    for (QByteArray& b : bytes)
+        argv.push_back(b.data());
+    argv.push_back(nullptr);
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        // A test that dies (a sanitizer stops it) takes its programs along.
+        ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+        if (std::freopen("/dev/null", "w", stdout) && std::freopen("/dev/null", "w", stderr))
+            ::execvp(argv[0], argv.data());
+        ::_exit(127);
+    }
+    return pid;
+}
+
+// The exit status once it has ended, -1 while it runs.
+inline int exitStatus(pid_t pid) {
+    int status = 0;
+    if (::waitpid(pid, &status, WNOHANG) != pid)
+        return -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128;
+}
+
+inline int waitExit(pid_t pid, std::chrono::milliseconds timeout) {
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    int status = -1;
+    while ((status = exitStatus(pid)) < 0 && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    return status;
+}
+
+} // namespace jacktest
 
 class JackServer {
 public:
     JackServer() {
         static std::atomic<int> counter{0};
         m_name = QStringLiteral("qz62test-%1-%2").arg(::getpid()).arg(counter++);
-        m_process.setProcessChannelMode(QProcess::MergedChannels);
-        m_process.setStandardOutputFile(QProcess::nullDevice());
-        m_process.start(QStringLiteral("jackd"),
-                        {QStringLiteral("--no-realtime"), QStringLiteral("-n"), m_name,
-                         QStringLiteral("-d"), QStringLiteral("dummy"), QStringLiteral("-r"),
-                         QStringLiteral("48000"), QStringLiteral("-p"), QStringLiteral("64")});
-        if (!m_process.waitForStarted(5000))
+        m_pid =
+            jacktest::spawn(QStringLiteral("jackd"),
+                            {QStringLiteral("--no-realtime"), QStringLiteral("-n"), m_name,
+                             QStringLiteral("-d"), QStringLiteral("dummy"), QStringLiteral("-r"),
+                             QStringLiteral("48000"), QStringLiteral("-p"), QStringLiteral("64")});
+        if (m_pid < 0)
             return;
         ::setenv("JACK_DEFAULT_SERVER", m_name.toLocal8Bit().constData(), 1);
-        QProcess wait;
-        wait.start(QStringLiteral("jack_wait"), {QStringLiteral("-w"), QStringLiteral("-s"), m_name,
-                                                 QStringLiteral("-t"), QStringLiteral("10")});
-        m_ready = wait.waitForFinished(15000) && wait.exitCode() == 0;
+        const pid_t wait = jacktest::spawn(QStringLiteral("jack_wait"),
+                                           {QStringLiteral("-w"), QStringLiteral("-s"), m_name,
+                                            QStringLiteral("-t"), QStringLiteral("10")});
+        m_ready = wait > 0 && jacktest::waitExit(wait, std::chrono::seconds(15)) == 0;
     }
     ~JackServer() {
         ::unsetenv("JACK_DEFAULT_SERVER");
-        m_process.terminate();
-        if (!m_process.waitForFinished(5000))
-            m_process.kill();
-        m_process.waitForFinished(2000);
+        if (m_pid <= 0)
+            return;
+        ::kill(m_pid, SIGTERM);
+        if (jacktest::waitExit(m_pid, std::chrono::seconds(5)) < 0) {
+            ::kill(m_pid, SIGKILL);
+            jacktest::waitExit(m_pid, std::chrono::seconds(2));
+        }
     }
     bool ready() const { return m_ready; }
     QString name() const { return m_name; }
-    QProcessEnvironment environment() const {
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(QStringLiteral("JACK_DEFAULT_SERVER"), m_name);
-        return env;
-    }
 
 private:
     QString m_name;
-    QProcess m_process;
+    pid_t m_pid = -1;
     bool m_ready = false;
 };

@@ -16,6 +16,15 @@
 #include <gtest/gtest.h>
 #include <mutex>
 
+#if defined(__SANITIZE_THREAD__)
+// JACK's lock-free ring buffer (between our MIDI sends and its process
+// thread) orders its reads and writes with barriers the thread checker cannot
+// see; the checker looks for this in the program itself.
+extern "C" const char* __tsan_default_suppressions() {
+    return "race:jack_ringbuffer_\n";
+}
+#endif
+
 namespace {
 
 using linktest::waitFor;
@@ -66,7 +75,7 @@ TEST_P(MtcEndToEnd, CuesFireOnceOnTheirFrames) {
 
     QTemporaryDir dir;
     QSettings settings(dir.filePath(QStringLiteral("midi.ini")), QSettings::IniFormat);
-    MidiController midi(nullptr, &settings);
+    MidiController midi(&settings);
     midi.awakeFromNib();
     ASSERT_EQ(midi.apiName(), QStringLiteral("JACK"));
     midi.setExactDropFrame(rate.type == 2);
@@ -97,11 +106,11 @@ TEST_P(MtcEndToEnd, CuesFireOnceOnTheirFrames) {
     // output chosen for it.
     std::mutex lock;
     QByteArray answered;
-    const auto host = MidiPorts::createSystem(QStringLiteral("huihost"));
-    host->setReceiver([&](const std::uint8_t* bytes, std::size_t size) {
-        std::lock_guard<std::mutex> guard(lock);
-        answered.append(reinterpret_cast<const char*>(bytes), qsizetype(size));
-    });
+    const auto host = MidiPorts::createSystem(
+        QStringLiteral("huihost"), [&](const std::uint8_t* bytes, std::size_t size) {
+            std::lock_guard<std::mutex> guard(lock);
+            answered.append(reinterpret_cast<const char*>(bytes), qsizetype(size));
+        });
     ASSERT_TRUE(host->connectSource(QString()));
     ASSERT_TRUE(host->connectDestination(QStringLiteral("WB_ADR:MIDI In")));
     midi.pollPorts();
@@ -130,16 +139,17 @@ TEST_P(MtcEndToEnd, CuesFireOnceOnTheirFrames) {
         EXPECT_LE(answered.size() / 3, pings);
     }
 
-    QProcess mtc;
-    mtc.setProcessEnvironment(jack.environment());
-    mtc.start(QStringLiteral(QZ62_BINARY_DIR "/src/cli/qz62ctl"),
-              {QStringLiteral("mtc"), QStringLiteral("--out"), QStringLiteral("WB_ADR:MIDI In"),
-               QStringLiteral("--start"), QStringLiteral("01:00:00:00"), QStringLiteral("--rate"),
-               QString::fromLatin1(rate.name), QStringLiteral("--seconds"),
-               QString::number(kPlaySeconds)});
-    ASSERT_TRUE(
-        waitFor([&] { return mtc.state() == QProcess::NotRunning; }, (kPlaySeconds + 10) * 1000));
-    EXPECT_EQ(mtc.exitCode(), 0) << mtc.readAllStandardError().toStdString();
+    const pid_t mtc = jacktest::spawn(QStringLiteral(QZ62_BINARY_DIR "/src/cli/qz62ctl"),
+                                      {QStringLiteral("mtc"), QStringLiteral("--out"),
+                                       QStringLiteral("WB_ADR:MIDI In"), QStringLiteral("--start"),
+                                       QStringLiteral("01:00:00:00"), QStringLiteral("--rate"),
+                                       QString::fromLatin1(rate.name), QStringLiteral("--seconds"),
+                                       QString::number(kPlaySeconds)});
+    ASSERT_GT(mtc, 0);
+    int status = -1;
+    ASSERT_TRUE(waitFor([&] { return (status = jacktest::exitStatus(mtc)) >= 0; },
+                        (kPlaySeconds + 10) * 1000));
+    EXPECT_EQ(status, 0);
     waitFor([&] { return sim.sysexTexts().size() >= qsizetype(triggerFrames.size()); }, 3000);
     midi.setCueFiring(nullptr);
     EXPECT_NE(midi.counterText(), MidiController::noTimeText());
@@ -178,13 +188,13 @@ TEST(MidiPortsOverJack, SourceFollowedByName) {
     ASSERT_TRUE(player->connectDestination(QString()));
     const QString source = QStringLiteral("player-01:MIDI Out");
     {
-        MidiController first(nullptr, &settings);
+        MidiController first(&settings);
         first.awakeFromNib();
         ASSERT_TRUE(first.sources().contains(source)) << first.sources().join(u',').toStdString();
         first.inputAction(source);
         EXPECT_TRUE(first.sourceConnected());
     }
-    MidiController midi(nullptr, &settings);
+    MidiController midi(&settings);
     midi.awakeFromNib();
     EXPECT_TRUE(midi.sourceConnected()) << "not reconnected at start-up";
     player.reset();
