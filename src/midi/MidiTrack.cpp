@@ -469,9 +469,11 @@ QByteArray MidiTrack::exportMidi(const QList<CueItem>& cues, const QString& star
     };
     for (qsizetype i = 0; i < cues.size(); ++i) {
         const QString text = cueItemText(cues[i], textIncluded, cueIdIncluded);
-        if (!text.isEmpty() && !coding78::fitsLatin1(text))
+        if (!text.isEmpty() && !coding78::fitsLatin1(text)) {
+            const QString id = cues[i].cueId.trimmed();
             m_exportReport.lostTexts
-                << QStringLiteral("%1 at %2").arg(cues[i].cueId.trimmed(), cues[i].getCueIn());
+                << (id.isEmpty() ? QString() : id + QLatin1String(" at ")) + cues[i].getCueIn();
+        }
         writeCue(track, deltaTo(at[size_t(i)]), text);
         std::int64_t noteEnd = at[size_t(i)] + kNoteLengthTicks;
         if (i + 1 < cues.size() && at[size_t(i) + 1] < noteEnd) {

@@ -45,7 +45,8 @@ public:
         // Note ends written at the next cue's time, less than 800 ticks on.
         int shortenedNotes = 0;
         // Cues whose text still has a character without a Latin-1 form:
-        // their text message goes out empty. "<identifier> at <in time>".
+        // their text message goes out empty. "<identifier> at <in time>", or
+        // the in time alone for a cue without an identifier.
         QStringList lostTexts;
     };
 
