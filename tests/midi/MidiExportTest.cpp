@@ -83,7 +83,6 @@ TEST(MidiExportTest, WritesTheStreamerOffset) {
         double seconds;
         const char *timecode, *smpte;
     } offsets[] = {{1, 0.5, "00:00:00:12", "2000000c32"},
-                   {2, 0.5, "00:00:00:15", "4000000f00"},
                    {0, 3725.25, "01:02:05:06", "0102050600"},
                    {3, -0.515625, "23:59:59:15", "773b3b0f36"}};
     for (const auto& c : offsets) {
@@ -99,57 +98,35 @@ TEST(MidiExportTest, WritesTheStreamerOffset) {
 // export says it moved.
 TEST(MidiExportTest, PlacesCuesSoTimeNeverRunsBack) {
     const struct {
-        const char* start;
         int type;
-        QStringList ins;
-        QList<std::pair<int, int>> notes;
+        const char *start, *first, *second;
+        const char* notes; // delta/velocity of each note event
         int moved, shortened;
-    } cases[] = {// before the start: at the start, and its note ends at the next cue
-                 {"01:00:00:00",
-                  0,
-                  {"00:59:00:00", "01:00:00:00"},
-                  {{0, 64}, {0, 0}, {0, 64}, {800, 0}},
-                  1,
-                  1},
-                 // 20 s across midnight: the next day, not a day back
-                 {"23:59:50:00",
-                  0,
-                  {"23:59:59:00", "00:00:10:00"},
-                  {{172800, 64}, {800, 0}, {210400, 64}, {800, 0}},
-                  0,
-                  0},
-                 // out of order within the day: placed with the cue ahead of it
-                 {"01:00:00:00",
-                  0,
-                  {"01:00:10:00", "01:00:05:00"},
-                  {{192000, 64}, {0, 0}, {0, 64}, {800, 0}},
-                  1,
-                  1},
-                 // one 30 fps frame (640 ticks) apart: the first note is cut short
-                 {"01:00:00:00",
-                  3,
-                  {"01:00:00:00", "01:00:00:01"},
-                  {{0, 64}, {640, 0}, {0, 64}, {800, 0}},
-                  0,
-                  1}};
+    } cases[] = {
+        // before the start: at the start, and its note ends at the next cue
+        {0, "01:00:00:00", "00:59:00:00", "01:00:00:00", "0/64 0/0 0/64 800/0", 1, 1},
+        // 20 s across midnight: the next day, not a day back
+        {0, "23:59:50:00", "23:59:59:00", "00:00:10:00", "172800/64 800/0 210400/64 800/0", 0, 0},
+        // out of order within the day: placed with the cue ahead of it
+        {0, "01:00:00:00", "01:00:10:00", "01:00:05:00", "192000/64 0/0 0/64 800/0", 1, 1},
+        // one 30 fps frame (640 ticks) apart: the first note is cut short
+        {3, "01:00:00:00", "01:00:00:00", "01:00:00:01", "0/64 640/0 0/64 800/0", 0, 1}};
     for (const auto& c : cases) {
-        QList<CueItem> cues;
-        for (const QString& in : c.ins)
-            cues << cue(in, "");
         MidiTrack track;
         QByteArray log;
         track.setLogSink([&log](const QByteArray& t) { log += t; });
-        track.importMidi(track.exportMidi(cues, c.start, c.type, 0, false, false, false));
-        QList<std::pair<int, int>> notes;
+        track.importMidi(track.exportMidi({cue(c.first, ""), cue(c.second, "")}, c.start, c.type, 0,
+                                          false, false, false));
+        QStringList notes;
         for (const QByteArray& line : log.split('\n')) {
             int delta = 0, note = 0, velocity = 0;
             if (std::sscanf(line.constData(), "delta: %d note on: %d %d", &delta, &note,
                             &velocity) == 3)
-                notes.append({delta, velocity});
+                notes << QStringLiteral("%1/%2").arg(delta).arg(velocity);
         }
-        EXPECT_EQ(notes, c.notes) << c.ins.join(' ').toStdString();
-        EXPECT_EQ(track.lastExportReport().movedCues, c.moved) << c.ins.join(' ').toStdString();
-        EXPECT_EQ(track.lastExportReport().shortenedNotes, c.shortened);
+        EXPECT_EQ(notes.join(' '), QLatin1String(c.notes)) << c.first << " " << c.second;
+        EXPECT_EQ(track.lastExportReport().movedCues, c.moved) << c.first << " " << c.second;
+        EXPECT_EQ(track.lastExportReport().shortenedNotes, c.shortened) << c.first;
     }
 }
 
@@ -229,8 +206,8 @@ const QByteArray kSheetHead = ";duplicate\t1\n;midnight\t1\n;text\t1\n;cueId\t0\
 TEST(MidiExportTest, CommandLineExportsTheSortedSheet) {
     QTemporaryDir dir;
     const QString sheet = dir.filePath("sheet.txt"), out = dir.filePath("cues.mid");
-    // The cue window sorts (dropping the second of equal times, moving
-    // evening cues first) before it exports; options override the header.
+    // The cue window sorts (dropping the second of equal times) before it
+    // exports; options override the header.
     const struct {
         QByteArray rows;
         QStringList options;
@@ -240,11 +217,6 @@ TEST(MidiExportTest, CommandLineExportsTheSortedSheet) {
          {},
          exportCues({cue("01:00:01:00", "Hello"), cue("01:00:05:00", "World")}, "01:00:00:00", 0, 0,
                     true, false, false),
-         "MIDI offset: 00:00:00:00\n"},
-        {";start\t23:58:00:00\n1\t00:00:10:00\t---\tafter\t\n2\t23:59:00:00\t---\tbefore\t\n",
-         {},
-         exportCues({cue("23:59:00:00", "before"), cue("00:00:10:00", "after")}, "23:58:00:00", 0,
-                    0, true, false, false),
          "MIDI offset: 00:00:00:00\n"},
         {"1\t01:00:01:00\t---\tHello\t\n",
          {"--tctype", "3", "--start", "01:00:00:10", "--offset", "0.5", "--pulldown", "--no-text"},
@@ -315,7 +287,6 @@ TEST(MidiExportTest, CommandLineRefusesBadInputWithoutWriting) {
                  {good, exportTo + QStringList{"--loud"}, "'--loud'"},
                  {kSheetHead, exportTo, "no cues"},
                  {good, exportTo + QStringList{"-o", noDir}, noDir},
-                 {good, exportTo + QStringList{sheet}, "more than one"},
                  {good, exportTo + QStringList{"-o", out, missing}, "more than one"},
                  {good, {"export-midi", missing, "-o", out}, missing},
                  {good, {"export-midi", sheet}, ""},

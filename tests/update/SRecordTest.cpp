@@ -31,7 +31,6 @@ TEST(SRecordTest, ParsesAndRefusesLines) {
         {"S107801001FFFFFF6B", Result::ChecksumError, 1, 0, "", false},  // last byte off by one
         {"S1zz0000FC", Result::ChecksumError, 1, 0, "", false},          // no count: 0, sum 0
         {"S4030000FC", Result::Refused, 1, 0, "", false}, // there is no type 4 (nor 6)
-        {"S9030", Result::Refused, 1, 0, "", false},
         {"s9030000FC", Result::Refused, 1, 0, "", false},
         {"S107801001FFFF", Result::Refused, 1, 0, "", false}, // shorter than its count
         {"S101FE", Result::Refused, 1, 0, "", false}}; // sums up, but no room for the address
