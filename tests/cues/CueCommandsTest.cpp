@@ -2,9 +2,13 @@
 #include "support/FilesAndTools.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QStringEncoder>
 #include <QTemporaryDir>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -67,8 +71,8 @@ TEST_F(Qz62ctlImport, FilesInOrderEachOnce) {
     EXPECT_TRUE(qz62ctl({"import", "--sort", a, b}).out.endsWith(rowB + rowA));
 }
 
-// Written to a device (standard output by its /proc name): in place, never
-// replaced by a file, and the scanner's report stays off it.
+// Written to standard output by its /proc name: the scanner's report stays
+// off it.
 TEST_F(Qz62ctlImport, PdfSheetsWithTheScannerReportKeptOffTheSheet) {
     const ToolOutput run =
         qz62ctl({"import", QStringLiteral(QZ62_TEST_DATA_DIR "/cues/filmlight.pdf"),
@@ -105,6 +109,22 @@ TEST_F(Qz62ctlImport, ReadsTheUsualEncodings) {
                   fallback);
         EXPECT_TRUE(run.err.contains("in times span more than 12 hours")) << run.err.toStdString();
     }
+}
+
+// A pipe (or device) given with -o is written in place, never replaced by a file.
+TEST_F(Qz62ctlImport, WritesIntoAPipe) {
+    const QByteArray fifo = QFile::encodeName(path("fifo"));
+    ASSERT_EQ(mkfifo(fifo.constData(), 0600), 0);
+    const int reader = open(fifo.constData(), O_RDONLY | O_NONBLOCK);
+    ASSERT_GE(reader, 0);
+    const ToolOutput run = qz62ctl({"import", file("a.txt", "A 01:00:00:00 one\n"), "-o", fifo});
+    EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
+    char buffer[512];
+    const ssize_t n = read(reader, buffer, sizeof buffer);
+    close(reader);
+    EXPECT_EQ(QByteArray(buffer, int(std::max<ssize_t>(n, 0))),
+              kDefaultHeader + "A\t01:00:00:00\t---\tone\t\n");
+    EXPECT_FALSE(QFileInfo(QString::fromLocal8Bit(fifo)).isFile());
 }
 
 TEST_F(Qz62ctlImport, HeaderOptionsAndSortRules) {
