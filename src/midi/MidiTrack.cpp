@@ -2,7 +2,7 @@
 
 #include "common/HexScan.h"
 #include "cues/OutputFile.h"
-#include "midi/Coding78.h"
+#include "protocol/Coding78.h"
 
 #include <QFile>
 
