@@ -133,6 +133,13 @@ void MidiController::pollPorts() {
 }
 
 void MidiController::txMidi(const QByteArray& bytes) {
+    // Everything but a note on is logged as it goes out.
+    if (!bytes.isEmpty() && std::uint8_t(bytes[0]) != 0x90 && !diag::quiet()) {
+        QByteArray line;
+        for (const char byte : bytes)
+            line += QByteArray::number(std::uint8_t(byte), 16).rightJustified(2, '0') + ' ';
+        diag::print("%s\n", line.constData());
+    }
     if (MidiPorts* ports = m_sendPorts.load())
         ports->send(bytes);
 }
