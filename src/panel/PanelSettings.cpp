@@ -2,8 +2,8 @@
 
 #include "link/Alerts.h"
 #include "link/CommandSink.h"
-#include "protocol/Commands.h"
 #include "panel/StatusParser.h"
+#include "protocol/Commands.h"
 
 #include <QTimer>
 #include <cstdio>

@@ -23,6 +23,7 @@ const char* bannerStyle(PanelController::LinkState state) {
     case PanelController::LinkState::Lost:
         return "#linkBanner { background: #b3261e; } #linkBanner QLabel { color: white; }";
     case PanelController::LinkState::NotFound:
+    case PanelController::LinkState::NotAnswering:
         return "#linkBanner { background: #c77700; } #linkBanner QLabel { color: black; }";
     case PanelController::LinkState::Idle:
     case PanelController::LinkState::Closed:
@@ -347,8 +348,16 @@ void qz62View::showLinkState(PanelController::LinkState state, const QString& de
         m_linkText = QStringLiteral("Unit connected on %1").arg(detail);
         break;
     case S::NotFound:
-        m_linkText = QStringLiteral("No unit found: settings are not sent. Check the USB cable, "
-                                    "then press Connect.");
+        if (detail.isEmpty())
+            m_linkText = QStringLiteral("No unit found: settings are not sent. Check the USB "
+                                        "cable, then press Connect.");
+        else
+            m_linkText = QStringLiteral("No unit found: %1").arg(detail);
+        break;
+    case S::NotAnswering:
+        m_linkText = QStringLiteral("The unit on %1 is not answering: check that it is powered "
+                                    "on. Its settings are read again when it answers.")
+                         .arg(detail);
         break;
     case S::Lost:
         m_linkText = QStringLiteral("Unit lost (%1): settings are not sent. Check the cable, "

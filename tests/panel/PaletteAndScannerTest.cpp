@@ -1,6 +1,6 @@
 #include "PanelTestSupport.h"
 #include "panel/BarsPalette.h"
-#include "panel/ReplyScanner.h"
+#include "protocol/ReplyScanner.h"
 #include "panel/VideoStandards.h"
 
 #include <gtest/gtest.h>
