@@ -54,7 +54,7 @@ int openLink(ComThread& link, const LinkArgs& args) {
     if (!args.port.isEmpty() && !link.lastOpenError().isEmpty()) {
         const QString remedy = link.openErrorRemedy();
         return cli::fail(remedy.isEmpty() ? link.lastOpenError()
-                                          : link.lastOpenError() + QLatin1Char('\n') + remedy);
+                                          : link.lastOpenError() + QStringLiteral(". ") + remedy);
     }
     std::printf("QZ62 not found\n");
     return 1;

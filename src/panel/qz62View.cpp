@@ -10,6 +10,7 @@
 #include <QGuiApplication>
 #include <QScrollBar>
 #include <QSignalBlocker>
+#include <memory>
 
 namespace {
 constexpr int kLogLines = 5000; // the log keeps the last lines only
@@ -121,6 +122,25 @@ void qz62View::windowClosing() {
     m_controller.windowClosing();
 }
 
+// A value field sends when its value changes (arrows, wheel, a typed value
+// confirmed) and also when editing finishes on the value it already had: the
+// user who enters the same number again expects the unit to get it. Typing
+// itself sends nothing until it is confirmed.
+template <typename Box>
+void qz62View::sendOnEdit(Box* box, std::function<void()> send) {
+    box->setKeyboardTracking(false);
+    auto sentSinceEdit = std::make_shared<bool>(false);
+    connect(box, &Box::valueChanged, this, [send, sentSinceEdit] {
+        send();
+        *sentSinceEdit = true;
+    });
+    connect(box, &QAbstractSpinBox::editingFinished, this, [send, sentSinceEdit] {
+        if (!*sentSinceEdit)
+            send();
+        *sentSinceEdit = false;
+    });
+}
+
 void qz62View::connectControls() {
     PanelSettings& s = m_controller.settings();
     auto& ui = *m_ui;
@@ -163,8 +183,7 @@ void qz62View::connectControls() {
         const Mask which = m.which;
         connect(m.stepper, &QSlider::valueChanged, this,
                 [&s, which](int v) { s.onStepperMasking(which, v); });
-        connect(m.field, &QSpinBox::valueChanged, this,
-                [&s, which](int v) { s.onTextBoxMasking(which, v); });
+        sendOnEdit(m.field, [&s, which, field] { s.onTextBoxMasking(which, field->value()); });
     }
 
     connect(ui.checkBoxPopStreamerAccum, &QCheckBox::clicked, this,
@@ -181,11 +200,10 @@ void qz62View::connectControls() {
             [&s](int row) { s.onComboBoxSdiGenerator(row); });
     connect(ui.checkBoxBypass, &QCheckBox::clicked, this,
             [&s](bool on) { s.onCheckBoxBypass(on); });
-    ui.stepperDelayTrim->setKeyboardTracking(false);
-    connect(ui.stepperDelayTrim, &QSpinBox::valueChanged, this,
-            [&s](int steps) { s.onStepperDelayTrim(steps); });
-    connect(ui.textDelayTrim, &QDoubleSpinBox::valueChanged, this,
-            [&s](double seconds) { s.onTextDelayTrim(seconds); });
+    QSpinBox* trimSteps = ui.stepperDelayTrim;
+    QDoubleSpinBox* trimSeconds = ui.textDelayTrim;
+    sendOnEdit(trimSteps, [&s, trimSteps] { s.onStepperDelayTrim(trimSteps->value()); });
+    sendOnEdit(trimSeconds, [&s, trimSeconds] { s.onTextDelayTrim(trimSeconds->value()); });
     connect(ui.myColorSpaceComboBox, &QComboBox::activated, this,
             [&s](int row) { s.oncomboBoxInputColorSpace(row); });
 

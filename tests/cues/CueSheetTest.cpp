@@ -1,6 +1,7 @@
 #include "cues/CueSheet.h"
 #include "CueTestSupport.h"
 #include "cues/CueListImporter.h"
+#include "link/CommandSink.h"
 #include "support/FilesAndTools.h"
 
 #include <QTemporaryDir>
@@ -130,14 +131,25 @@ TEST(CueSheet, WindowSaveFormAndSelfTest) {
 }
 
 TEST(CueSheet, WithoutAUnitNothingIsSent) {
+    // A sink that was attached and then taken away again (the window closed
+    // the link) must see nothing of what follows.
+    struct Sink : CommandSink {
+        int calls = 0;
+        void sendString(const QString&) override { ++calls; }
+        void sendBytes(const QByteArray&) override { ++calls; }
+        int txCount() const override { return 0; }
+    } sink;
     CueSheet sheet;
+    sheet.setComThread(&sink);
+    sheet.setComThread(nullptr);
     sheet.addObject(cueRow("1", "01:00:10:00", "", "A", ""));
+    sheet.setOffset(0);
     EXPECT_EQ(sheet.onTxInOuts(), 0);
     sheet.onClearText();
     sheet.sendCueItemText(sheet.rows()[0]);
     sheet.sendTriggerAndText(sheet.rows()[0], 64);
-    sheet.mtcEvent(QByteArray("\x61\x00\x08\x00", 4));
-    EXPECT_EQ(sheet.selectionIndex(), 0);
+    sheet.mtcEvent(QByteArray("\x61\x00\x0a\x00", 4)); // on the cue's in time
+    EXPECT_EQ(sink.calls, 0);
 }
 
 // Where the selection lands after a timecode event: the first row whose in
