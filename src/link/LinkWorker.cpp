@@ -54,7 +54,13 @@ void LinkWorker::start(Transport* transport, LinkListener* listener, QueuedCalls
         m_commands.clear();
         m_priority.clear();
     }
-    m_unsent.clear();
+    // A line the previous run left half-written is ended, so the unit sees
+    // the first command of this run on a line of its own.
+    if (m_unsentStarted)
+        m_unsent = QByteArrayLiteral("\r\n");
+    else
+        m_unsent.clear();
+    m_unsentStarted = false;
     m_wake.drain();
     m_abort.store(false);
     m_finalCpuNs.store(0);
@@ -116,6 +122,7 @@ std::chrono::nanoseconds LinkWorker::cpuTime() const {
 // m_unsent.
 LinkWorker::WriteResult LinkWorker::write(Transport& transport, const QByteArray& bytes) {
     m_unsent = bytes;
+    m_unsentStarted = false;
     return finishUnsent(transport);
 }
 
@@ -127,6 +134,7 @@ LinkWorker::WriteResult LinkWorker::finishUnsent(Transport& transport) {
             return WriteResult::Gone;
         if (n > 0) {
             m_unsent.remove(0, n);
+            m_unsentStarted = !m_unsent.isEmpty();
             continue;
         }
         const int waitMs = msUntil(deadline);

@@ -25,7 +25,8 @@ class Transport;
 // ahead of queued commands and even while a command waits for its reply, in
 // the order they were given, and nothing waits for a reply after them. A write
 // the port does not take at once is always completed before anything else is
-// written, so no line ever lands inside another.
+// written, so no line ever lands inside another; one that a stop cut short is
+// ended with CR LF when the thread starts again.
 //
 // Every chunk read (at most 255 bytes) goes to the listener through the
 // mailbox. When the transport goes away the thread closes it, tells the
@@ -74,7 +75,10 @@ private:
     std::deque<QByteArray> m_commands;
     std::deque<QByteArray> m_priority;
 
-    QByteArray m_unsent; // link thread only: the rest of a stalled write
-    WakePipe m_wake;     // wakes the thread for bytes to send or to stop
+    // The rest of a stalled write, and whether part of it went out already.
+    // The link thread's while it runs; start() looks at them before.
+    QByteArray m_unsent;
+    bool m_unsentStarted = false;
+    WakePipe m_wake; // wakes the thread for bytes to send or to stop
     std::thread m_thread;
 };

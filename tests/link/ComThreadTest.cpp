@@ -8,8 +8,14 @@
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
+#include <QThread>
+#include <arpa/inet.h>
 #include <chrono>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 using linktest::Receiver;
 using linktest::RecordingAlerts;
@@ -326,6 +332,79 @@ TEST(LinkOverTcp, CarriesCommandsAndReplies) {
     sim.stop();
     EXPECT_TRUE(waitFor([&] { return !receiver.lostReason.isEmpty(); }));
     EXPECT_FALSE(link.isRunning());
+}
+
+// A TCP peer that reads only when told to: lets a write stall for real.
+class SlowPeer {
+public:
+    SlowPeer() {
+        m_listen = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        int small = 4096;
+        ::setsockopt(m_listen, SOL_SOCKET, SO_RCVBUF, &small, sizeof small);
+        sockaddr_in a{};
+        a.sin_family = AF_INET;
+        a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t len = sizeof a;
+        ::bind(m_listen, reinterpret_cast<sockaddr*>(&a), len);
+        ::listen(m_listen, 1);
+        ::getsockname(m_listen, reinterpret_cast<sockaddr*>(&a), &len);
+        port = ntohs(a.sin_port);
+    }
+    ~SlowPeer() {
+        ::close(m_peer);
+        ::close(m_listen);
+    }
+    void accept() { m_peer = ::accept(m_listen, nullptr, nullptr); }
+    // Everything sent so far, read until the sender has been quiet 200 ms.
+    QByteArray readAll() {
+        char buffer[65536];
+        pollfd p{m_peer, POLLIN, 0};
+        while (::poll(&p, 1, 200) > 0) {
+            const ssize_t n = ::read(m_peer, buffer, sizeof buffer);
+            if (n <= 0)
+                break;
+            m_received.append(buffer, n);
+        }
+        return m_received;
+    }
+    quint16 port = 0;
+
+private:
+    int m_listen = -1;
+    int m_peer = -1;
+    QByteArray m_received;
+};
+
+TEST(LinkOverTcp, AStalledWriteIsFinishedOrEndedBeforeTheNextCommand) {
+    const QByteArray blob(8 * 1024 * 1024, 'z'); // far more than the socket buffers
+    for (const bool stopWhileStalled : {false, true}) {
+        SCOPED_TRACE(stopWhileStalled ? "stopped while stalled" : "peer reads late");
+        SlowPeer peer;
+        auto tcp = std::make_unique<TcpTransport>();
+        ASSERT_TRUE(tcp->connectTo(QStringLiteral("127.0.0.1"), peer.port));
+        peer.accept();
+        Receiver receiver;
+        ComThread link;
+        link.useTransport(std::move(tcp), QStringLiteral("peer"));
+        link.startThread(&receiver);
+        link.sendBytes(blob);
+        link.sendString(QStringLiteral("X 1"));
+        QThread::msleep(1500); // longer than the link waits for a stalled port at once
+        if (stopWhileStalled) {
+            link.stopThread();
+            link.startThread(&receiver);
+            link.sendString(QStringLiteral("X 2"));
+        }
+        QByteArray got;
+        const QByteArray tail = stopWhileStalled ? "\r\nX 2\r\n" : "X 1\r\n";
+        ASSERT_TRUE(waitFor([&] { return (got = peer.readAll()).endsWith(tail); }, 10000));
+        if (stopWhileStalled) {
+            EXPECT_LT(got.size(), blob.size() + 2 + 5);
+            EXPECT_EQ(got.count('z'), got.size() - tail.size());
+        } else {
+            EXPECT_EQ(got, blob + tail);
+        }
+    }
 }
 
 // --- the port search ---
