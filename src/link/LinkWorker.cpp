@@ -56,11 +56,15 @@ void LinkWorker::start(Transport* transport, LinkListener* listener, QueuedCalls
     }
     // A line the previous run left half-written is ended, so the unit sees
     // the first command of this run on a line of its own.
-    if (m_unsentStarted)
-        m_unsent = QByteArrayLiteral("\r\n");
-    else
-        m_unsent.clear();
-    m_unsentStarted = false;
+    {
+        std::lock_guard<std::mutex> write(m_writeLock);
+        if (m_unsentStarted)
+            m_unsent = QByteArrayLiteral("\r\n");
+        else
+            m_unsent.clear();
+        m_unsentStarted = false;
+        m_transport = transport && transport->isOpen() ? transport : nullptr;
+    }
     m_wake.drain();
     m_abort.store(false);
     m_finalCpuNs.store(0);
@@ -75,6 +79,10 @@ void LinkWorker::stop() {
     m_wake.wake();
     m_thread.join();
     m_running.store(false);
+    {
+        std::lock_guard<std::mutex> write(m_writeLock);
+        m_transport = nullptr;
+    }
     std::lock_guard<std::mutex> lock(m_ioLock);
     m_commands.clear();
     m_priority.clear();
@@ -93,6 +101,31 @@ void LinkWorker::queueCommand(const QByteArray& framed) {
 void LinkWorker::sendNow(const QByteArray& raw) {
     if (!m_running.load() || raw.isEmpty())
         return;
+    // Straight from the caller's thread when the port is free: nothing being
+    // written, nothing waiting in the lane. try_lock: a caller never waits
+    // for the link thread.
+    {
+        std::unique_lock<std::mutex> write(m_writeLock, std::try_to_lock);
+        if (write.owns_lock() && m_unsent.isEmpty() && m_transport) {
+            bool laneEmpty = false;
+            {
+                std::lock_guard<std::mutex> queue(m_ioLock);
+                laneEmpty = m_priority.empty();
+            }
+            if (laneEmpty) {
+                const int n = m_transport->write(raw.constData(), int(raw.size()));
+                if (n == int(raw.size()))
+                    return;
+                if (n >= 0) { // the link thread finishes it
+                    m_unsent = raw.mid(n);
+                    m_unsentStarted = n > 0;
+                    m_wake.wake();
+                    return;
+                }
+                // Gone: the link thread finds out on its side.
+            }
+        }
+    }
     {
         std::lock_guard<std::mutex> lock(m_ioLock);
         m_priority.push_back(raw);
@@ -118,24 +151,39 @@ std::chrono::nanoseconds LinkWorker::cpuTime() const {
     return std::chrono::nanoseconds(m_finalCpuNs.load());
 }
 
-// Writes bytes; what the port does not take within the stall time is kept in
-// m_unsent.
+// Writes bytes after whatever is still being written; what the port does not
+// take within the stall time stays in m_unsent.
 LinkWorker::WriteResult LinkWorker::write(Transport& transport, const QByteArray& bytes) {
-    m_unsent = bytes;
-    m_unsentStarted = false;
+    {
+        std::lock_guard<std::mutex> lock(m_writeLock);
+        if (m_unsent.isEmpty())
+            m_unsentStarted = false;
+        m_unsent += bytes;
+    }
     return finishUnsent(transport);
 }
 
+bool LinkWorker::hasUnsent() {
+    std::lock_guard<std::mutex> lock(m_writeLock);
+    return !m_unsent.isEmpty();
+}
+
+// Writes under the write lock, waits for the port without it.
 LinkWorker::WriteResult LinkWorker::finishUnsent(Transport& transport) {
     const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(kWriteStallMs);
-    while (!m_unsent.isEmpty() && !m_abort.load()) {
-        const int n = transport.write(m_unsent.constData(), int(m_unsent.size()));
-        if (n == Transport::kGone)
-            return WriteResult::Gone;
-        if (n > 0) {
-            m_unsent.remove(0, n);
-            m_unsentStarted = !m_unsent.isEmpty();
-            continue;
+    while (!m_abort.load()) {
+        {
+            std::lock_guard<std::mutex> lock(m_writeLock);
+            if (m_unsent.isEmpty())
+                return WriteResult::Done;
+            const int n = transport.write(m_unsent.constData(), int(m_unsent.size()));
+            if (n == Transport::kGone)
+                return WriteResult::Gone;
+            if (n > 0) {
+                m_unsent.remove(0, n);
+                m_unsentStarted = !m_unsent.isEmpty();
+                continue;
+            }
         }
         const int waitMs = msUntil(deadline);
         if (waitMs == 0)
@@ -147,27 +195,25 @@ LinkWorker::WriteResult LinkWorker::finishUnsent(Transport& transport) {
         if (fds[0].revents & (POLLHUP | POLLERR | POLLNVAL))
             return WriteResult::Gone;
     }
-    return m_unsent.isEmpty() ? WriteResult::Done : WriteResult::Stalled;
+    return hasUnsent() ? WriteResult::Stalled : WriteResult::Done;
 }
 
 LinkWorker::WriteResult LinkWorker::writePriority(Transport& transport) {
     for (;;) {
-        if (!m_unsent.isEmpty()) {
-            const WriteResult r = finishUnsent(transport);
-            if (r != WriteResult::Done)
-                return r;
-        }
-        QByteArray next;
-        {
-            std::lock_guard<std::mutex> lock(m_ioLock);
-            if (m_priority.empty())
-                return WriteResult::Done;
-            next = std::move(m_priority.front());
-            m_priority.pop_front();
-        }
-        const WriteResult r = write(transport, next);
+        const WriteResult r = finishUnsent(transport);
         if (r != WriteResult::Done)
             return r;
+        // Taken from the queue and made the line being written in one step,
+        // so a caller writing directly (sendNow) cannot overtake it.
+        std::lock_guard<std::mutex> write(m_writeLock);
+        if (!m_unsent.isEmpty())
+            continue; // a caller's write the port did not take whole
+        std::lock_guard<std::mutex> queue(m_ioLock);
+        if (m_priority.empty())
+            return WriteResult::Done;
+        m_unsent = std::move(m_priority.front());
+        m_unsentStarted = false;
+        m_priority.pop_front();
     }
 }
 
@@ -292,7 +338,7 @@ void LinkWorker::run(Transport* transport, LinkListener* listener, QueuedCalls* 
         }
         if (m_abort.load() || !readAvailable())
             break;
-        if (!m_unsent.isEmpty()) {
+        if (hasUnsent()) {
             // The port holds back a line: wait until it takes bytes again.
             pollfd fds[3] = {{fd, POLLIN, 0}, {wakeFd, POLLIN, 0}, {fd, POLLOUT, 0}};
             ::poll(fds, 3, kWriteStallMs);
@@ -307,7 +353,11 @@ void LinkWorker::run(Transport* transport, LinkListener* listener, QueuedCalls* 
     }
 
     if (!lostReason.isEmpty()) {
-        transport->close();
+        {
+            std::lock_guard<std::mutex> write(m_writeLock);
+            m_transport = nullptr;
+            transport->close();
+        }
         {
             std::lock_guard<std::mutex> lock(m_ioLock);
             m_commands.clear();

@@ -21,9 +21,10 @@ class Transport;
 // Commands are paced by the unit's replies: one queued command per pass, then
 // up to 300 ms for the first reply bytes before the next (the unit has no
 // input buffer to speak of). Raw bytes (MIDI triggers, system-exclusive cue
-// text) take the priority lane: they are written as soon as the thread wakes,
-// ahead of queued commands and even while a command waits for its reply, in
-// the order they were given, and nothing waits for a reply after them. A write
+// text) take the priority lane: they are written at once, by the caller
+// itself when the port is free or by the thread as soon as it wakes, ahead of
+// queued commands and even while a command waits for its reply, in the order
+// they were given, and nothing waits for a reply after them. A write
 // the port does not take at once is always completed before anything else is
 // written, so no line ever lands inside another; one that a stop cut short is
 // ended with CR LF when the thread starts again.
@@ -66,6 +67,7 @@ private:
     WriteResult write(Transport& transport, const QByteArray& bytes);
     WriteResult finishUnsent(Transport& transport);
     WriteResult writePriority(Transport& transport);
+    bool hasUnsent();
 
     std::atomic<bool> m_abort{false};
     std::atomic<bool> m_running{false};
@@ -75,8 +77,12 @@ private:
     std::deque<QByteArray> m_commands;
     std::deque<QByteArray> m_priority;
 
-    // The rest of a stalled write, and whether part of it went out already.
-    // The link thread's while it runs; start() looks at them before.
+    // Guards every write to the transport and the three below; held only
+    // around non-blocking writes, never while waiting. Taken before m_ioLock.
+    std::mutex m_writeLock;
+    Transport* m_transport = nullptr; // while running and open
+    // The message being written (the rest of a stalled write), and whether
+    // part of it went out already.
     QByteArray m_unsent;
     bool m_unsentStarted = false;
     WakePipe m_wake; // wakes the thread for bytes to send or to stop
