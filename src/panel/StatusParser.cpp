@@ -1,5 +1,6 @@
 #include "panel/StatusParser.h"
 
+#include "common/PosixRegex.h"
 #include "link/Alerts.h"
 #include "link/CommandSink.h"
 #include "link/Diagnostics.h"
@@ -12,24 +13,19 @@
 
 #include <QByteArray>
 #include <QList>
-#include <regex.h>
 
 namespace {
 
 // The first "N.N.N" (one or two digits per component) in text, or empty.
 QString findVersion(const QString& text) {
-    static const char* const kPattern =
-        "(([0-9])|([0-9][0-9]))\\.(([0-9])|([0-9][0-9]))\\.(([0-9])|([0-9][0-9]))";
-    regex_t re;
-    if (regcomp(&re, kPattern, REG_EXTENDED) != 0)
-        return QString();
+    static const PosixRegex pattern(
+        "(([0-9])|([0-9][0-9]))\\.(([0-9])|([0-9][0-9]))\\.(([0-9])|([0-9][0-9]))");
     const QByteArray bytes = text.toUtf8();
-    regmatch_t match[1];
-    QString found;
-    if (regexec(&re, bytes.constData(), 1, match, 0) == 0 && match[0].rm_so >= 0)
-        found = QString::fromUtf8(bytes.mid(match[0].rm_so, match[0].rm_eo - match[0].rm_so));
-    regfree(&re);
-    return found;
+    int start = 0;
+    int end = 0;
+    if (!pattern.search(bytes, 0, &start, &end))
+        return QString();
+    return QString::fromUtf8(bytes.mid(start, end - start));
 }
 
 // "a.b.c" as (a * 100 + b) * 100 + c.
