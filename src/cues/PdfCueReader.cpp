@@ -119,18 +119,18 @@ private:
         std::fprintf(m_log, "op_BT %d\n", m_textBlocks++);
         if (auto operand = pop()) {
             if (operand->isName())
-                std::fprintf(m_log, "CGPDFScannerPopName\n");
+                std::fprintf(m_log, "stray name operand\n");
             else if (operand->isString())
-                std::fprintf(m_log, "CGPDFScannerPopString\n");
+                std::fprintf(m_log, "stray string operand\n");
         }
     }
     void opET() {
         std::fprintf(m_log, "op_ET\n");
         if (auto operand = pop()) {
             if (operand->isName())
-                std::fprintf(m_log, "CGPDFScannerPopName\n");
+                std::fprintf(m_log, "stray name operand\n");
             else if (operand->isArray())
-                std::fprintf(m_log, "CGPDFScannerPopArray\n");
+                std::fprintf(m_log, "stray array operand\n");
         }
     }
 

@@ -52,7 +52,7 @@ bool SerialTransport::open(const QString& path) {
     m_path = path;
     m_error.clear();
     m_errno = 0;
-    m_lostReason.clear();
+    clearLostReason();
 
     // Raw 8-bit line, receiver on, modem lines ignored, RTS/CTS flow control
     // both ways (CRTSCTS covers both directions).

@@ -19,7 +19,7 @@ TcpTransport::~TcpTransport() {
 bool TcpTransport::connectTo(const QString& host, quint16 port, int timeoutMs) {
     close();
     m_error.clear();
-    m_lostReason.clear();
+    clearLostReason();
     m_name = QStringLiteral("%1:%2").arg(host).arg(port);
 
     addrinfo hints{};
@@ -72,14 +72,14 @@ int TcpTransport::read(char* bytes, int maxBytes) {
         return kGone;
     const ssize_t n = ::recv(fd, bytes, size_t(maxBytes), 0);
     if (n == 0) { // orderly shutdown by the proxy
-        m_lostReason = QStringLiteral("connection closed");
+        setLostReason(QStringLiteral("connection closed"));
         return kGone;
     }
     if (n > 0)
         return int(n);
     if (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR)
         return 0;
-    m_lostReason = QString::fromLocal8Bit(std::strerror(errno));
+    setLostReason(QString::fromLocal8Bit(std::strerror(errno)));
     return kGone;
 }
 
@@ -92,7 +92,7 @@ int TcpTransport::write(const char* bytes, int length) {
         return int(n);
     if (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR)
         return 0;
-    m_lostReason = QString::fromLocal8Bit(std::strerror(errno));
+    setLostReason(QString::fromLocal8Bit(std::strerror(errno)));
     return kGone;
 }
 

@@ -18,7 +18,7 @@ int Transport::readFd(int fd, char* bytes, int maxBytes) {
     if (n == 0)
         return 0; // a hung-up terminal reads as end of file; poll() tells
     if (peerGone(errno)) {
-        m_lostReason = QString::fromLocal8Bit(std::strerror(errno));
+        setLostReason(QString::fromLocal8Bit(std::strerror(errno)));
         return kGone;
     }
     return 0;
@@ -29,8 +29,18 @@ int Transport::writeFd(int fd, const char* bytes, int length) {
     if (n >= 0)
         return int(n);
     if (peerGone(errno)) {
-        m_lostReason = QString::fromLocal8Bit(std::strerror(errno));
+        setLostReason(QString::fromLocal8Bit(std::strerror(errno)));
         return kGone;
     }
     return 0;
+}
+
+QString Transport::lostReason() const {
+    std::lock_guard<std::mutex> lock(m_reasonLock);
+    return m_lostReason;
+}
+
+void Transport::setLostReason(const QString& reason) {
+    std::lock_guard<std::mutex> lock(m_reasonLock);
+    m_lostReason = reason;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <mutex>
 
 // A byte stream to the unit: the USB-serial port or a TCP connection to the
 // network proxy. It reads and writes bytes and says when it went away; pacing,
@@ -28,8 +29,9 @@ public:
     // Throws away input not read yet.
     virtual void discardInput() = 0;
     virtual void close() = 0;
-    // Why the transport went away, once read() or write() said so.
-    QString lostReason() const { return m_lostReason; }
+    // Why the transport went away, once read() or write() said so (any
+    // thread: the priority lane writes from the sender's thread).
+    QString lostReason() const;
     // A short name for the user ("ttyUSB0", "studio-proxy:4000").
     virtual QString name() const = 0;
 
@@ -38,6 +40,10 @@ protected:
     // (with the reason recorded) when the error means the peer is gone.
     int readFd(int fd, char* bytes, int maxBytes);
     int writeFd(int fd, const char* bytes, int length);
+    void setLostReason(const QString& reason);
+    void clearLostReason() { setLostReason(QString()); }
 
+private:
+    mutable std::mutex m_reasonLock;
     QString m_lostReason;
 };
