@@ -4,12 +4,12 @@
 #include "link/CommandSink.h"
 #include "link/QueuedCalls.h"
 #include "protocol/Commands.h"
+#include "protocol/MidiMessages.h"
 
 #include <algorithm>
 #include <cstdlib>
 
 namespace {
-constexpr int kTriggerNote = 0x77;
 constexpr int kMaxTextCommand = 250; // longer "s ..." commands are cut to 249
 constexpr int kRowsLookedAt = 4;     // several cues may share a frame
 // A time that comes back within this many frames of a fired frame is the same
@@ -121,7 +121,7 @@ void CueFiring::mtcEvent(const std::array<std::uint8_t, 4>& mtc) {
         rememberFired(now);
         if (CommandSink* sink = m_sink.load(std::memory_order_acquire)) {
             for (int i = 0; i < decision.fireCount; ++i) {
-                sink->sendMidiTrigger(kTriggerNote);
+                sink->sendMidiTrigger(midimsg::kAccumulateNote);
                 sink->sendBytes(m_current->rows[size_t(decision.fire[size_t(i)])].sysex);
             }
         }

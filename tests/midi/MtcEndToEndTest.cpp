@@ -97,7 +97,8 @@ TEST_P(MtcEndToEnd, CuesFireOnceOnTheirFrames) {
         sheet.addObject(item);
         triggerFrames.push_back(f);
     }
-    CueFiring firing(&owner);
+    QObject mainThread;
+    CueFiring firing(&mainThread);
     firing.setCommandSink(&link);
     firing.publish(sheet);
     midi.setCueFiring(&firing);
