@@ -89,7 +89,6 @@ public:
         }
     }
     bool ready() const { return m_ready; }
-    QString name() const { return m_name; }
 
 private:
     QString m_name;

@@ -28,27 +28,18 @@ struct ParserCase {
 };
 
 TEST(MidiParser, Messages) {
-    const QByteArray endlessSysex = "f0" + QByteArray(1000, '1') + "f7";
-    const QByteArray afterEndless = endlessSysex + "900000";
+    const QByteArray afterEndless = "f0" + QByteArray(1000, '1') + "f7900000";
     const ParserCase cases[] = {
         {"ping answered", "900000", "90007f", 0, ""},
-        {"other channel ignored, parser reset",
-         "910000"
-         "0000",
-         "", 0, ""},
-        {"running status",
-         "900000"
-         "0000"
-         "0001",
-         "90007f90007f", 0, ""},
+        {"other channel ignored, parser reset", "9100000000", "", 0, ""},
+        {"running status", "90000000000001", "90007f90007f", 0, ""},
         {"real-time byte ends the message", "9000f800", "", 0, ""},
         {"first half steps at piece 0 and 3", "f100f110f120f130", "", 2, "00:00:00:01"},
         {"second half steps at piece 7", "f100f110f120f130f140f150f160f170", "", 3, "00:00:00:02"},
         {"missed piece 3 made up at piece 4", "f100f110f120f140f150f160f170", "", 3, "00:00:00:02"},
         {"full frame of device 7F ignored", "f07f7f010121020304f7", "", 0, ""},
         {"full frame shown, not stepped", "f07f01010121020304f7", "", 0, "01:02:03:04"},
-        {"endless sysex does not stop the parser", endlessSysex.constData(), "", 0, ""},
-        {"after endless sysex", afterEndless.constData(), "90007f", 0, ""},
+        {"endless sysex, then a ping", afterEndless.constData(), "90007f", 0, ""},
     };
     for (const ParserCase& c : cases) {
         SCOPED_TRACE(c.name);
@@ -126,7 +117,7 @@ QByteArray mtcOf(int type, int frames) {
 }
 
 // The MIDI thread's decision equals the sheet's own on random sheets and
-// times: the same rows fire, the same row ends up selected.
+// times: the same rows fire, in the same order, with the same bytes.
 TEST(CueFiring, DecidesAsTheSheet) {
     std::mt19937 random(7);
     const TcCalculator tcc;
