@@ -63,6 +63,12 @@ inline int waitExit(pid_t pid, std::chrono::milliseconds timeout) {
 class JackServer {
 public:
     JackServer() {
+        // A server now and then fails to come up when several start at once.
+        for (int attempt = 0; attempt < 3 && !m_ready; ++attempt)
+            start();
+    }
+    void start() {
+        stop();
         static std::atomic<int> counter{0};
         m_name = QStringLiteral("qz62test-%1-%2").arg(::getpid()).arg(counter++);
         m_pid =
@@ -78,7 +84,8 @@ public:
                                             QStringLiteral("-t"), QStringLiteral("10")});
         m_ready = wait > 0 && jacktest::waitExit(wait, std::chrono::seconds(15)) == 0;
     }
-    ~JackServer() {
+    ~JackServer() { stop(); }
+    void stop() {
         ::unsetenv("JACK_DEFAULT_SERVER");
         if (m_pid <= 0)
             return;
@@ -87,6 +94,7 @@ public:
             ::kill(m_pid, SIGKILL);
             jacktest::waitExit(m_pid, std::chrono::seconds(2));
         }
+        m_pid = -1;
     }
     bool ready() const { return m_ready; }
 
