@@ -1,5 +1,8 @@
 #include "panel/qz62View.h"
 
+#include "link/ComThread.h"
+#include "overlay/MonitorView.h"
+#include "overlay/PunchView.h"
 #include "panel/BarsColorList.h"
 #include "panel/VideoStandards.h"
 #include "ui_qz62View.h"
@@ -34,6 +37,10 @@ const char* bannerStyle(PanelController::LinkState state) {
 
 qz62View::qz62View(QWidget* parent) : QWidget(parent), m_ui(std::make_unique<Ui::qz62View>()) {
     m_ui->setupUi(this);
+    m_monitorView = new MonitorView;
+    m_ui->layout_tabStreamer->addWidget(m_monitorView);
+    m_punchView = new PunchView;
+    m_ui->layout_tabPunch->addWidget(m_punchView);
 
     m_rateMatrix = new QButtonGroup(this);
     m_rateMatrix->addButton(m_ui->radioButtonRefFlat, 0);
@@ -88,7 +95,13 @@ bool qz62View::eventFilter(QObject* watched, QEvent* event) {
     return QWidget::eventFilter(watched, event);
 }
 
-qz62View::~qz62View() = default;
+qz62View::~qz62View() {
+    // The editors' workers go before the controller whose link they use.
+    m_monitorView->windowClosing();
+    m_punchView->windowClosing();
+    m_controller.parser().setStreamerReceiver(nullptr);
+    m_controller.parser().setPunchReceiver(nullptr);
+}
 
 QTabWidget* qz62View::tabView() const {
     return m_ui->tabView;
@@ -112,11 +125,23 @@ void qz62View::awakeFromNib(const PanelOptions& options) {
     m_controller.setExplicitPort(options.explicitPort);
     m_controller.setSearchDirectory(options.searchDirectory);
     m_controller.setTickIntervalMs(options.tickIntervalMs);
+    // The editors send through whatever link there is at the time, and take
+    // their own report lines.
+    auto link = [this]() -> CommandSink* { return m_controller.comThread(); };
+    m_monitorView->editor().setComThread(link);
+    m_punchView->editor().setComThread(link);
+    m_controller.parser().setStreamerReceiver(&m_monitorView->editor());
+    m_controller.parser().setPunchReceiver(&m_punchView->editor());
+    m_monitorView->awakeFromNib();
+    m_punchView->awakeFromNib();
+
     refreshAll();
     m_controller.startUp();
 }
 
 void qz62View::windowClosing() {
+    m_monitorView->windowClosing();
+    m_punchView->windowClosing();
     m_controller.windowClosing();
 }
 

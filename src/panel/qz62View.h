@@ -6,6 +6,8 @@
 #include <QWidget>
 #include <memory>
 
+class MonitorView;
+class PunchView;
 class QButtonGroup;
 class QCheckBox;
 class QTabWidget;
@@ -42,6 +44,8 @@ public:
 
     PanelController& controller() { return m_controller; }
     QTabWidget* tabView() const;
+    MonitorView* monitorView() const { return m_monitorView; }
+    PunchView* punchView() const { return m_punchView; }
     int tag() const { return kViewTag; }
     // One line describing the link, as the banner shows it.
     QString linkStateText() const { return m_linkText; }
@@ -67,4 +71,6 @@ private:
     QButtonGroup* m_priorityMatrix = nullptr;
     QButtonGroup* m_popMatrix = nullptr;
     QString m_linkText;
+    MonitorView* m_monitorView = nullptr;
+    PunchView* m_punchView = nullptr;
 };

@@ -1,0 +1,26 @@
+#include "overlay/DrawThread.h"
+
+#include <QPainter>
+
+QImage DrawThread::render() {
+    QColor back;
+    QColor fore;
+    QRectF box;
+    {
+        std::lock_guard<std::mutex> lock(ioLock());
+        back = backColor;
+        fore = foreColor;
+        box = QRectF(punchPoint.x() - radius, punchPoint.y() - radius, 2.0 * radius, 2.0 * radius);
+    }
+    QImage image = newCanvas();
+    QPainter painter(&image);
+    originBottomLeft(painter);
+    painter.setCompositionMode(QPainter::CompositionMode_Source);
+    painter.fillRect(QRect(0, 0, kCanvasWidth, kCanvasHeight), back);
+    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(fore);
+    painter.drawEllipse(box);
+    return image;
+}
