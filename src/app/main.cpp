@@ -24,6 +24,15 @@ void saveScreenshots(MainWindow& window, const QString& dir) {
         window.grab().save(path);
         std::printf("%s\n", qPrintable(path));
     }
+    // The same at the smallest size the window can take.
+    window.resize(window.minimumSizeHint());
+    for (int i = 0; i < tabs->count(); ++i) {
+        tabs->setCurrentIndex(i);
+        QApplication::processEvents();
+        const QString path = QDir(dir).filePath(QStringLiteral("tab-%1-smallest.png").arg(i));
+        window.grab().save(path);
+        std::printf("%s\n", qPrintable(path));
+    }
     QApplication::quit();
 }
 } // namespace

@@ -4,6 +4,7 @@
 #include "panel/BarsPalette.h"
 
 #include <QMenu>
+#include <QPainter>
 
 namespace {
 constexpr int kSwatchPx = 22;
@@ -32,8 +33,13 @@ ColorWell::ColorWell(const QString& label, QWidget* parent) : QToolButton(parent
 
 void ColorWell::setCode(int code) {
     m_code = code;
+    // Framed, so white and black read on any panel colour.
     QPixmap pixmap(iconSize());
     pixmap.fill(barspalette::color(code));
+    QPainter painter(&pixmap);
+    painter.setPen(QColor(96, 96, 96));
+    painter.drawRect(pixmap.rect().adjusted(0, 0, -1, -1));
+    painter.end();
     setIcon(QIcon(pixmap));
     setToolTip(QStringLiteral("%1: %2").arg(text(), barspalette::name(code)));
 }
