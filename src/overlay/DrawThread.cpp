@@ -1,5 +1,7 @@
 #include "overlay/DrawThread.h"
 
+#include "link/Diagnostics.h"
+
 #include <QPainter>
 
 QImage DrawThread::render() {
@@ -23,4 +25,8 @@ QImage DrawThread::render() {
     painter.setBrush(fore);
     painter.drawEllipse(box);
     return image;
+}
+
+void DrawThread::finished() {
+    diag::print("DrawThread run() complete\n");
 }

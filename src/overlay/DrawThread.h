@@ -19,4 +19,5 @@ public:
 
 protected:
     QImage render() override;
+    void finished() override;
 };

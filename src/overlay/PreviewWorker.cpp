@@ -66,6 +66,8 @@ void PreviewWorker::run(Parent parent) {
         // so the countdown keeps its pace; only abort cuts the tick short.
         m_wake.wait_for(lock, kPass, [this] { return m_abort.load(); });
     }
+    lock.unlock();
+    finished();
 }
 
 void PreviewWorker::pass(const Parent& parent, int& countdown, int& txCode) {

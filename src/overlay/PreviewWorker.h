@@ -73,6 +73,8 @@ protected:
     // transmit it was waiting for? The annunciator says yes; the streamer
     // and punch keep their transmit.
     virtual bool redrawCancelsTransmit() const { return false; }
+    // Worker thread, once the loop has ended.
+    virtual void finished() {}
     // An opaque black image of the canvas size.
     static QImage newCanvas();
     // Puts the painter's origin at the bottom left with y going up, so
