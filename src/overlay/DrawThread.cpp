@@ -19,7 +19,8 @@ QImage DrawThread::render() {
     originBottomLeft(painter);
     painter.setCompositionMode(QPainter::CompositionMode_Source);
     painter.fillRect(QRect(0, 0, kCanvasWidth, kCanvasHeight), back);
-    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
+    // Still Source: the punch is opaque, its smoothed edge is mixed with the
+    // background, and the painter stays on its single-threaded path.
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
     painter.setBrush(fore);
