@@ -2,6 +2,7 @@
 
 #include "overlay/ColorWell.h"
 #include "overlay/PreviewCanvas.h"
+#include "overlay/SendOnEdit.h"
 
 #include <QDoubleSpinBox>
 #include <QGridLayout>
@@ -140,28 +141,28 @@ std::pair<QSpinBox*, QDoubleSpinBox*> MonitorView::addTiming(QGridLayout* grid, 
     seconds->setDecimals(2);
     seconds->setSingleStep(0.1);
     seconds->setSuffix(QStringLiteral(" s"));
-    // Sent when the typing is done, not at every keystroke; letters or an
-    // empty field fall back to the last good value.
-    seconds->setKeyboardTracking(false);
     auto* caption = new QLabel(label);
     caption->setBuddy(seconds);
     grid->addWidget(caption, row, 0);
     grid->addWidget(seconds, row, 1);
     grid->addWidget(stepper, row, 2);
-    connect(stepper, &QSpinBox::valueChanged, this, [this, set, seconds](int v) {
+    sendOnEdit(stepper, this, [this, set, stepper, seconds] {
         if (m_refreshing)
             return;
-        const QSignalBlocker block(seconds);
-        seconds->setValue(v / kFiftiethsPerSecond);
-        (m_editor.*set)(v);
-    });
-    connect(seconds, &QDoubleSpinBox::valueChanged, this, [this, stepper, seconds](double s) {
-        if (m_refreshing)
-            return;
-        stepper->setValue(StreamerEditor::fiftiethsFromSeconds(s));
-        // Show what the unit will get, which may be a little less.
         const QSignalBlocker block(seconds);
         seconds->setValue(stepper->value() / kFiftiethsPerSecond);
+        (m_editor.*set)(stepper->value());
+    });
+    sendOnEdit(seconds, this, [this, set, stepper, seconds] {
+        if (m_refreshing)
+            return;
+        const int v = StreamerEditor::fiftiethsFromSeconds(seconds->value());
+        const QSignalBlocker blockStepper(stepper);
+        stepper->setValue(v);
+        // Show what the unit will get, which may be a little less.
+        const QSignalBlocker blockSeconds(seconds);
+        seconds->setValue(v / kFiftiethsPerSecond);
+        (m_editor.*set)(v);
     });
     return {stepper, seconds};
 }

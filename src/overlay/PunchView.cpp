@@ -2,6 +2,7 @@
 
 #include "overlay/ColorWell.h"
 #include "overlay/PreviewCanvas.h"
+#include "overlay/SendOnEdit.h"
 
 #include <QCheckBox>
 #include <QDoubleSpinBox>
@@ -94,9 +95,9 @@ PunchView::PunchView(QWidget* parent) : QWidget(parent) {
     grid->addWidget(sizeValue, 0, 3);
 
     m_duration = spinBox("textDurationFrames", PunchEditor::kMaxFrames, QStringLiteral(" frames"));
-    connect(m_duration, &QSpinBox::valueChanged, this, [this](int v) {
+    sendOnEdit(m_duration, this, [this] {
         if (!m_refreshing)
-            m_editor.setDurationFrames(v);
+            m_editor.setDurationFrames(m_duration->value());
     });
     auto* durationCaption = new QLabel(QStringLiteral("&Duration"));
     durationCaption->setBuddy(m_duration);
@@ -104,9 +105,9 @@ PunchView::PunchView(QWidget* parent) : QWidget(parent) {
     grid->addWidget(m_duration, 1, 1, 1, 3);
 
     m_repeatCount = spinBox("textRepeatCount", PunchEditor::kMaxRepeats, QString());
-    connect(m_repeatCount, &QSpinBox::valueChanged, this, [this](int v) {
+    sendOnEdit(m_repeatCount, this, [this] {
         if (!m_refreshing)
-            m_editor.setRepeatCount(v);
+            m_editor.setRepeatCount(m_repeatCount->value());
     });
     auto* countCaption = new QLabel(QStringLiteral("Re&peats"));
     countCaption->setBuddy(m_repeatCount);
@@ -121,20 +122,22 @@ PunchView::PunchView(QWidget* parent) : QWidget(parent) {
     m_repeatSeconds->setDecimals(3);
     m_repeatSeconds->setSingleStep(0.1);
     m_repeatSeconds->setSuffix(QStringLiteral(" s"));
-    m_repeatSeconds->setKeyboardTracking(false);
-    connect(m_repeatStepper, &QSpinBox::valueChanged, this, [this](int v) {
+    sendOnEdit(m_repeatStepper, this, [this] {
         if (m_refreshing)
             return;
-        const QSignalBlocker block(m_repeatSeconds);
-        m_repeatSeconds->setValue(v / kHundredthsPerSecond);
-        m_editor.setRepeatSeconds(v);
-    });
-    connect(m_repeatSeconds, &QDoubleSpinBox::valueChanged, this, [this](double s) {
-        if (m_refreshing)
-            return;
-        m_repeatStepper->setValue(PunchEditor::hundredthsFromSeconds(s));
         const QSignalBlocker block(m_repeatSeconds);
         m_repeatSeconds->setValue(m_repeatStepper->value() / kHundredthsPerSecond);
+        m_editor.setRepeatSeconds(m_repeatStepper->value());
+    });
+    sendOnEdit(m_repeatSeconds, this, [this] {
+        if (m_refreshing)
+            return;
+        const int v = PunchEditor::hundredthsFromSeconds(m_repeatSeconds->value());
+        const QSignalBlocker blockStepper(m_repeatStepper);
+        m_repeatStepper->setValue(v);
+        const QSignalBlocker blockSeconds(m_repeatSeconds);
+        m_repeatSeconds->setValue(v / kHundredthsPerSecond);
+        m_editor.setRepeatSeconds(v);
     });
     auto* intervalCaption = new QLabel(QStringLiteral("&Interval"));
     intervalCaption->setBuddy(m_repeatSeconds);

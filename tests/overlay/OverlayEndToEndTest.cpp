@@ -76,6 +76,21 @@ TEST(OverlayEndToEnd, ChangesReachTheUnitAsCommands) {
     QTest::qWait(100);
     EXPECT_TRUE(canvas->image() == picture);
 
+    // Typed seconds go out once typing is done, as fiftieths; letters leave
+    // the last good value, and Enter sends it again.
+    auto* seconds = app.find<QDoubleSpinBox>("textStreamerDuration");
+    for (const char* typed : {"0.5", "abc"}) {
+        sim.clearRecord();
+        QTest::keyClick(seconds, Qt::Key_A, Qt::ControlModifier);
+        QTest::keyClicks(seconds, QString::fromLatin1(typed));
+        QTest::keyClick(seconds, Qt::Key_Return);
+        ASSERT_TRUE(
+            QTest::qWaitFor([&] { return !commandsStarting(sim, "C ").isEmpty(); }, kWaitMs))
+            << typed;
+        EXPECT_EQ(commandsStarting(sim, "C ").first().line, "C 140 28 0 19 0 f9 ff 0") << typed;
+        EXPECT_EQ(app.value("stepperStreamerDuration"), 25) << typed;
+    }
+
     // A click at the punch preview's top left corner, size 64: x 8, y 15.
     sim.clearRecord();
     auto* punch = app.find<PreviewCanvas>("punchPreview");
