@@ -1,6 +1,7 @@
 #include "app/MainWindow.h"
 
 #include "Version.h"
+#include "app/CueWindows.h"
 #include "ui_MainWindow.h"
 
 #include <QCloseEvent>
@@ -12,6 +13,8 @@ MainWindow::MainWindow(QWidget* parent)
     m_ui->setupUi(this);
     m_panel = new qz62View(this);
     setCentralWidget(m_panel);
+
+    m_cueWindows = new CueWindows(m_panel, m_ui->menuFile, this);
 
     m_linkLabel = new QLabel(this);
     statusBar()->addPermanentWidget(m_linkLabel);
@@ -35,6 +38,12 @@ void MainWindow::showLinkState(const QString& text, PanelController::LinkState s
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
+    // The cue windows go with the main window; a sheet the user wants to
+    // keep editing cancels the close.
+    if (!m_cueWindows->closeAll()) {
+        event->ignore();
+        return;
+    }
     m_panel->windowClosing();
     event->accept();
 }

@@ -337,6 +337,15 @@ void qz62View::appendRxLine(const QString& line) {
     bar->setValue(bar->maximum());
 }
 
+void qz62View::appendDebugText(const QString& text) {
+    QString block = text;
+    if (block.endsWith(u'\n'))
+        block.chop(1);
+    m_ui->textViewDebugRx->appendPlainText(block);
+    QScrollBar* bar = m_ui->textViewDebugRx->verticalScrollBar();
+    bar->setValue(bar->maximum());
+}
+
 void qz62View::showLinkState(PanelController::LinkState state, const QString& detail) {
     using S = PanelController::LinkState;
     switch (state) {

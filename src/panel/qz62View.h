@@ -43,6 +43,9 @@ public:
     PanelController& controller() { return m_controller; }
     QTabWidget* tabView() const;
     int tag() const { return kViewTag; }
+    // Text for the user to read in the unit tab's log (MIDI file contents,
+    // self-tests), after what the unit sent so far.
+    void appendDebugText(const QString& text);
     // One line describing the link, as the banner shows it.
     QString linkStateText() const { return m_linkText; }
 
