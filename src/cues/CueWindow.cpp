@@ -79,7 +79,12 @@ CueWindow::CueWindow(QWidget* parent) : QMainWindow(parent) {
     resize(900, 620);
 }
 
-CueWindow::~CueWindow() = default;
+CueWindow::~CueWindow() {
+    // The document and the table go after this window's own parts: nothing
+    // they say on the way out may reach it.
+    m_table->selectionModel()->disconnect(this);
+    m_document->blockSignals(true);
+}
 
 CueSheetSettings CueWindow::defaultSettings() {
     const QSettings settings;
