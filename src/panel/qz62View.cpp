@@ -5,9 +5,12 @@
 #include "ui_qz62View.h"
 
 #include <QButtonGroup>
+#include <QDragEnterEvent>
+#include <QDropEvent>
 #include <QEvent>
 #include <QFontDatabase>
 #include <QGuiApplication>
+#include <QMimeData>
 #include <QScrollBar>
 #include <QSignalBlocker>
 
@@ -73,8 +76,27 @@ qz62View::qz62View(QWidget* parent) : QWidget(parent), m_ui(std::make_unique<Ui:
         }
     }
 
+    setAcceptDrops(true);
     connectControls();
     showLinkState(PanelController::LinkState::Idle, QString());
+}
+
+void qz62View::dragEnterEvent(QDragEnterEvent* event) {
+    if (!event->mimeData()->hasUrls()) {
+        event->ignore();
+        return;
+    }
+    if (event->possibleActions() & Qt::LinkAction)
+        event->setDropAction(Qt::LinkAction);
+    else if (event->possibleActions() & Qt::CopyAction)
+        event->setDropAction(Qt::CopyAction);
+    else
+        return event->ignore();
+    event->accept();
+}
+
+void qz62View::dropEvent(QDropEvent* event) {
+    event->ignore();
 }
 
 bool qz62View::eventFilter(QObject* watched, QEvent* event) {

@@ -55,6 +55,10 @@ signals:
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
+    // Files dragged over the panel are answered but never taken: cue files
+    // are dropped on a cue table instead.
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
 
 private:
     void connectControls();
