@@ -40,9 +40,13 @@ CueWindows::CueWindows(qz62View* panel, QMenu* mainFileMenu, QObject* parent)
 }
 
 CueWindows::~CueWindows() {
+    const QList<CueWindow*> open = windows();
+    m_windows.clear();
+    for (CueWindow* w : open) {
+        w->disconnect(this);
+        delete w;
+    }
     m_panel->controller().parser().setCueDocument(nullptr);
-    for (const QPointer<CueWindow>& w : m_windows)
-        delete w.data();
     delete m_recent;
 }
 

@@ -26,7 +26,10 @@ MainWindow::MainWindow(QWidget* parent)
     showLinkState(m_panel->linkStateText(), PanelController::LinkState::Idle);
 }
 
-MainWindow::~MainWindow() = default;
+MainWindow::~MainWindow() {
+    // The cue windows talk to the panel: they go first.
+    delete m_cueWindows;
+}
 
 QString MainWindow::statusText() const {
     return m_linkLabel->text();
