@@ -84,7 +84,7 @@ CueWindow* CueWindows::newCueSheet() {
     connect(window, &QObject::destroyed, this, [this, window] { forget(window); });
     connect(doc, &CueDocument::inOutsSent, this,
             [this](int pairs) { m_panel->controller().parser().setFMax(pairs); });
-    connect(doc, &CueDocument::logText, m_panel, &qz62View::appendDebugText);
+    connect(window, &CueWindow::logText, m_panel, &qz62View::appendDebugText);
     setFront(window);
     window->show();
     return window;
@@ -150,7 +150,7 @@ bool CueWindows::closeAll() {
 
 void CueWindows::setFront(CueWindow* window) {
     m_front = window;
-    m_panel->controller().parser().setCueDocument(window ? window->document() : nullptr);
+    m_panel->controller().parser().setCueDocument(window ? &m_frontSheet : nullptr);
     updateActions();
 }
 
@@ -160,6 +160,16 @@ void CueWindows::forget(CueWindow* window) {
         const QList<CueWindow*> rest = windows();
         setFront(rest.isEmpty() ? nullptr : rest.last());
     }
+}
+
+void CueWindows::FrontSheet::setOffset(double seconds) {
+    if (CueWindow* w = m_owner.front())
+        w->document()->setOffset(seconds);
+}
+
+void CueWindows::FrontSheet::setStepperStreamerDuration(int fiftieths) {
+    if (CueWindow* w = m_owner.front())
+        w->document()->setStepperStreamerDuration(fiftieths);
 }
 
 void CueWindows::linkChanged() {

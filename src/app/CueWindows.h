@@ -1,5 +1,7 @@
 #pragma once
 
+#include "panel/ReplyReceivers.h"
+
 #include <QList>
 #include <QObject>
 #include <QPointer>
@@ -49,7 +51,16 @@ private:
     void addFileActions(QMenu* menu);
     void linkChanged();
 
+    // The status report's streamer values, passed on to the front sheet.
+    struct FrontSheet : CueDocumentTarget {
+        explicit FrontSheet(CueWindows& owner) : m_owner(owner) {}
+        void setOffset(double seconds) override;
+        void setStepperStreamerDuration(int fiftieths) override;
+        CueWindows& m_owner;
+    };
+
     qz62View* m_panel;
+    FrontSheet m_frontSheet{*this};
     QList<QPointer<CueWindow>> m_windows;
     QPointer<CueWindow> m_front;
     QAction* m_new = nullptr;

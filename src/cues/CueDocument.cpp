@@ -2,7 +2,6 @@
 
 #include "cues/CueListImporter.h"
 #include "link/Diagnostics.h"
-#include "midi/MidiTrack.h"
 
 #include <QFileInfo>
 #include <QSaveFile>
@@ -264,21 +263,4 @@ QString CueDocument::onButtonTest() {
     const QString line = m_sheet.onButtonTest();
     emit logText(line);
     return line;
-}
-
-bool CueDocument::exportMidi(const QString& path, QString* error) {
-    if (rowCount() == 0)
-        return false;
-    sort();
-    const CueSheetSettings& s = settings();
-    MidiTrack track;
-    track.setLogSink([this](const QByteArray& text) { emit logText(QString::fromUtf8(text)); });
-    return track.onExportMidi(path, rows(), s.start, s.tctype, m_sheet.offset(), s.text, s.pulldown,
-                              s.cueId, error);
-}
-
-bool CueDocument::importMidi(const QString& path) {
-    MidiTrack track;
-    track.setLogSink([this](const QByteArray& text) { emit logText(QString::fromUtf8(text)); });
-    return track.onImportMidi(path);
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "cues/CueSheet.h"
-#include "panel/ReplyReceivers.h"
 
 #include <QList>
 #include <QObject>
@@ -10,7 +9,6 @@
 #include <QUndoStack>
 
 class CommandSink;
-class MidiTrack;
 
 // One open cue sheet as the user edits it: the sheet, the file it came from,
 // whether it differs from that file, and the undo history. Every change to
@@ -20,7 +18,7 @@ class MidiTrack;
 // Main thread only. Whoever needs the cue times (the timecode firing path)
 // reads sheet() and listens to rowsChanged(), which is emitted after any
 // change of the rows, their order or the streamer duration.
-class CueDocument : public QObject, public CueDocumentTarget {
+class CueDocument : public QObject {
     Q_OBJECT
 public:
     enum Column { ColumnId, ColumnIn, ColumnOut, ColumnText, ColumnNotes, kColumnCount };
@@ -81,15 +79,11 @@ public:
     void onClearText() { m_sheet.onClearText(); }
     QString onButtonTest();
 
-    // --- MIDI files ---
-    // Sorts (one undo step, so the sort options apply) and writes the cues.
-    bool exportMidi(const QString& path, QString* error = nullptr);
-    // Logs the file's contents through logText().
-    bool importMidi(const QString& path);
-
     // --- from the status report ---
-    void setOffset(double seconds) override { m_sheet.setOffset(seconds); }
-    void setStepperStreamerDuration(int fiftieths) override;
+    // Streamer offset (seconds, for the MIDI export) and duration (the
+    // firing lead), as the unit reports them.
+    void setOffset(double seconds) { m_sheet.setOffset(seconds); }
+    void setStepperStreamerDuration(int fiftieths);
 
     // Used by the undo commands.
     void applyRows(const QList<CueItem>& rows);

@@ -4,6 +4,7 @@
 #include "cues/CueTableModel.h"
 #include "cues/CueTableView.h"
 #include "link/Alerts.h"
+#include "midi/MidiTrack.h"
 
 #include <QAction>
 #include <QApplication>
@@ -286,6 +287,7 @@ void CueWindow::connectControls() {
     connect(m_document, &CueDocument::modifiedChanged, this, &CueWindow::updateTitle);
     connect(m_document, &CueDocument::filePathChanged, this, &CueWindow::updateTitle);
     connect(m_document, &CueDocument::rowsChanged, this, &CueWindow::updateCount);
+    connect(m_document, &CueDocument::logText, this, &CueWindow::logText);
     connect(m_table, &CueTableView::filesDropped, m_document, &CueDocument::dropFiles);
     connect(m_table->selectionModel(), &QItemSelectionModel::selectionChanged, this,
             [this] { m_document->selectRow(m_table->firstSelectedRow()); });
@@ -404,15 +406,24 @@ void CueWindow::exportMidi() {
     const QString path = cueDialogs().saveFile(this, tr("Export MIDI File"), kMidiFilter);
     if (path.isEmpty())
         return;
+    // Sorted first, as one undo step, so the duplicate and midnight options apply.
+    m_document->sort();
+    const CueSheetSettings& s = m_document->settings();
+    MidiTrack track;
+    track.setLogSink([this](const QByteArray& text) { emit logText(QString::fromUtf8(text)); });
     QString error;
-    if (!m_document->exportMidi(path, &error))
+    if (!track.onExportMidi(path, m_document->rows(), s.start, s.tctype,
+                            m_document->sheet().offset(), s.text, s.pulldown, s.cueId, &error))
         alerts::show(tr("The MIDI file could not be written: %1").arg(error));
 }
 
 void CueWindow::importMidi() {
     const QString path = cueDialogs().openFile(this, tr("Import MIDI File"), kMidiFilter);
-    if (!path.isEmpty())
-        m_document->importMidi(path);
+    if (path.isEmpty())
+        return;
+    MidiTrack track;
+    track.setLogSink([this](const QByteArray& text) { emit logText(QString::fromUtf8(text)); });
+    track.onImportMidi(path);
 }
 
 void CueWindow::closeEvent(QCloseEvent* event) {

@@ -78,6 +78,8 @@ signals:
     void activated(CueWindow* window);
     void saved(const QString& path);
     void closed(CueWindow* window);
+    // Lines for the user to read: a MIDI file's log, the 7/8 self-test.
+    void logText(const QString& text);
 
 protected:
     void closeEvent(QCloseEvent* event) override;
