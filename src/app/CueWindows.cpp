@@ -12,6 +12,7 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QSettings>
+#include <QTabWidget>
 
 CueWindows::CueWindows(qz62View* panel, QMenu* mainFileMenu, QObject* parent)
     : QObject(parent), m_panel(panel) {
@@ -84,7 +85,11 @@ CueWindow* CueWindows::newCueSheet() {
     connect(window, &QObject::destroyed, this, [this, window] { forget(window); });
     connect(doc, &CueDocument::inOutsSent, this,
             [this](int pairs) { m_panel->controller().parser().setFMax(pairs); });
-    connect(window, &CueWindow::logText, m_panel, &qz62View::appendDebugText);
+    // What the user asked to read shows in the unit tab's log, brought forward.
+    connect(window, &CueWindow::logText, m_panel, [this](const QString& text) {
+        m_panel->appendDebugText(text);
+        m_panel->tabView()->setCurrentIndex(qz62View::kUnitTab);
+    });
     setFront(window);
     window->show();
     return window;

@@ -10,6 +10,7 @@
 #include <QClipboard>
 #include <QDir>
 #include <QMimeData>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTemporaryDir>
 #include <QUrl>
@@ -105,6 +106,18 @@ TEST(CueWindow, OpenedSheetSendsSelectionAndInOutListToTheUnit) {
     QTest::qWait(200);
     EXPECT_EQ(withoutPings(sim.commandLines()), expected);
     EXPECT_EQ(app.controller().parser().fMax(), 2);
+
+    // MIDI export sorts first (the new row goes to the top); the 7/8 test
+    // reports in the unit tab's log.
+    const QString midi = scratch.path("reel1.mid");
+    cueDialogs().saveFile = [&](QWidget*, const QString&, const QString&) { return midi; };
+    window->findChild<QPushButton*>("buttonExportMidi")->click();
+    EXPECT_TRUE(readFile(midi).startsWith("MThd"));
+    EXPECT_EQ(window->document()->rows().first().getCueIn(), "---");
+    window->findChild<QPushButton*>("buttonTest")->click();
+    EXPECT_TRUE(app.find<QPlainTextEdit>("textViewDebugRx")
+                    ->toPlainText()
+                    .contains("bytes: 256 encoded bytes: 248 decoded bytes: 217 equal: 0"));
 
     // A second window becomes the front one; closing it hands back.
     CueWindow* second = cues->newCueSheet();
