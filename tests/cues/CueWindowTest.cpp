@@ -213,7 +213,7 @@ TEST(CueWindow, InterruptedSaveLeavesTheOldFileAndCloseAsks) {
     doc.paste("1M1 01:00:01:00 first");
     ASSERT_TRUE(window.save());
     const QByteArray saved = readFile(answer);
-    EXPECT_TRUE(saved.endsWith("1M1 \t01:00:01:00\t---\tfirst\t\n"));
+    EXPECT_TRUE(saved.contains("\t01:00:01:00\t---\tfirst\t\n"));
 
     // A full disk: the file size limit stops the write part-way.
     doc.paste(QString("1M2 01:00:02:00 %1").arg(QString(20000, u'x')));
