@@ -7,6 +7,7 @@
 #include "support/FilesAndTools.h"
 
 #include <QApplication>
+#include <QCheckBox>
 #include <QClipboard>
 #include <QDir>
 #include <QMimeData>
@@ -174,6 +175,11 @@ TEST(CueWindow, PasteDropSortUndoAndRowClipboard) {
                            "B1|01:00:02:00|---|beta|"}));
     dropped.document()->undoStack()->undo();
     EXPECT_EQ(dropped.document()->rowCount(), 0);
+
+    // An option the user changes is the sheet's and the next new sheet's.
+    window.findChild<QCheckBox*>("checkBoxDuplicate")->click();
+    EXPECT_FALSE(doc.settings().duplicate);
+    EXPECT_FALSE(CueWindow().document()->settings().duplicate);
 }
 
 TEST(CueWindow, PdfsFromRealWritersGiveTheirRows) {
@@ -231,7 +237,6 @@ TEST(CueWindow, InterruptedSaveLeavesTheOldFileAndCloseAsks) {
     EXPECT_TRUE(doc.isModified());
 
     // Closing a modified sheet asks; cancel keeps it, discard lets it go.
-    window.show();
     QMessageBox::StandardButton reply = QMessageBox::Cancel;
     int asked = 0;
     cueDialogs().askSave = [&](QWidget*, const QString&) {
