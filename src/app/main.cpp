@@ -1,6 +1,8 @@
 #include "Version.h"
+#include "app/CueWindows.h"
 #include "app/MainWindow.h"
 #include "app/MessageBoxPresenter.h"
+#include "cues/CueWindow.h"
 #include "sim/SimulatedUnit.h"
 
 #include <QApplication>
@@ -33,6 +35,12 @@ void saveScreenshots(MainWindow& window, const QString& dir) {
         window.grab().save(path);
         std::printf("%s\n", qPrintable(path));
     }
+    const QList<CueWindow*> cues = window.cueWindows()->windows();
+    for (int i = 0; i < cues.size(); ++i) {
+        const QString path = QDir(dir).filePath(QStringLiteral("cues-%1.png").arg(i));
+        cues[i]->grab().save(path);
+        std::printf("%s\n", qPrintable(path));
+    }
     QApplication::quit();
 }
 } // namespace
@@ -59,6 +67,9 @@ int main(int argc, char** argv) {
     cli.addOption(simulator);
     cli.addOption(port);
     cli.addOption(shots);
+    cli.addPositionalArgument(QStringLiteral("sheets"),
+                              QStringLiteral("Cue sheet text files to open."),
+                              QStringLiteral("[sheet.txt...]"));
     cli.process(app);
 
     PanelOptions options;
@@ -79,6 +90,8 @@ int main(int argc, char** argv) {
     alerts::setPresenter(&presenter);
     window.show();
     window.panel()->awakeFromNib(options);
+    for (const QString& sheet : cli.positionalArguments())
+        window.cueWindows()->open(sheet);
 
     if (cli.isSet(shots)) {
         const QString dir = cli.value(shots);

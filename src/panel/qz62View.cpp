@@ -8,9 +8,12 @@
 #include "ui_qz62View.h"
 
 #include <QButtonGroup>
+#include <QDragEnterEvent>
+#include <QDropEvent>
 #include <QEvent>
 #include <QFontDatabase>
 #include <QGuiApplication>
+#include <QMimeData>
 #include <QScrollBar>
 #include <QSignalBlocker>
 #include <memory>
@@ -82,8 +85,27 @@ qz62View::qz62View(QWidget* parent) : QWidget(parent), m_ui(std::make_unique<Ui:
         }
     }
 
+    setAcceptDrops(true);
     connectControls();
     showLinkState(PanelController::LinkState::Idle, QString());
+}
+
+void qz62View::dragEnterEvent(QDragEnterEvent* event) {
+    if (!event->mimeData()->hasUrls()) {
+        event->ignore();
+        return;
+    }
+    if (event->possibleActions() & Qt::LinkAction)
+        event->setDropAction(Qt::LinkAction);
+    else if (event->possibleActions() & Qt::CopyAction)
+        event->setDropAction(Qt::CopyAction);
+    else
+        return event->ignore();
+    event->accept();
+}
+
+void qz62View::dropEvent(QDropEvent* event) {
+    event->ignore();
 }
 
 bool qz62View::eventFilter(QObject* watched, QEvent* event) {
@@ -377,6 +399,15 @@ void qz62View::appendRxLine(const QString& line) {
     if (m_ui->checkBoxInhibitPing->isChecked() && line.contains(QLatin1String("ping")))
         return;
     m_ui->textViewDebugRx->appendPlainText(line);
+    QScrollBar* bar = m_ui->textViewDebugRx->verticalScrollBar();
+    bar->setValue(bar->maximum());
+}
+
+void qz62View::appendDebugText(const QString& text) {
+    QString block = text;
+    if (block.endsWith(u'\n'))
+        block.chop(1);
+    m_ui->textViewDebugRx->appendPlainText(block);
     QScrollBar* bar = m_ui->textViewDebugRx->verticalScrollBar();
     bar->setValue(bar->maximum());
 }
