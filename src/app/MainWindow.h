@@ -5,6 +5,7 @@
 #include <QMainWindow>
 #include <memory>
 
+class CueWindows;
 class QLabel;
 class MidiView;
 namespace Ui {
@@ -23,6 +24,7 @@ public:
     // The timecode counter and the MIDI menus; a cue window attaches its
     // CueFiring to midiView()->controller().
     MidiView* midiView() const { return m_midiView; }
+    CueWindows* cueWindows() const { return m_cueWindows; }
     QString statusText() const;
 
 protected:
@@ -36,4 +38,5 @@ private:
     qz62View* m_panel = nullptr;
     QLabel* m_linkLabel = nullptr;
     MidiView* m_midiView = nullptr;
+    CueWindows* m_cueWindows = nullptr;
 };

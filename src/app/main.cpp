@@ -1,6 +1,8 @@
 #include "Version.h"
+#include "app/CueWindows.h"
 #include "app/MainWindow.h"
 #include "app/MessageBoxPresenter.h"
+#include "cues/CueWindow.h"
 #include "midi/MidiView.h"
 #include "sim/SimulatedUnit.h"
 
@@ -23,6 +25,21 @@ void saveScreenshots(MainWindow& window, const QString& dir) {
         QApplication::processEvents();
         const QString path = QDir(dir).filePath(QStringLiteral("tab-%1.png").arg(i));
         window.grab().save(path);
+        std::printf("%s\n", qPrintable(path));
+    }
+    // The same at the smallest size the window can take.
+    window.resize(window.minimumSizeHint());
+    for (int i = 0; i < tabs->count(); ++i) {
+        tabs->setCurrentIndex(i);
+        QApplication::processEvents();
+        const QString path = QDir(dir).filePath(QStringLiteral("tab-%1-smallest.png").arg(i));
+        window.grab().save(path);
+        std::printf("%s\n", qPrintable(path));
+    }
+    const QList<CueWindow*> cues = window.cueWindows()->windows();
+    for (int i = 0; i < cues.size(); ++i) {
+        const QString path = QDir(dir).filePath(QStringLiteral("cues-%1.png").arg(i));
+        cues[i]->grab().save(path);
         std::printf("%s\n", qPrintable(path));
     }
     QApplication::quit();
@@ -51,6 +68,9 @@ int main(int argc, char** argv) {
     cli.addOption(simulator);
     cli.addOption(port);
     cli.addOption(shots);
+    cli.addPositionalArgument(QStringLiteral("sheets"),
+                              QStringLiteral("Cue sheet text files to open."),
+                              QStringLiteral("[sheet.txt...]"));
     cli.process(app);
 
     PanelOptions options;
@@ -72,6 +92,8 @@ int main(int argc, char** argv) {
     window.show();
     window.panel()->awakeFromNib(options);
     window.midiView()->awakeFromNib();
+    for (const QString& sheet : cli.positionalArguments())
+        window.cueWindows()->open(sheet);
 
     if (cli.isSet(shots)) {
         const QString dir = cli.value(shots);
