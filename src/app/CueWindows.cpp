@@ -1,14 +1,19 @@
 #include "app/CueWindows.h"
 
 #include "cues/CueDocument.h"
+#include "cues/CueFiring.h"
+#include "cues/CueTableView.h"
 #include "cues/CueWindow.h"
 #include "link/Alerts.h"
 #include "link/ComThread.h"
+#include "midi/MidiController.h"
 #include "panel/qz62View.h"
 
 #include <QAction>
 #include <QDir>
 #include <QFileInfo>
+#include <QItemSelectionModel>
+#include <QLabel>
 #include <QMenu>
 #include <QMenuBar>
 #include <QSettings>
@@ -41,6 +46,9 @@ CueWindows::CueWindows(qz62View* panel, QMenu* mainFileMenu, QObject* parent)
 }
 
 CueWindows::~CueWindows() {
+    // The MIDI thread lets go of the firing before it goes.
+    if (m_midi)
+        m_midi->setCueFiring(nullptr);
     const QList<CueWindow*> open = windows();
     m_windows.clear();
     for (CueWindow* w : open) {
@@ -83,6 +91,30 @@ CueWindow* CueWindows::newCueSheet() {
     connect(window, &CueWindow::closed, this, &CueWindows::forget);
     connect(window, &CueWindow::saved, this, &CueWindows::addRecent);
     connect(window, &QObject::destroyed, this, [this, window] { forget(window); });
+    // The MIDI thread fires from a copy of the front sheet: refresh it on
+    // every change that moves a cue, its text or the streamer's lead.
+    for (auto signal :
+         {&CueDocument::rowsChanged, &CueDocument::rowsReset, &CueDocument::settingsChanged}) {
+        connect(doc, signal, this, [this, window] {
+            if (window == m_front)
+                publishFront();
+        });
+    }
+    connect(doc, &CueDocument::cellChanged, this, [this, window] {
+        if (window == m_front)
+            publishFront();
+    });
+    connect(window->table()->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            [this, window] {
+                if (window == m_front && m_firing)
+                    m_firing->setSelectionIndex(window->table()->firstSelectedRow());
+            });
+    if (m_midi) {
+        if (auto* counter = window->findChild<QLabel*>(QStringLiteral("labelTimecodeCounter"))) {
+            counter->setText(m_midi->counterText());
+            connect(m_midi, &MidiController::counterChanged, counter, &QLabel::setText);
+        }
+    }
     connect(doc, &CueDocument::inOutsSent, this,
             [this](int pairs) { m_panel->controller().parser().setFMax(pairs); });
     // What the user asked to read shows in the unit tab's log, brought forward.
@@ -156,9 +188,54 @@ bool CueWindows::closeAll() {
 }
 
 void CueWindows::setFront(CueWindow* window) {
+    const bool changed = m_front != window;
     m_front = window;
     m_panel->controller().parser().setCueDocument(window ? &m_frontSheet : nullptr);
     updateActions();
+    if (changed)
+        publishFront();
+}
+
+void CueWindows::attachTimecode(MidiController* midi) {
+    if (m_midi)
+        m_midi->setCueFiring(nullptr);
+    m_midi = midi;
+    if (!midi) {
+        m_firing.reset();
+        return;
+    }
+    if (!m_firing) {
+        m_firing = std::make_unique<CueFiring>(this);
+        m_firing->setSelectionHandler([this](int row) { showTimecodeSelection(row); });
+    }
+    m_firing->setCommandSink(m_panel->controller().comThread());
+    publishFront();
+    midi->setCueFiring(m_firing.get());
+    for (CueWindow* w : windows()) {
+        if (auto* counter = w->findChild<QLabel*>(QStringLiteral("labelTimecodeCounter"))) {
+            counter->setText(midi->counterText());
+            connect(midi, &MidiController::counterChanged, counter, &QLabel::setText);
+        }
+    }
+}
+
+void CueWindows::publishFront() {
+    if (!m_firing)
+        return;
+    if (m_front) {
+        m_firing->publish(m_front->document()->sheet());
+        m_firing->setSelectionIndex(m_front->table()->firstSelectedRow());
+    } else {
+        m_firing->publish(std::make_unique<CueFiringSnapshot>());
+    }
+}
+
+// The timecode has reached the next cue to come: select it as the user
+// would, which also shows its text on the unit.
+void CueWindows::showTimecodeSelection(int row) {
+    if (!m_front || row < 0 || row == m_front->table()->firstSelectedRow())
+        return;
+    m_front->table()->selectRow(row);
 }
 
 void CueWindows::forget(CueWindow* window) {
@@ -182,6 +259,8 @@ void CueWindows::FrontSheet::setStepperStreamerDuration(int fiftieths) {
 void CueWindows::linkChanged() {
     for (CueWindow* w : windows())
         w->document()->setComThread(m_panel->controller().comThread());
+    if (m_firing)
+        m_firing->setCommandSink(m_panel->controller().comThread());
 }
 
 QStringList CueWindows::recentFiles() const {

@@ -6,8 +6,11 @@
 #include <QObject>
 #include <QPointer>
 #include <QStringList>
+#include <memory>
 
+class CueFiring;
 class CueWindow;
+class MidiController;
 class QAction;
 class QMenu;
 class qz62View;
@@ -38,6 +41,13 @@ public:
     // Asks about every modified sheet; false when the user cancelled.
     bool closeAll();
 
+    // MIDI Time Code fires the front sheet's cues: its rows go to the MIDI
+    // thread as a snapshot whenever they, their order, the options or the
+    // streamer duration change, and every window's counter follows the
+    // timecode. Detached (and the firing gone) before this object goes.
+    void attachTimecode(MidiController* midi);
+    CueFiring* cueFiring() const { return m_firing.get(); }
+
     CueWindow* front() const;
     QList<CueWindow*> windows() const;
     QStringList recentFiles() const;
@@ -50,6 +60,8 @@ private:
     void updateActions();
     void addFileActions(QMenu* menu);
     void linkChanged();
+    void publishFront();
+    void showTimecodeSelection(int row);
 
     // The status report's streamer values, passed on to the front sheet.
     struct FrontSheet : CueDocumentTarget {
@@ -69,4 +81,6 @@ private:
     QAction* m_save = nullptr;
     QAction* m_saveAs = nullptr;
     QAction* m_close = nullptr;
+    MidiController* m_midi = nullptr;
+    std::unique_ptr<CueFiring> m_firing;
 };

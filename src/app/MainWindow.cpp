@@ -16,7 +16,7 @@ MainWindow::MainWindow(QWidget* parent)
     m_panel = new qz62View(this);
     setCentralWidget(m_panel);
 
-    // The timecode counter sits above the panel until a cue window holds it.
+    // The timecode counter sits above the panel; every cue window shows it too.
     m_midiView = new MidiView(this);
     m_midiView->initMenuItems(m_ui->menuMidiInput, m_ui->menuMidiOutput, m_ui->menuMidi);
     auto* timecode = new QDockWidget(QStringLiteral("MIDI Time Code"), this);
@@ -26,6 +26,7 @@ MainWindow::MainWindow(QWidget* parent)
     addDockWidget(Qt::TopDockWidgetArea, timecode);
 
     m_cueWindows = new CueWindows(m_panel, m_ui->menuFile, this);
+    m_cueWindows->attachTimecode(m_midiView->controller());
 
     m_linkLabel = new QLabel(this);
     statusBar()->addPermanentWidget(m_linkLabel);

