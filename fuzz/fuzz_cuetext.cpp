@@ -1,0 +1,40 @@
+// Cue sheet text (header lines and rows), pasted cue lists and the plain text
+// of EdiCue sheets, as users bring them from other tools. A sheet read from
+// text and saved must load back with the same header, rows, times and texts
+// (the identifier keeps the tab before the in time, so it grows by one on
+// each load and is not compared); sorting and the in/out list must cope with
+// whatever rows the import gave.
+#include "FuzzSupport.h"
+
+#include "cues/CueListImporter.h"
+#include "cues/CueSheet.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    fuzzsupport::quietProcess();
+    const QString text = fuzzsupport::text(data, size);
+
+    CueSheet sheet;
+    sheet.cueTableFromString(text);
+    const QString saved = sheet.stringFromCueTable();
+    CueSheet reread;
+    reread.cueTableFromString(saved);
+    fuzzsupport::check(reread.settings() == sheet.settings() && reread.count() == sheet.count(),
+                       "saved sheet loads back with other header values or rows");
+    for (int i = 0; i < sheet.count(); ++i) {
+        const CueItem& a = sheet.rows().at(i);
+        const CueItem& b = reread.rows().at(i);
+        fuzzsupport::check(a.getCueIn() == b.getCueIn() && a.getCueOut() == b.getCueOut() &&
+                               a.cueText == b.cueText && a.cueNotes == b.cueNotes,
+                           "saved row loads back differently");
+    }
+
+    sheet.OnSort();
+    sheet.onTxInOuts();
+    sheet.dataOfType();
+
+    CueSheet pasted;
+    pasted.paste(text);
+    CueListImporter(pasted).ediCueToCueTable(text);
+    pasted.OnSort();
+    return 0;
+}
