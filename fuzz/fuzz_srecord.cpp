@@ -8,18 +8,19 @@
 
 namespace {
 
-void checkLine(const QString& line) {
+// True when the line is a data record the update image takes.
+bool checkLine(const QString& line) {
     SRecord record;
     if (line.startsWith(QLatin1Char('j'))) {
         record.fromJString(line);
         SRecord again;
         fuzzsupport::check(again.parse(record.sRec()) == SRecord::ParseResult::Ok,
                            "memory dump record does not read back");
-        return;
+        return false;
     }
     if (record.parse(line) != SRecord::ParseResult::Ok) {
         fuzzsupport::check(record.count() == 0, "refused line left bytes behind");
-        return;
+        return false;
     }
     SRecord built;
     built.encode(record.buffer(), record.recType(), record.address(), record.count());
@@ -30,6 +31,7 @@ void checkLine(const QString& line) {
                            reread.address() == record.address() &&
                            reread.buffer() == record.buffer(),
                        "rebuilt record differs");
+    return record.recType() == 1 && record.count() > 0;
 }
 
 } // namespace
@@ -37,8 +39,12 @@ void checkLine(const QString& line) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     fuzzsupport::quietProcess();
     const QStringList lines = fuzzsupport::text(data, size).split(QLatin1Char('\n'));
+    bool anyData = false;
     for (const QString& line : lines)
-        checkLine(line.trimmed());
+        anyData |= checkLine(line.trimmed());
+    // Building the image costs 2,048 records: only when there is data for it.
+    if (!anyData)
+        return 0;
 
     const QStringList records = SRecord::updateImage(lines);
     fuzzsupport::check(!records.isEmpty() && records.last() == QLatin1String(SRecord::kEndRecord),
