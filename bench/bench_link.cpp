@@ -10,7 +10,7 @@
 #include "link/ComThread.h"
 #include "link/Diagnostics.h"
 #include "link/MsgClass.h"
-#include "panel/Commands.h"
+#include "protocol/Commands.h"
 #include "sim/SimulatedUnit.h"
 
 #include <QCoreApplication>

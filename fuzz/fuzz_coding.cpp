@@ -6,7 +6,7 @@
 #include "cues/CueListImporter.h"
 #include "cues/TCFormatter.h"
 #include "cues/TcCalculator.h"
-#include "midi/Coding78.h"
+#include "protocol/Coding78.h"
 
 #include <cstring>
 

@@ -2,8 +2,8 @@
 
 #include "cues/CueListImporter.h"
 #include "link/CommandSink.h"
-#include "midi/Coding78.h"
-#include "panel/Commands.h"
+#include "protocol/Coding78.h"
+#include "protocol/Commands.h"
 
 #include <climits>
 #include <cstdio>

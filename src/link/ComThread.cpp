@@ -3,7 +3,7 @@
 #include "link/Alerts.h"
 #include "link/Diagnostics.h"
 #include "link/QueuedCalls.h"
-#include "panel/Commands.h"
+#include "protocol/Commands.h"
 
 #include <QFileInfo>
 #include <QMetaObject>

@@ -1,7 +1,7 @@
 #include "midi/MidiTrack.h"
 
 #include "common/HexScan.h"
-#include "midi/Coding78.h"
+#include "protocol/Coding78.h"
 
 #include <QFile>
 #include <QSaveFile>

@@ -3,7 +3,7 @@
 #include "Version.h"
 #include "link/ComThread.h"
 #include "link/MsgClass.h"
-#include "panel/Commands.h"
+#include "protocol/Commands.h"
 #include "panel/InhibitPing.h"
 
 #include <QStringList>

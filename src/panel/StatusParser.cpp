@@ -2,7 +2,7 @@
 
 #include "link/Alerts.h"
 #include "link/CommandSink.h"
-#include "panel/Commands.h"
+#include "protocol/Commands.h"
 #include "panel/InhibitPing.h"
 #include "panel/ReplyReceivers.h"
 #include "panel/ReplyScanner.h"

@@ -1,6 +1,6 @@
 #include "sim/SimProtocol.h"
 
-#include "midi/Coding78.h"
+#include "protocol/Coding78.h"
 
 namespace {
 constexpr char kNoteOn = char(0x90);

@@ -4,7 +4,7 @@
 #include "cues/CueSheet.h"
 #include "link/ComThread.h"
 #include "link/LinkTestSupport.h"
-#include "panel/Commands.h"
+#include "protocol/Commands.h"
 #include "sim/SimulatedUnit.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 #include "link/ComThread.h"
 #include "LinkTestSupport.h"
-#include "midi/Coding78.h"
+#include "protocol/Coding78.h"
 #include "sim/SimulatedUnit.h"
 
 #include <QDir>

@@ -1,6 +1,6 @@
 #include "sim/SimulatedUnit.h"
 #include "LinkTestSupport.h"
-#include "midi/Coding78.h"
+#include "protocol/Coding78.h"
 #include "sim/SimProtocol.h"
 
 #include <QTcpSocket>

@@ -1,7 +1,7 @@
 #include "PanelTestSupport.h"
 #include "Version.h"
 #include "link/ComThread.h"
-#include "panel/Commands.h"
+#include "protocol/Commands.h"
 #include "panel/InhibitPing.h"
 
 #include <QCheckBox>

@@ -1,4 +1,4 @@
-#include "panel/Commands.h"
+#include "protocol/Commands.h"
 
 #include <QStringList>
 #include <initializer_list>

@@ -1,4 +1,4 @@
-#include "midi/Coding78.h"
+#include "protocol/Coding78.h"
 
 #include <algorithm>
 
