@@ -63,7 +63,8 @@ TEST(CueSheetText, WritesRowsInDisplayForm) {
 // text must not start or end with "-" or a blank, which the reader trims.
 TEST(CueSheetText, RoundTripKeepsRowsAndHeader) {
     CueSheet sheet;
-    sheet.settings() = {false, true, false, true, true, QStringLiteral("00:59:30:00"), 1};
+    // The start value is free text; a "%" in it is no placeholder.
+    sheet.settings() = {false, true, false, true, true, QStringLiteral("00:59:30:00 %1%"), 1};
     sheet.addObject(item("1M1", "01:00:00:00", "01:00:05:00", "Hello", "note"));
     sheet.addObject(item("", "01:00:10:00", "", "Big hit", ""));
     sheet.addObject(
