@@ -2,6 +2,7 @@
 
 #include <QFile>
 #include <cstdio>
+#include <sys/stat.h>
 
 namespace cli {
 
@@ -31,6 +32,22 @@ std::optional<QByteArray> readFile(const QString& path) {
 void writeStdout(const QByteArray& bytes) {
     std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stdout);
     std::fflush(stdout);
+}
+
+} // namespace cli
+
+namespace cli {
+
+bool isStandardOutput(const QString& path) {
+    struct stat out {};
+    struct stat target {};
+    return fstat(fileno(stdout), &out) == 0 &&
+           stat(QFile::encodeName(path).constData(), &target) == 0 && out.st_dev == target.st_dev &&
+           out.st_ino == target.st_ino;
+}
+
+void warn(const QString& message) {
+    std::fprintf(stderr, "qz62ctl: %s\n", message.toLocal8Bit().constData());
 }
 
 } // namespace cli

@@ -35,4 +35,11 @@ std::optional<QByteArray> readFile(const QString& path);
 // Bytes to standard output as they are, flushed.
 void writeStdout(const QByteArray& bytes);
 
+// True when path is the file standard output goes to (such as /dev/stdout),
+// so a report printed there would mix with the data.
+bool isStandardOutput(const QString& path);
+
+// "qz62ctl: <message>" on standard error; the command goes on.
+void warn(const QString& message);
+
 } // namespace cli

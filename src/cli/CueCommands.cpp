@@ -3,11 +3,12 @@
 #include "CliSupport.h"
 #include "cues/CueListImporter.h"
 #include "cues/CueSheet.h"
+#include "cues/OutputFile.h"
 #include "cues/PdfCueReader.h"
 #include "cues/TcCalculator.h"
+#include "cues/TextFileReader.h"
 
 #include <QFileInfo>
-#include <QSaveFile>
 #include <cstdio>
 
 namespace {
@@ -15,16 +16,19 @@ namespace {
 const char kImportUsage[] =
     "usage: qz62ctl import FILE... [-o SHEET.txt] [options]\n"
     "  Imports cue lists into a cue sheet, written to SHEET.txt or standard\n"
-    "  output: text files (UTF-8; each line with a timecode becomes a cue) and\n"
-    "  PDF cue sheets (EdiCue, filmlight, or any with timecodes on page 1).\n"
+    "  output: text files (each line with a timecode becomes a cue; UTF-8, UTF-16\n"
+    "  with a byte-order mark, otherwise Windows-1252) and PDF cue sheets\n"
+    "  (EdiCue, filmlight, or any with timecodes on page 1).\n"
     "  --tctype N            timecode type: 0 = 24, 1 = 25, 2 = 30 drop, 3 = 30 (default 3)\n"
     "  --start TC            MIDI export start (default 01:00:00:00)\n"
     "  --text, --no-text     send the cue text (default on)\n"
     "  --cue-id, --no-cue-id put the cue identifier before the text (default on)\n"
     "  --pulldown, --no-pulldown  pulldown for the MIDI export (default off)\n"
     "  --sort                sort the cues by in time\n"
-    "  --duplicates          when sorting, keep only the first cue of equal in times\n"
-    "  --midnight            when sorting, start a sheet across midnight with its evening cues\n";
+    "  --duplicates, --no-duplicates  when sorting, keep only the first cue of equal\n"
+    "                        in times (default on)\n"
+    "  --midnight, --no-midnight      when sorting, start a sheet across midnight\n"
+    "                        with its evening cues (default on)\n";
 
 const char kTcUsage[] =
     "usage: qz62ctl tc COMMAND ARGS [--type N]\n"
@@ -42,9 +46,7 @@ namespace cli {
 int import(const QStringList& args) {
     QStringList files;
     QString outputPath;
-    CueSheetSettings settings;
-    settings.duplicate = false;
-    settings.midnight = false;
+    CueSheetSettings settings; // a new cue window's defaults
     bool sort = false;
     const TcCalculator tcc;
 
@@ -70,14 +72,12 @@ int import(const QStringList& args) {
             settings.start = value;
         } else if (takeSwitch(arg, "text", settings.text) ||
                    takeSwitch(arg, "cue-id", settings.cueId) ||
-                   takeSwitch(arg, "pulldown", settings.pulldown)) {
+                   takeSwitch(arg, "pulldown", settings.pulldown) ||
+                   takeSwitch(arg, "duplicates", settings.duplicate) ||
+                   takeSwitch(arg, "midnight", settings.midnight)) {
             continue;
         } else if (arg == QLatin1String("--sort")) {
             sort = true;
-        } else if (arg == QLatin1String("--duplicates")) {
-            settings.duplicate = true;
-        } else if (arg == QLatin1String("--midnight")) {
-            settings.midnight = true;
         } else if (arg.startsWith(u'-') && arg.size() > 1) {
             return fail(QStringLiteral("import: unknown option '%1'").arg(arg));
         } else {
@@ -95,8 +95,9 @@ int import(const QStringList& args) {
     sheet.settings() = settings;
     CueListImporter importer(sheet);
     PdfCueReader pdfReader;
-    // The PDF scanner's report must not mix with a sheet on standard output.
-    pdfReader.setLog(outputPath.isEmpty() ? stderr : stdout);
+    // The PDF scanner's report must not mix with a sheet on standard output,
+    // wherever the sheet goes.
+    pdfReader.setLog(stderr);
     for (const QString& path : files) {
         if (!QFileInfo(path).isFile())
             return fail(QStringLiteral("import: %1: no such file").arg(path));
@@ -104,13 +105,19 @@ int import(const QStringList& args) {
             if (!pdfReader.importPdf(path, importer))
                 return fail(
                     QStringLiteral("import: %1: cannot be read as a PDF document").arg(path));
+            if (const QString note = pdfReader.unreadPagesNote(); !note.isEmpty())
+                warn(QStringLiteral("import: %1: %2").arg(path, note));
             continue;
         }
-        const std::optional<QString> text = CueListImporter::readTextFile(path);
+        const auto text = TextFileReader::read(path);
         if (!text)
-            return fail(QStringLiteral("import: %1: cannot be read as UTF-8 text").arg(path));
-        importer.paste(*text);
+            return fail(QStringLiteral("import: %1: cannot be read").arg(path));
+        if (text->windows1252)
+            warn(QStringLiteral("import: %1: not UTF-8 or UTF-16, read as Windows-1252").arg(path));
+        importer.paste(text->text);
     }
+    if (const QString warning = sheet.inTimeSpanWarning(); !warning.isEmpty())
+        warn(QStringLiteral("import: ") + warning);
     if (sort)
         sheet.OnSort();
     const QString output = sheet.stringFromCueTable();
@@ -119,14 +126,9 @@ int import(const QStringList& args) {
         writeStdout(output.toUtf8());
         return 0;
     }
-    QSaveFile file(outputPath);
-    if (!file.open(QIODevice::WriteOnly))
-        return fail(
-            QStringLiteral("import: cannot write %1: %2").arg(outputPath, file.errorString()));
-    file.write(output.toUtf8());
-    if (!file.commit())
-        return fail(
-            QStringLiteral("import: cannot write %1: %2").arg(outputPath, file.errorString()));
+    QString error;
+    if (!OutputFile::write(outputPath, output.toUtf8(), &error))
+        return fail(QStringLiteral("import: cannot write %1: %2").arg(outputPath, error));
     return 0;
 }
 

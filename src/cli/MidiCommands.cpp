@@ -3,6 +3,7 @@
 #include "CliSupport.h"
 
 #include "cues/CueSheet.h"
+#include "cues/TextFileReader.h"
 #include "midi/MidiTrack.h"
 
 #include <cmath>
@@ -82,12 +83,15 @@ int exportMidi(const QStringList& args) {
     ExportOptions options;
     if (const auto error = parseExportOptions(args, options))
         return fail(*error);
-    const auto text = readFile(options.sheetPath);
+    const auto text = TextFileReader::read(options.sheetPath);
     if (!text)
         return fail(QStringLiteral("export-midi: cannot read '%1'").arg(options.sheetPath));
+    if (text->windows1252)
+        warn(QStringLiteral("export-midi: '%1': not UTF-8 or UTF-16, read as Windows-1252")
+                 .arg(options.sheetPath));
 
     CueSheet sheet;
-    sheet.cueTableFromString(QString::fromUtf8(*text));
+    sheet.cueTableFromString(text->text);
     // The cue window sorts before it exports, so the sheet's duplicate and
     // midnight settings apply.
     sheet.OnSort();
@@ -99,6 +103,8 @@ int exportMidi(const QStringList& args) {
                         .arg(tcType));
     if (sheet.count() == 0)
         return fail(QStringLiteral("export-midi: '%1' holds no cues").arg(options.sheetPath));
+    if (const QString warning = sheet.inTimeSpanWarning(); !warning.isEmpty())
+        warn(QStringLiteral("export-midi: ") + warning);
 
     // The export's log line goes out only with a written file, so a failure
     // prints nothing but its one-line error.
@@ -113,7 +119,23 @@ int exportMidi(const QStringList& args) {
                             options.cueId.value_or(settings.cueId), &error))
         return fail(
             QStringLiteral("export-midi: cannot write '%1': %2").arg(options.outPath, error));
-    writeStdout(log);
+    const MidiTrack::ExportReport& report = track.lastExportReport();
+    for (const QString& cue : report.lostTexts)
+        warn(QStringLiteral("export-midi: cue %1: the text has characters the unit cannot "
+                            "show; its text message is empty")
+                 .arg(cue));
+    if (report.movedCues > 0)
+        warn(QStringLiteral("export-midi: %1 cue(s) placed later than their time: before the "
+                            "start or before the cue ahead of them")
+                 .arg(report.movedCues));
+    if (report.shortenedNotes > 0)
+        warn(QStringLiteral("export-midi: %1 note end(s) written early, at the next cue")
+                 .arg(report.shortenedNotes));
+    // The log must not land in the file when the file is standard output.
+    if (isStandardOutput(options.outPath))
+        std::fputs(log.constData(), stderr);
+    else
+        writeStdout(log);
     return 0;
 }
 
@@ -123,8 +145,15 @@ int dumpMidi(const QStringList& args) {
     const auto bytes = readFile(args.at(0));
     if (!bytes)
         return fail(QStringLiteral("dump-midi: cannot read '%1'").arg(args.at(0)));
-    MidiTrack().importMidi(*bytes);
-    return 0;
+    const MidiTrack::ReadReport report = MidiTrack().importMidi(*bytes);
+    std::fflush(stdout);
+    if (report.verdict == MidiTrack::ReadVerdict::Complete)
+        return 0;
+    const QString message = QStringLiteral("dump-midi: '%1': %2").arg(args.at(0), report.problem);
+    if (report.verdict == MidiTrack::ReadVerdict::NotMidi)
+        return fail(message);
+    warn(message);
+    return 1;
 }
 
 } // namespace cli

@@ -4,12 +4,16 @@
 
 #include "update/SRecord.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace {
 
 // One verdict per non-blank line; 0 when every line is a good record.
-int check(const QStringList& lines) {
+int check(const QString& path, const QStringList& lines) {
+    if (std::all_of(lines.begin(), lines.end(),
+                    [](const QString& line) { return line.trimmed().isEmpty(); }))
+        return cli::fail(QStringLiteral("srec: '%1' holds no records").arg(path));
     bool allOk = true;
     SRecord record;
     for (qsizetype i = 0; i < lines.size(); ++i) {
@@ -34,10 +38,24 @@ int check(const QStringList& lines) {
     return allOk ? 0 : 1;
 }
 
-int image(const QStringList& lines) {
-    for (const QString& record : SRecord::updateImage(lines))
+// The records sent for the file; the unit gets nothing useful from a file
+// without S1 data, and lines that are not records are named.
+int image(const QString& path, const QStringList& lines) {
+    SRecord::ImageStats stats;
+    const QStringList records = SRecord::updateImage(lines, &stats);
+    if (stats.dataRecords == 0)
+        return cli::fail(QStringLiteral("srec: '%1' holds no S1 data records").arg(path));
+    for (const QString& record : records)
         std::printf("%s\n", record.toLatin1().constData());
-    return 0;
+    std::fflush(stdout);
+    if (stats.unreadLines.isEmpty())
+        return 0;
+    QStringList numbers;
+    for (const int line : stats.unreadLines)
+        numbers << QString::number(line);
+    cli::warn(QStringLiteral("srec: '%1': line(s) %2 are not valid records and were skipped")
+                  .arg(path, numbers.join(QLatin1String(", "))));
+    return 1;
 }
 
 } // namespace
@@ -54,7 +72,7 @@ int srec(const QStringList& args) {
     if (!bytes)
         return fail(QStringLiteral("srec: cannot read '%1'").arg(args.at(1)));
     const QStringList lines = QString::fromUtf8(*bytes).split(QLatin1Char('\n'));
-    return action == QLatin1String("check") ? check(lines) : image(lines);
+    return action == QLatin1String("check") ? check(args.at(1), lines) : image(args.at(1), lines);
 }
 
 } // namespace cli

@@ -112,7 +112,12 @@ void CueListImporter::cueTableFromString(const QString& text) {
 QString CueListImporter::stringFromCueTable(const CueSheet& sheet) {
     QString text = sheet.cueSheetInitValues();
     for (const CueItem& item : sheet.rows()) {
-        text += item.cueId;
+        // The reader keeps the separator after an identifier as part of it;
+        // writing it again would add a tab on every save and open.
+        qsizetype idEnd = item.cueId.size();
+        while (idEnd > 0 && (item.cueId[idEnd - 1] == u'\t' || item.cueId[idEnd - 1] == u' '))
+            --idEnd;
+        text += QStringView(item.cueId).left(idEnd);
         text += u'\t';
         text += item.getCueIn();
         text += u'\t';

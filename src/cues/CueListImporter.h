@@ -31,7 +31,8 @@ public:
     void textToCueTable(const QString& line);
     // Sheet text: header lines go to the sheet's header, the others are rows.
     void cueTableFromString(const QString& text);
-    // The sheet text of a sheet's header and rows.
+    // The sheet text of a sheet's header and rows; identifiers are written
+    // without trailing blanks and tabs, so save, open, save gives the same text.
     static QString stringFromCueTable(const CueSheet& sheet);
     // A pasted block: every line imported in order.
     void paste(const QString& block);

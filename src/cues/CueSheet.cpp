@@ -5,6 +5,7 @@
 #include "protocol/Coding78.h"
 #include "protocol/Commands.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstdio>
 #include <vector>
@@ -226,6 +227,36 @@ void CueSheet::OnSort() {
     m_rows = std::move(sorted);
 }
 
+QString CueSheet::inTimeSpanWarning() const {
+    constexpr int kType = 3; // as the sort compares
+    std::vector<int> frames;
+    for (const CueItem& row : m_rows) {
+        const QString in = row.getCueIn();
+        if (m_tcc.isTc(in))
+            frames.push_back(m_tcc.tcToBinary(in, kType));
+    }
+    if (frames.size() < 2)
+        return QString();
+    std::sort(frames.begin(), frames.end());
+    // The shortest arc holding every time leaves out the widest gap between
+    // neighbours round the clock.
+    const int day = TcCalculator::framesPerDay(kType);
+    int widestGap = frames.front() + day - frames.back();
+    size_t first = 0;
+    for (size_t i = 1; i < frames.size(); ++i) {
+        if (frames[i] - frames[i - 1] > widestGap) {
+            widestGap = frames[i] - frames[i - 1];
+            first = i;
+        }
+    }
+    if (day - widestGap <= day / 2)
+        return QString();
+    const int last = frames[(first + frames.size() - 1) % frames.size()];
+    return QStringLiteral("the in times span more than 12 hours (%1 to %2): sorting by in time "
+                          "may put the cues out of order")
+        .arg(m_tcc.binaryToTc(frames[first], kType), m_tcc.binaryToTc(last, kType));
+}
+
 int CueSheet::leadFrames(int type) const {
     return m_stepperStreamerDuration * TcCalculator::frameRate(type) / 50;
 }
@@ -249,7 +280,7 @@ QString CueSheet::onButtonTest() const {
 void CueSheet::sendCueItemText(const CueItem& item) {
     if (!m_comThread)
         return;
-    m_comThread->sendString(cmd::cueText(cueItemText(item)));
+    m_comThread->sendString(cmd::cueText(coding78::plainPunctuation(cueItemText(item))));
 }
 
 void CueSheet::tableViewSelectionDidChange(int firstSelectedRow) {

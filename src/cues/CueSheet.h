@@ -89,7 +89,8 @@ public:
     // header values say, joined by the unit's line-break escape "\n" (a
     // backslash and the letter n).
     QString cueItemText(const CueItem& item) const;
-    // "s <text>" for a cue, as when the user selects its row.
+    // "s <text>" for a cue, as when the user selects its row; typographic
+    // punctuation goes as its plain form (the link sends Latin-1).
     void sendCueItemText(const CueItem& item);
     // The user selected a row: its text goes to the unit.
     void tableViewSelectionDidChange(int firstSelectedRow);
@@ -111,6 +112,10 @@ public:
     // Circular sort on the in times (always as 30 fps), then the duplicate
     // and midnight rules when the header values ask for them.
     void OnSort();
+    // The circular sort only orders times that fit in half a day. When the
+    // valid in times, taken round the clock the shortest way, span more than
+    // 12 hours, a warning for the user naming the span; otherwise empty.
+    QString inTimeSpanWarning() const;
     // Four bytes of MIDI timecode (hours with the rate bits, minutes,
     // seconds, frames). Moves the selection to the next cue to come (nothing
     // is selected once the last cue is past) and fires each of at most four

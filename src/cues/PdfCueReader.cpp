@@ -1,6 +1,7 @@
 #include "cues/PdfCueReader.h"
 
 #include "cues/CueListImporter.h"
+#include "link/Diagnostics.h"
 
 #include <QFile>
 #include <memory>
@@ -65,8 +66,8 @@ public:
         const std::string op = object.getOperatorValue();
         if (op == "Tm")
             opTm();
-        else if (op == "Tj")
-            opTj();
+        else if (op == "Tj" || op == "'" || op == "\"")
+            opTj(); // ' and " move to the next line first; the string is on top
         else if (op == "TJ")
             opTJ();
         else if (op == "BT")
@@ -116,22 +117,28 @@ private:
         add(text);
     }
     void opBT() {
-        std::fprintf(m_log, "op_BT %d\n", m_textBlocks++);
+        report("op_BT " + QByteArray::number(m_textBlocks++) + '\n');
         if (auto operand = pop()) {
             if (operand->isName())
-                std::fprintf(m_log, "CGPDFScannerPopName\n");
+                report("CGPDFScannerPopName\n");
             else if (operand->isString())
-                std::fprintf(m_log, "CGPDFScannerPopString\n");
+                report("CGPDFScannerPopString\n");
         }
     }
     void opET() {
-        std::fprintf(m_log, "op_ET\n");
+        report("op_ET\n");
         if (auto operand = pop()) {
             if (operand->isName())
-                std::fprintf(m_log, "CGPDFScannerPopName\n");
+                report("CGPDFScannerPopName\n");
             else if (operand->isArray())
-                std::fprintf(m_log, "CGPDFScannerPopArray\n");
+                report("CGPDFScannerPopArray\n");
         }
+    }
+    void report(const QByteArray& line) {
+        if (m_log)
+            std::fputs(line.constData(), m_log);
+        else
+            diag::print("%s", line.constData());
     }
 
     std::FILE* m_log;
@@ -160,20 +167,31 @@ int PdfCueReader::getAuthorAndCreator(const QString& path) {
 }
 
 QList<PDFStringTableItem> PdfCueReader::scanFirstPage(const QString& path) {
+    m_pageCount = 0;
     const std::unique_ptr<QPDF> pdf = openDocument(path);
     if (!pdf)
         return {};
     TextScanner scanner(m_log);
     try {
         std::vector<QPDFPageObjectHelper> pages = QPDFPageDocumentHelper(*pdf).getAllPages();
+        m_pageCount = int(pages.size());
         if (pages.empty())
             return {};
         pages.front().parseContents(&scanner);
     } catch (const std::exception&) {
         // A damaged stream: keep what was read before the damage.
     }
-    std::fflush(m_log);
+    if (m_log)
+        std::fflush(m_log);
     return scanner.items;
+}
+
+QString PdfCueReader::unreadPagesNote() const {
+    if (m_pageCount < 2)
+        return QString();
+    if (m_pageCount == 2)
+        return QStringLiteral("only page 1 of 2 was read; page 2 was not");
+    return QStringLiteral("only page 1 of %1 was read; pages 2 to %1 were not").arg(m_pageCount);
 }
 
 QString PdfCueReader::parsePdf(const QString& path, CueListImporter& importer) {

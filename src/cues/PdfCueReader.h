@@ -16,8 +16,8 @@ class CueListImporter;
 // filmlight layout (author "filmlight", any letter case) or by the generic
 // rule (a row starts at every string holding a timecode).
 //
-// The scanner reports each text block it passes on `log` (standard output
-// unless set).
+// The scanner reports each text block it passes on `log`; unless one is set,
+// the report goes to the diagnostics (link/Diagnostics.h).
 class PdfCueReader {
 public:
     // 0 when the document opens, is not locked and has a page; author() and
@@ -28,8 +28,14 @@ public:
     QString creator() const { return m_creator; }
 
     // The strings drawn on page 1, in drawing order. Later pages are not
-    // looked at. Nothing when the document cannot be read.
+    // looked at (unreadPagesNote() says so). Nothing when the document
+    // cannot be read.
     QList<PDFStringTableItem> scanFirstPage(const QString& path);
+    // Pages of the document last scanned (0 when it could not be read).
+    int pageCount() const { return m_pageCount; }
+    // For the user when the last scanned document has pages after the
+    // first: which pages were not read. Empty otherwise.
+    QString unreadPagesNote() const;
     // Scans page 1 and builds rows with the builder the last
     // getAuthorAndCreator() call chose. Returns "" (callers ignore it).
     QString parsePdf(const QString& path, CueListImporter& importer);
@@ -45,10 +51,12 @@ public:
     // (it is then skipped), otherwise its rows are added.
     bool importPdf(const QString& path, CueListImporter& importer);
 
+    // Where the scanner's report goes; null for the diagnostics.
     void setLog(std::FILE* log) { m_log = log; }
 
 private:
     QString m_author;
     QString m_creator;
-    std::FILE* m_log = stdout;
+    std::FILE* m_log = nullptr;
+    int m_pageCount = 0;
 };

@@ -1,16 +1,18 @@
 #include "midi/MidiTrack.h"
 
 #include "common/HexScan.h"
+#include "cues/OutputFile.h"
 #include "protocol/Coding78.h"
 
 #include <QFile>
-#include <QSaveFile>
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <vector>
 
 namespace {
 
@@ -58,6 +60,14 @@ void appendBigEndian(QByteArray& data, std::uint32_t value, int bytes) {
 }
 
 constexpr int kFileReserveBytes = 0x100000;
+
+QString unreadStatus(unsigned char status, qsizetype pos) {
+    return QStringLiteral("status byte %1 at byte %2 cannot be read (running status and system "
+                          "messages other than F0 and FF are not supported); the rest of the "
+                          "track was skipped")
+        .arg(QString::asprintf("%02x", unsigned(status)))
+        .arg(pos);
+}
 
 } // namespace
 
@@ -163,13 +173,7 @@ void MidiTrack::writeCue(QByteArray& data, int delta, const QString& text) {
 }
 
 bool MidiTrack::writeFileAtomically(const QString& path, const QByteArray& bytes, QString* error) {
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit()) {
-        if (error)
-            *error = file.errorString();
-        return false;
-    }
-    return true;
+    return OutputFile::write(path, bytes, error);
 }
 
 void MidiTrack::decodeSysexData(const QByteArray& message) {
@@ -227,10 +231,20 @@ void MidiTrack::hexDump(const QByteArray& data) {
     emitLog(out);
 }
 
-void MidiTrack::importMidi(const QByteArray& fileBytes) {
+MidiTrack::ReadReport MidiTrack::importMidi(const QByteArray& fileBytes) {
     hexDump(fileBytes);
+    ReadReport report;
+    auto problem = [&report](ReadVerdict verdict, const QString& text) {
+        if (report.verdict == ReadVerdict::Complete)
+            report = {verdict, text};
+    };
     const auto* bytes = reinterpret_cast<const unsigned char*>(fileBytes.constData());
     const qsizetype n = fileBytes.size();
+    if (n == 0)
+        problem(ReadVerdict::NotMidi, QStringLiteral("the file is empty"));
+    else if (n < 8 || std::memcmp(bytes, "MThd", 4) != 0)
+        problem(ReadVerdict::NotMidi, QStringLiteral("no MThd header chunk: not a MIDI file"));
+    bool sawTrack = false;
     qsizetype pos = 0;
     while (n - pos >= 8) {
         char id[5];
@@ -240,12 +254,31 @@ void MidiTrack::importMidi(const QByteArray& fileBytes) {
         log("chunk ID: %s size: %x\n", id, size);
         const qsizetype body = pos + 8;
         const qsizetype end = std::min<qsizetype>(n, body + qsizetype(size));
-        if (std::memcmp(id, "MThd", 4) == 0)
+        if (end < body + qsizetype(size))
+            problem(ReadVerdict::Damaged,
+                    QStringLiteral("the file ends inside the chunk at byte %1 (%2 of its %3 bytes)")
+                        .arg(pos)
+                        .arg(end - body)
+                        .arg(size));
+        if (std::memcmp(id, "MThd", 4) == 0) {
+            if (end - body < 6)
+                problem(ReadVerdict::Damaged, QStringLiteral("the header chunk is too short"));
             readHeaderChunk(bytes, body, end);
-        else if (std::memcmp(id, "MTrk", 4) == 0)
-            readTrackChunk(bytes, body, end);
+        } else if (std::memcmp(id, "MTrk", 4) == 0) {
+            sawTrack = true;
+            const QString trackProblem = readTrackChunk(bytes, body, end);
+            if (!trackProblem.isEmpty())
+                problem(ReadVerdict::Damaged,
+                        QStringLiteral("track at byte %1: %2").arg(pos).arg(trackProblem));
+        }
         pos = body + qsizetype(size);
     }
+    if (pos < n)
+        problem(ReadVerdict::Damaged,
+                QStringLiteral("%1 stray bytes after the last chunk").arg(n - pos));
+    if (!sawTrack)
+        problem(ReadVerdict::Damaged, QStringLiteral("the file holds no track chunk"));
+    return report;
 }
 
 bool MidiTrack::onImportMidi(const QString& path) {
@@ -268,17 +301,18 @@ void MidiTrack::readHeaderChunk(const unsigned char* bytes, qsizetype pos, qsize
         int(m_timeDivision));
 }
 
-void MidiTrack::readTrackChunk(const unsigned char* bytes, qsizetype pos, qsizetype end) {
+QString MidiTrack::readTrackChunk(const unsigned char* bytes, qsizetype pos, qsizetype end) {
+    const QString cutShort = QStringLiteral("the track ends inside an event");
     while (pos < end) {
         std::uint32_t deltaBits = 0;
         if (!readVarLen(bytes, pos, end, deltaBits) || pos >= end)
-            return;
+            return cutShort;
         const int delta = static_cast<int>(deltaBits);
         const unsigned char status = bytes[pos];
         switch (status & 0xF0) {
         case 0x90:
             if (end - pos < 3)
-                return;
+                return cutShort;
             log("delta: %d note on: %d %d\n", delta, int(bytes[pos + 1]), int(bytes[pos + 2]));
             pos += 3;
             break;
@@ -290,6 +324,8 @@ void MidiTrack::readTrackChunk(const unsigned char* bytes, qsizetype pos, qsizet
         case 0xE0:
             // Three bytes for every channel message, the two-byte program
             // change and channel pressure included.
+            if (end - pos < 3)
+                return cutShort;
             pos += 3;
             break;
         case 0xF0:
@@ -297,18 +333,18 @@ void MidiTrack::readTrackChunk(const unsigned char* bytes, qsizetype pos, qsizet
                 ++pos;
                 std::uint32_t length = 0;
                 if (!readVarLen(bytes, pos, end, length) || qsizetype(length) > end - pos)
-                    return;
+                    return cutShort;
                 decodeSysexData(
                     QByteArray(reinterpret_cast<const char*>(bytes + pos), qsizetype(length)));
                 pos += qsizetype(length);
             } else if (status == 0xFF) {
                 if (end - pos < 3)
-                    return;
+                    return cutShort;
                 const int type = bytes[pos + 1];
                 const qsizetype length = bytes[pos + 2];
                 pos += 3;
                 if (length > end - pos)
-                    return;
+                    return cutShort;
                 const unsigned char* meta = bytes + pos;
                 if (type == 0) {
                     const int number =
@@ -333,13 +369,15 @@ void MidiTrack::readTrackChunk(const unsigned char* bytes, qsizetype pos, qsizet
                 }
                 pos += length;
             } else {
-                return; // no other system messages in a cue track
+                // No other system messages in a cue track.
+                return unreadStatus(status, pos);
             }
             break;
         default:
-            return; // a data byte: running status is not supported
+            return unreadStatus(status, pos); // a data byte: running status is not supported
         }
     }
+    return QString();
 }
 
 QByteArray MidiTrack::trackStart(int hourByte, int minutes, int seconds, int frames,
@@ -377,6 +415,7 @@ QByteArray MidiTrack::fileWithTrack(QByteArray& track) {
 QByteArray MidiTrack::exportMidi(const QList<CueItem>& cues, const QString& start, int tcType,
                                  double offsetSeconds, bool textIncluded, bool pulldown,
                                  bool cueIdIncluded) {
+    m_exportReport = ExportReport();
     if (cues.isEmpty() || tcType < 0 || tcType > 3)
         return {};
     const int ticksFrame = ticksPerFrame(tcType);
@@ -397,19 +436,54 @@ QByteArray MidiTrack::exportMidi(const QList<CueItem>& cues, const QString& star
                    offsetTc.mid(9, 2).toInt(), fractionalFrames,
                    pulldown ? kPulldownTempoUs : kTempoUs, QStringLiteral("Cue track"), startTc);
 
-    // Cues go out in the order given; one earlier than the one before (or
-    // than the start) gives a negative delta, written as it is.
-    int previous = ticksFrame * m_tcc.tcToBinary(startTc, tcType);
+    // Where each cue goes, in ticks. Going back more than half a day means
+    // the next day (a sheet across midnight, as the sort orders it); going
+    // back less would make a negative delta, so the cue waits for the one
+    // ahead of it, or for the start.
+    const std::int64_t dayTicks = std::int64_t(TcCalculator::framesPerDay(tcType)) * ticksFrame;
+    const std::int64_t startTicks = std::int64_t(ticksFrame) * m_tcc.tcToBinary(startTc, tcType);
+    std::vector<std::int64_t> at;
+    at.reserve(size_t(cues.size()));
+    std::int64_t dayBase = 0;
+    std::int64_t ahead = startTicks; // the cue's own time before the one being placed
+    std::int64_t placed = startTicks;
     for (const CueItem& cue : cues) {
-        const int now = ticksFrame * m_tcc.tcToBinary(cue.getCueIn(), tcType);
-        const int delta = now - previous;
-        previous = now;
-        writeCue(track, delta, cueItemText(cue, textIncluded, cueIdIncluded));
-        writeVarLenValue(track, kNoteLengthTicks);
+        std::int64_t own =
+            dayBase + std::int64_t(ticksFrame) * m_tcc.tcToBinary(cue.getCueIn(), tcType);
+        if (own < ahead - dayTicks / 2) {
+            dayBase += dayTicks;
+            own += dayTicks;
+        }
+        ahead = own;
+        if (own < placed)
+            ++m_exportReport.movedCues;
+        placed = std::max(own, placed);
+        at.push_back(placed);
+    }
+
+    std::int64_t previous = startTicks;
+    auto deltaTo = [&previous](std::int64_t when) {
+        const std::int64_t delta = when - previous;
+        previous = when;
+        return int(std::min<std::int64_t>(delta, INT_MAX));
+    };
+    for (qsizetype i = 0; i < cues.size(); ++i) {
+        const QString text = cueItemText(cues[i], textIncluded, cueIdIncluded);
+        if (!text.isEmpty() && !coding78::fitsLatin1(text)) {
+            const QString id = cues[i].cueId.trimmed();
+            m_exportReport.lostTexts
+                << (id.isEmpty() ? QString() : id + QLatin1String(" at ")) + cues[i].getCueIn();
+        }
+        writeCue(track, deltaTo(at[size_t(i)]), text);
+        std::int64_t noteEnd = at[size_t(i)] + kNoteLengthTicks;
+        if (i + 1 < cues.size() && at[size_t(i) + 1] < noteEnd) {
+            noteEnd = at[size_t(i) + 1];
+            ++m_exportReport.shortenedNotes;
+        }
+        writeVarLenValue(track, deltaTo(noteEnd));
         track.append(char(0x90));
         track.append(char(kCueNote));
         track.append('\0');
-        previous += kNoteLengthTicks;
     }
     return fileWithTrack(track);
 }

@@ -6,6 +6,7 @@
 #include <QByteArray>
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 #include <cstdint>
 #include <functional>
@@ -36,6 +37,30 @@ public:
 
     using LogSink = std::function<void(const QByteArray& text)>;
 
+    // What the last cue export had to change so the file stays playable.
+    struct ExportReport {
+        // Cues placed later than their time: before the start (placed at the
+        // start) or before the cue written ahead of them (placed with it).
+        int movedCues = 0;
+        // Note ends written at the next cue's time, less than 800 ticks on.
+        int shortenedNotes = 0;
+        // Cues whose text still has a character without a Latin-1 form:
+        // their text message goes out empty. "<identifier> at <in time>", or
+        // the in time alone for a cue without an identifier.
+        QStringList lostTexts;
+    };
+
+    // How reading a file went.
+    enum class ReadVerdict {
+        Complete, // every chunk and event read
+        Damaged,  // cut short or not fully readable: what came before was logged
+        NotMidi   // empty, or not starting with a header chunk
+    };
+    struct ReadReport {
+        ReadVerdict verdict = ReadVerdict::Complete;
+        QString problem; // the first problem met, for the user
+    };
+
     MidiTrack();
 
     // Where diagnostics go; an empty sink restores standard output.
@@ -49,6 +74,12 @@ public:
     // offset in seconds becomes the file's SMPTE offset. Logs
     // "MIDI offset: HH:MM:SS:FF". Returns nothing for an empty list or a
     // timecode type other than 0 to 3.
+    //
+    // Time never runs backwards in the file: a cue more than half a day
+    // before the one ahead of it (or the start) is taken as the next day, as
+    // the sort does; a cue still earlier is placed at the start or with the
+    // cue ahead of it, and a note end that would come after the next cue is
+    // written at the next cue's time. lastExportReport() says what was moved.
     QByteArray exportMidi(const QList<CueItem>& cues, const QString& start, int tcType,
                           double offsetSeconds, bool textIncluded, bool pulldown,
                           bool cueIdIncluded);
@@ -57,6 +88,7 @@ public:
     bool onExportMidi(const QString& path, const QList<CueItem>& cues, const QString& start,
                       int tcType, double offsetSeconds, bool textIncluded, bool pulldown,
                       bool cueIdIncluded, QString* error = nullptr);
+    const ExportReport& lastExportReport() const { return m_exportReport; }
 
     // A one-event file whose event is the bytes given as hexadecimal numbers
     // ("f0 20 01 ... f7"); the text must hold the complete event. Reading
@@ -66,8 +98,8 @@ public:
 
     // Logs a file's bytes: hex dump, chunks, header, track events. Reads
     // never leave the file or the chunk they belong to: an event that would
-    // ends its chunk.
-    void importMidi(const QByteArray& fileBytes);
+    // ends its chunk. The report names the first problem met.
+    ReadReport importMidi(const QByteArray& fileBytes);
     // Reads the file and logs it; a file that cannot be read logs an empty
     // dump and returns false.
     bool onImportMidi(const QString& path);
@@ -97,7 +129,8 @@ public:
     std::uint16_t numberOfTracks() const { return m_numberOfTracks; }
     std::uint16_t timeDivision() const { return m_timeDivision; }
 
-    // Writes bytes to path through a temporary file renamed into place.
+    // Writes bytes to path through a temporary file renamed into place (a
+    // device or pipe is written directly, never replaced).
     static bool writeFileAtomically(const QString& path, const QByteArray& bytes,
                                     QString* error = nullptr);
 
@@ -110,10 +143,12 @@ private:
     static QByteArray fileWithTrack(QByteArray& track);
     void hexDump(const QByteArray& data);
     void readHeaderChunk(const unsigned char* bytes, qsizetype pos, qsizetype end);
-    void readTrackChunk(const unsigned char* bytes, qsizetype pos, qsizetype end);
+    // The first problem in the chunk; empty when every event was read.
+    QString readTrackChunk(const unsigned char* bytes, qsizetype pos, qsizetype end);
 
     TcCalculator m_tcc;
     LogSink m_logSink;
+    ExportReport m_exportReport;
     std::uint16_t m_format = 0;
     std::uint16_t m_numberOfTracks = 0;
     std::uint16_t m_timeDivision = 0;

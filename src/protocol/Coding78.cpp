@@ -42,12 +42,50 @@ QByteArray decode78(const QByteArray& data) {
     return out;
 }
 
-QByteArray encodeLatin1Text(const QString& text) {
+QString plainPunctuation(const QString& text) {
+    QString plain;
+    plain.reserve(text.size());
     for (const QChar c : text) {
-        if (c.unicode() > 0xFF)
-            return encode78({});
+        switch (c.unicode()) {
+        case 0x2018: // left single quote
+        case 0x2019: // right single quote, the apostrophe word processors type
+        case 0x201A: // low single quote
+        case 0x201B:
+            plain += u'\'';
+            break;
+        case 0x201C: // left and right double quotes
+        case 0x201D:
+        case 0x201E: // low double quote
+        case 0x201F:
+            plain += u'"';
+            break;
+        case 0x2010: // hyphen, non-breaking hyphen, figure dash, en dash, em dash
+        case 0x2011:
+        case 0x2012:
+        case 0x2013:
+        case 0x2014:
+            plain += u'-';
+            break;
+        case 0x2026: // ellipsis
+            plain += QLatin1String("...");
+            break;
+        default:
+            plain += c.category() == QChar::Separator_Space ? QChar(u' ') : c;
+        }
     }
-    return encode78(text.toLatin1());
+    return plain;
+}
+
+bool fitsLatin1(const QString& text) {
+    const QString plain = plainPunctuation(text);
+    return std::all_of(plain.begin(), plain.end(), [](QChar c) { return c.unicode() <= 0xFF; });
+}
+
+QByteArray encodeLatin1Text(const QString& text) {
+    const QString plain = plainPunctuation(text);
+    if (!fitsLatin1(plain))
+        return encode78({});
+    return encode78(plain.toLatin1());
 }
 
 } // namespace coding78

@@ -12,8 +12,14 @@ inline constexpr int kMaxInputBytes = 217;
 
 QByteArray encode78(const QByteArray& data);
 QByteArray decode78(const QByteArray& data);
-// A text for the unit, coded: its Latin-1 bytes (the unit's character set),
-// or nothing when a character has no Latin-1 form, so the unit shows it empty
-// rather than garbled.
+// Word-processor punctuation as the plain characters the unit can show:
+// curly single quotes to ', curly double quotes to ", en and em dashes to -,
+// the ellipsis to ..., and non-breaking and other spaces to a blank.
+QString plainPunctuation(const QString& text);
+// True when the text, its punctuation made plain, has a Latin-1 form.
+bool fitsLatin1(const QString& text);
+// A text for the unit, coded: the Latin-1 bytes (the unit's character set)
+// of its plainPunctuation() form, or nothing when a character still has no
+// Latin-1 form, so the unit shows it empty rather than garbled.
 QByteArray encodeLatin1Text(const QString& text);
 } // namespace coding78

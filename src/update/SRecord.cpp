@@ -153,14 +153,19 @@ bool SRecord::empty() const {
     return true;
 }
 
-QStringList SRecord::updateImage(const QStringList& fileLines) {
+QStringList SRecord::updateImage(const QStringList& fileLines, ImageStats* stats) {
     QByteArray image(kImageBytes, char(0xFF));
     SRecord record;
-    for (const QString& raw : fileLines) {
-        const QString line = raw.trimmed();
+    ImageStats found;
+    for (qsizetype i = 0; i < fileLines.size(); ++i) {
+        const QString line = fileLines[i].trimmed();
         if (line.isEmpty())
             continue;
-        if (record.setSRec(line) != 0 || record.recType() != 1 || record.count() == 0)
+        if (record.setSRec(line) != 0) {
+            found.unreadLines.append(int(i + 1));
+            continue;
+        }
+        if (record.recType() != 1 || record.count() == 0)
             continue;
         // An S1 address is 16 bits, but its data may run past the image end.
         const std::uint32_t start = record.address();
@@ -168,7 +173,10 @@ QStringList SRecord::updateImage(const QStringList& fileLines) {
             continue;
         const std::uint32_t n = std::min<std::uint32_t>(record.count(), kImageBytes - start);
         std::copy_n(record.m_buffer.constData(), n, image.data() + start);
+        ++found.dataRecords;
     }
+    if (stats)
+        *stats = found;
     return recordsFromImage(image);
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QList>
 #include <QString>
 #include <QStringList>
 
@@ -60,7 +61,11 @@ public:
     // records (other types and unreadable lines are skipped); the image from
     // 0x8000 to 0xFFFF is cut into 16-byte records, erased (all 0xFF) ones
     // left out; the end record "S9030000FC" closes the list.
-    static QStringList updateImage(const QStringList& fileLines);
+    struct ImageStats {
+        int dataRecords = 0;    // S1 records whose data went into the image
+        QList<int> unreadLines; // 1-based numbers of non-blank lines that are not records
+    };
+    static QStringList updateImage(const QStringList& fileLines, ImageStats* stats = nullptr);
     // The same starting from a ready image (at least kImageBytes bytes).
     static QStringList recordsFromImage(const QByteArray& image);
 

