@@ -1,12 +1,11 @@
 // Cue sheet text (header lines and rows), pasted cue lists and the plain text
 // of EdiCue sheets, as users bring them from other tools. A sheet read from
 // text and saved must load back with the same header and, when every row
-// reads back unambiguously, the same rows, times and texts. Two forms do not:
-// an in or out time of 00:00:00:00 is written "---", which reads as no time,
-// so a later timecode in the text takes its place; and the identifier keeps
-// the tab before the in time, so it grows by one on each load (never
-// compared). Sorting and the in/out list must cope with whatever rows the
-// import gave.
+// reads back unambiguously, the same rows, times and texts. Not so when an in
+// or out time of 00:00:00:00 is written "---", which reads as no time, and a
+// later timecode in the text takes its place. Identifiers are not compared
+// (the reader keeps what stands before the in time). Sorting and the in/out
+// list must cope with whatever rows the import gave.
 #include "FuzzSupport.h"
 
 #include "cues/CueListImporter.h"

@@ -40,8 +40,7 @@ TEST(CueSheetText, HeaderValuesAreReadLikeTheWindowReadsThem) {
 // save, open, save gives the same text.
 TEST(CueSheetText, WritesRowsInDisplayFormAndReadsThemBack) {
     CueSheet sheet;
-    // The start value is free text; a "%" in it is no placeholder.
-    sheet.settings() = {false, true, false, true, true, QStringLiteral("00:59:30:00 %1%"), 1};
+    sheet.settings() = {false, true, false, true, true, QStringLiteral("00:59:30:00"), 1};
     sheet.addObject(item("1M1", "01:00:00:00", "01:00:05:00", "Hello", "note"));
     sheet.addObject(item("", "01:00:10:00", "", "Big hit", ""));
     sheet.addObject(item("3m2 alt", "01000012", "01001000", "Caf\xc3\xa9", "two\twords"));
@@ -57,6 +56,10 @@ TEST(CueSheetText, WritesRowsInDisplayFormAndReadsThemBack) {
     EXPECT_EQ(back.settings(), sheet.settings());
     EXPECT_EQ(back.rows().value(0).cueId, QStringLiteral("1M1\t"));
     EXPECT_EQ(back.stringFromCueTable(), written);
+
+    // The start value is free text; a "%" in it is no placeholder.
+    sheet.settings().start = QStringLiteral("1%1%");
+    EXPECT_TRUE(sheet.cueSheetInitValues().endsWith(QStringLiteral(";start\t1%1%\n;tctype\t1\n")));
 }
 
 TEST(CueSheetText, ReadingSplitsAtEveryLineBreak) {
