@@ -5,7 +5,10 @@
 //      exchange by a bare write/poll/read loop on the terminal subtracted);
 //   2. 500 "f" commands with the unit emulating 38400 baud: total time over
 //      the time the bytes need on the wire;
-//   3. CPU used by the idle link thread.
+//   3. the priority lane: how long a MIDI trigger takes to reach the unit
+//      while a command waits for a reply that comes 250 ms late (p50, p99
+//      and worst of 1,000);
+//   4. CPU used by the idle link thread.
 // usage: bench_link [idle-seconds]   (default 60)
 #include "link/ComThread.h"
 #include "link/Diagnostics.h"
@@ -31,15 +34,14 @@
 namespace {
 
 // Counts the reply lines matching a prefix and ends the event loop at a target.
-class Counter : public QObject {
-    Q_OBJECT
+class Counter final : public LinkListener {
 public:
     QString prefix;
     int target = 0;
     int seen = 0;
     QEventLoop* loop = nullptr;
 
-    Q_INVOKABLE void threadHasMsg(MsgClass chunk) {
+    void threadHasMsg(MsgClass chunk) override {
         for (const QString& line : m_buffer.drain(chunk))
             if (line.startsWith(prefix) && ++seen == target && loop)
                 loop->quit();
@@ -214,12 +216,58 @@ void wireSpeed() {
                 wireS, totalS / wireS);
 }
 
+void priorityLane() {
+    constexpr int kTriggers = 1000;
+    constexpr int kPerCommand = 10; // triggers fired while one command waits
+    constexpr int kSpacingMs = 15;
+    SimulatedUnit sim;
+    ComThread link;
+    if (!openLink(sim, link, "priority lane"))
+        return;
+    Counter counter;
+    link.startThread(&counter);
+    sim.setReplyDelayMs(250);
+    std::vector<double> samples;
+    using Clock = SimProtocol::Clock;
+    while (int(samples.size()) < kTriggers) {
+        link.sendString(cmd::query('X'));
+        QThread::msleep(kSpacingMs); // the command is written and its reply awaited
+        for (int i = 0; i < kPerCommand && int(samples.size()) < kTriggers; ++i) {
+            const qsizetype before = sim.triggers().size();
+            const Clock::time_point sent = Clock::now();
+            link.sendMidiTrigger(119);
+            QElapsedTimer wait;
+            wait.start();
+            while (sim.triggers().size() == before && wait.elapsed() < 1000)
+                QThread::usleep(50);
+            const QList<SimProtocol::Trigger> triggers = sim.triggers();
+            if (triggers.size() == before) {
+                std::printf("priority lane: trigger %zu never arrived\n", samples.size() + 1);
+                return;
+            }
+            samples.push_back(
+                std::chrono::duration<double, std::milli>(triggers.last().time - sent).count());
+            QThread::msleep(kSpacingMs);
+        }
+        // Let the late reply in before the next command.
+        QThread::msleep(120);
+        sim.clearRecord();
+    }
+    link.stopThread();
+    std::sort(samples.begin(), samples.end());
+    std::printf("priority lane, %d triggers while a command waits 250 ms for its reply:\n",
+                kTriggers);
+    std::printf("  trigger to unit  p50 %.3f ms, p99 %.3f ms, worst %.3f ms   (target p99 < 1 "
+                "ms)\n",
+                samples[samples.size() / 2], samples[samples.size() * 99 / 100], samples.back());
+}
+
 void idleCpu(int seconds) {
     SimulatedUnit sim;
     ComThread link;
     if (!openLink(sim, link, "idle"))
         return;
-    QObject owner;
+    Counter owner;
     link.startThread(&owner);
     QThread::msleep(50);
     const auto before = link.linkThreadCpuTime();
@@ -246,8 +294,7 @@ int main(int argc, char** argv) {
     const int idleSeconds = argc > 1 ? std::max(1, std::atoi(argv[1])) : 60;
     roundTrip();
     wireSpeed();
+    priorityLane();
     idleCpu(idleSeconds);
     return 0;
 }
-
-#include "bench_link.moc"

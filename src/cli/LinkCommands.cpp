@@ -7,7 +7,6 @@
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
-#include <QObject>
 #include <QThread>
 #include <cstdio>
 
@@ -52,8 +51,11 @@ int openLink(ComThread& link, const LinkArgs& args) {
     link.setPort(args.port);
     if (link.openUsbSerial() == 0)
         return 0;
-    if (!args.port.isEmpty() && !link.lastOpenError().isEmpty())
-        return cli::fail(link.lastOpenError());
+    if (!args.port.isEmpty() && !link.lastOpenError().isEmpty()) {
+        const QString remedy = link.openErrorRemedy();
+        return cli::fail(remedy.isEmpty() ? link.lastOpenError()
+                                          : link.lastOpenError() + QStringLiteral(". ") + remedy);
+    }
     std::printf("QZ62 not found\n");
     return 1;
 }
@@ -64,15 +66,14 @@ QString portShown(const ComThread& link) {
 }
 
 // Receives the link thread's chunks and prints the lines they hold.
-class ReplyPrinter : public QObject {
-    Q_OBJECT
+class ReplyPrinter final : public LinkListener {
 public:
     QElapsedTimer lastReceived;
     bool lost = false;
 
     ReplyPrinter() { lastReceived.start(); }
 
-    Q_INVOKABLE void threadHasMsg(MsgClass chunk) {
+    void threadHasMsg(MsgClass chunk) override {
         lastReceived.restart();
         for (const QString& line : m_buffer.drain(chunk)) {
             const QByteArray bytes = line.toUtf8();
@@ -82,7 +83,7 @@ public:
         }
         std::fflush(stdout);
     }
-    Q_INVOKABLE void threadLinkLost(QString reason) {
+    void threadLinkLost(const QString& reason) override {
         lost = true;
         std::fprintf(stderr, "qz62ctl: link lost: %s\n", reason.toLocal8Bit().constData());
     }
@@ -142,5 +143,3 @@ int send(const QStringList& args) {
     return printer.lost ? 2 : 0;
 }
 } // namespace cli
-
-#include "LinkCommands.moc"

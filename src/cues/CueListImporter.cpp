@@ -1,8 +1,9 @@
 #include "cues/CueListImporter.h"
 
+#include "common/PosixRegex.h"
 #include "cues/CueSheet.h"
+#include "cues/CueText.h"
 #include "cues/PdfCueReader.h"
-#include "cues/PosixRegex.h"
 #include "cues/TCFormatter.h"
 #include "cues/TcCalculator.h"
 
@@ -57,10 +58,7 @@ QString trimRowRest(const QString& rest) {
 } // namespace
 
 QString CueListImporter::removeUniChars(const QString& text) {
-    qsizetype begin = 0;
-    while (begin < text.size() && text[begin].unicode() > 0xF000)
-        ++begin;
-    return text.mid(begin);
+    return cuetext::withoutLeadingSymbols(text);
 }
 
 bool CueListImporter::containsTimecode(const QString& text) {

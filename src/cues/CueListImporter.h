@@ -50,10 +50,9 @@ public:
 
     // Files dropped on the table. Text files are read as UTF-8 and each is
     // appended to the text of the earlier text files of this drop, which is
-    // then imported again as a whole (so dropping A and B imports A, A, B; the
-    // table has always behaved so). A ".pdf" file goes to `pdfHandler` when one
-    // is set, otherwise to PdfCueReader::importPdf. Returns false when the drag does not offer
-    // linking or there are no files.
+    // then imported again as a whole (so dropping A and B imports A, A, B). A ".pdf" file goes to
+    // `pdfHandler` when one is set, otherwise to PdfCueReader::importPdf. Returns false when the
+    // drag does not offer linking or there are no files.
     bool acceptDrop(const QStringList& fileNames, bool sourceOffersLink = true);
     std::function<void(const QString& pdfPath)> pdfHandler;
 

@@ -1,9 +1,11 @@
 #include "cues/CueSheet.h"
 
 #include "cues/CueListImporter.h"
+#include "cues/CueText.h"
 #include "link/CommandSink.h"
 #include "protocol/Coding78.h"
 #include "protocol/Commands.h"
+#include "protocol/MidiMessages.h"
 
 #include <algorithm>
 #include <climits>
@@ -52,12 +54,6 @@ int integerValue(const QString& value) {
         ++i;
     }
     return int(negative ? -result : result);
-}
-
-// Symbol-font glyphs at the front are dropped, then blanks and line breaks
-// at both ends.
-QString cleanForUnit(const QString& text) {
-    return CueListImporter::removeUniChars(text).trimmed();
 }
 
 // Stable merge sort of `order` by `less`. The in-time compare is circular
@@ -160,15 +156,7 @@ bool CueSheet::readFromData(const QByteArray& /*data*/, int* osStatusError) {
 }
 
 QString CueSheet::cueItemText(const CueItem& item) const {
-    QString text;
-    if (m_settings.cueId) {
-        text = cleanForUnit(item.cueId);
-        if (m_settings.text)
-            text += QLatin1String("\\n"); // the unit's line-break escape
-    }
-    if (!m_settings.text)
-        return text;
-    return text + cleanForUnit(item.cueText);
+    return cuetext::build(item, m_settings.cueId, m_settings.text, true);
 }
 
 void CueSheet::OnSort() {
@@ -315,8 +303,7 @@ void CueSheet::onClearText() {
 void CueSheet::sendTriggerAndText(const CueItem& item, int trigger) {
     if (!m_comThread)
         return;
-    const char noteOn[3] = {char(0x90), char(kTriggerNote), char(trigger & 0xff)};
-    m_comThread->sendBytes(QByteArray(noteOn, 3));
+    m_comThread->sendBytes(midimsg::noteOn(kTriggerNote, trigger));
 
     QString command = cmd::cueText(cueItemText(item));
     if (command.size() > kMaxTextCommand)
@@ -325,13 +312,7 @@ void CueSheet::sendTriggerAndText(const CueItem& item, int trigger) {
 }
 
 QByteArray CueSheet::textSysex(const QString& command) {
-    QByteArray sysex;
-    sysex.append(char(0xF0));
-    sysex.append(char(0x20));
-    sysex.append(char(0x01)); // 7/8-coded payload follows
-    sysex.append(coding78::encodeLatin1Text(command));
-    sysex.append(char(0xF7));
-    return sysex;
+    return midimsg::textSysex(command);
 }
 
 void CueSheet::mtcEvent(const QByteArray& mtc) {

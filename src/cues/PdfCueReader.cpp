@@ -120,18 +120,18 @@ private:
         report("op_BT " + QByteArray::number(m_textBlocks++) + '\n');
         if (auto operand = pop()) {
             if (operand->isName())
-                report("CGPDFScannerPopName\n");
+                report("stray name operand\n");
             else if (operand->isString())
-                report("CGPDFScannerPopString\n");
+                report("stray string operand\n");
         }
     }
     void opET() {
         report("op_ET\n");
         if (auto operand = pop()) {
             if (operand->isName())
-                report("CGPDFScannerPopName\n");
+                report("stray name operand\n");
             else if (operand->isArray())
-                report("CGPDFScannerPopArray\n");
+                report("stray array operand\n");
         }
     }
     void report(const QByteArray& line) {

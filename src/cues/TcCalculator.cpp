@@ -1,6 +1,6 @@
 #include "cues/TcCalculator.h"
 
-#include "cues/PosixRegex.h"
+#include "common/PosixRegex.h"
 
 #include <cstdint>
 #include <cstdio>

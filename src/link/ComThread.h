@@ -1,58 +1,61 @@
 #pragma once
 
 #include "link/CommandSink.h"
-#include "link/MsgClass.h"
-#include "link/WakePipe.h"
+#include "link/LinkListener.h"
+#include "link/LinkWorker.h"
+#include "link/SerialPortFinder.h"
+#include "link/SerialTransport.h"
 
-#include <QObject>
 #include <QString>
 #include <atomic>
 #include <chrono>
-#include <deque>
 #include <memory>
-#include <mutex>
-#include <termios.h>
-#include <thread>
 
-// The USB-serial link to the QZ62 unit.
-//
-// openUsbSerial() finds the unit's port, sets the line up (38400 baud, 8 data
-// bits, RTS/CTS flow control, raw) and proves that a QZ62 answers on it.
-// startThread() then runs the link thread: it writes one queued command per
-// pass, waits up to 300 ms for the first bytes of the reply before it writes
-// the next (the unit has no input buffer to speak of, so commands are paced by
-// its replies), and hands every chunk it reads (at most 255 bytes) to the
-// owner on the main thread.
-//
-// The owner (the parent given to startThread) is a QObject with these
-// invokable methods, called by name on the owner's thread, later and in
-// order (queued through QueuedCalls), never waited for:
-//   Q_INVOKABLE void threadHasMsg(MsgClass chunk);
-//       one chunk of received bytes; chunk.text is the chunk counter ("1",
-//       "2", ...). Feed it to a long-lived MsgClass with drain().
-//   Q_INVOKABLE void threadLinkLost(QString reason);
-//       the port went away (adapter pulled, unit powered off). The link thread
-//       has ended and the port is closed; later commands are dropped as when
-//       no port exists. openUsbSerial() and startThread() bring it back.
-// A missing method is reported on standard output and skipped.
-//
-// Thread safety: sendString(), sendBytes(), sendMidiTrigger() and txCount()
-// may be called from any thread. Everything else belongs to the thread that
-// owns the object (the main thread). sendStringPolling(), setBaud() and direct
-// use of fd() are for the update procedures while the link thread is stopped.
+class ComThread;
 class QueuedCalls;
 
+// The serial port lent to an update engine. While it exists the link thread is
+// stopped and the link sends nothing; when it goes, the port goes back to the
+// link at 38400 baud and the link thread runs again if it ran before.
+class TransportLoan {
+public:
+    TransportLoan(TransportLoan&& other) noexcept;
+    TransportLoan& operator=(TransportLoan&&) = delete;
+    ~TransportLoan();
+
+    // Null when the link had no open port.
+    SerialTransport* port() const { return m_port.get(); }
+    explicit operator bool() const { return bool(m_port); }
+
+private:
+    friend class ComThread;
+    TransportLoan(ComThread* link, std::unique_ptr<SerialTransport> port, bool restart);
+
+    ComThread* m_link;
+    std::unique_ptr<SerialTransport> m_port;
+    bool m_restart;
+};
+
+// The device link as the rest of the program sees it.
+//
+// openUsbSerial() finds the unit's port (SerialPortFinder) and keeps it open;
+// startThread() runs the link thread (LinkWorker) on it, which paces the
+// queued commands by the unit's replies, sends raw MIDI bytes at once and
+// hands every received chunk to the owner (a LinkListener) on the owner's
+// thread. useTransport() runs the same link on another transport (TCP to the
+// network proxy).
+//
+// Thread safety: sendString(), sendBytes(), sendMidiTrigger() and txCount()
+// may be called from any thread (the MIDI thread fires cues); they never wait
+// for the unit nor for the main thread. Everything else belongs to the thread
+// that owns the object (the main thread).
 class ComThread final : public CommandSink {
 public:
-    // Bytes per read, as the unit's chunks are handed on.
-    static constexpr int kReadChunkBytes = 255;
-    // How long the link waits for the first reply bytes before the next write.
-    static constexpr int kReplyWaitMs = 300;
-    // How long sendStringPolling() collects a reply.
-    static constexpr int kPollingReplyMs = 100;
-    // Identification attempts per port.
-    static constexpr int kProbeTries = 3;
-    static constexpr int kDefaultBaud = 38400;
+    static constexpr int kReadChunkBytes = LinkWorker::kReadChunkBytes;
+    static constexpr int kReplyWaitMs = LinkWorker::kReplyWaitMs;
+    static constexpr int kPollingReplyMs = SerialTransport::kPollingReplyMs;
+    static constexpr int kProbeTries = SerialPortFinder::kProbeTries;
+    static constexpr int kDefaultBaud = SerialTransport::kDefaultBaud;
 
     // The explicit port starts as the environment variable QZ62_PORT.
     ComThread();
@@ -62,89 +65,72 @@ public:
     ComThread& operator=(const ComThread&) = delete;
 
     // --- finding the unit ---
-    // Searches the directory (see setSearchDirectory) for FTDI serial devices
-    // ("tty.usbserial..." or "ttyUSB<n>"), in name order, and keeps the first
-    // on which a QZ62 answers "B\r\n" with text containing "C190" (three
-    // tries per port). With an explicit port, only that one is opened and
-    // identified. Returns 0 when found (fd() open, com() the directory entry's
-    // name, or the explicit path), -1 otherwise (com() "QZ62 not found").
+    // Returns 0 when a unit answered (fd() open, com() the directory entry's
+    // name or the explicit path), -1 otherwise (com() "QZ62 not found"; left
+    // unchanged when the search directory cannot be read).
     int openUsbSerial();
-    // Directory searched for adapters; "/dev" unless set.
-    void setSearchDirectory(const QString& directory);
-    QString searchDirectory() const { return m_searchDirectory; }
-    // An explicit port path skips the search; an empty path restores it.
-    void setPort(const QString& path);
-    QString port() const { return m_port; }
-    // When the search finds no unit and the FTDI serial driver is missing,
-    // the user is told where to get it (an alert). On by default.
-    void setDriverCheckEnabled(bool enabled) { m_driverCheck = enabled; }
-    // Why the last openUsbSerial() failed to open a port at all (empty when
-    // every port opened, or when the unit was found).
-    QString lastOpenError() const { return m_lastOpenError; }
-    // True when this platform's FTDI serial driver is present (or no check
-    // applies here).
-    static bool serialDriverPresent();
-    static QString driverDownloadUrl();
+    void setSearchDirectory(const QString& directory) { m_finder.setSearchDirectory(directory); }
+    QString searchDirectory() const { return m_finder.searchDirectory(); }
+    void setPort(const QString& path) { m_finder.setPort(path); }
+    QString port() const { return m_finder.port(); }
+    void setDriverCheckEnabled(bool enabled) { m_finder.setDriverCheckEnabled(enabled); }
+    void setUsbDevicesDirectory(const QString& dir) { m_finder.setUsbDevicesDirectory(dir); }
+    // Why the last openUsbSerial() could not open a port, and the one-line
+    // fix when there is one (empty when every port opened).
+    QString lastOpenError() const { return m_finder.lastOpenError(); }
+    QString openErrorRemedy() const { return m_finder.remedy(); }
+    static QString driverDownloadUrl() { return SerialPortFinder::driverDownloadUrl(); }
+
+    // Runs the link on another transport instead of the serial port (the
+    // network proxy's TCP stream). The link thread must be stopped.
+    void useTransport(std::unique_ptr<Transport> transport, const QString& name);
 
     // --- the link thread ---
-    // Starts the link thread with a fresh, empty queue. parent receives the
-    // calls described above and must outlive the thread (stopThread first).
-    void startThread(QObject* parent);
-    // Asks the thread to finish and waits for it (woken at once, so this
-    // returns within a write). Commands still queued are lost. No-op without
-    // a thread. Does not close the port.
+    // Starts the link thread with fresh, empty queues. The listener receives
+    // the chunks and must outlive the thread (stopThread first); it is called
+    // on the thread calling startThread.
+    void startThread(LinkListener* listener);
+    // Stops the thread and waits for it; queued commands are lost. No-op
+    // without a thread. Does not close the port.
     void stopThread();
-    bool isRunning() const { return m_running.load(); }
+    bool isRunning() const { return m_worker.isRunning(); }
 
     // --- sending (any thread) ---
     // Offered to the network link first; dropped when there is no port or no
-    // thread; otherwise queued, framed by MsgClass::txString.
+    // thread; otherwise queued, framed by MsgClass::txString, and paced.
     void sendString(const QString& command) override;
-    // Offered to the network link first; otherwise queued unchanged.
+    // Offered to the network link first; otherwise written at once, ahead of
+    // queued commands, without waiting for a reply.
     void sendBytes(const QByteArray& bytes) override;
-    int txCount() const override;
+    int txCount() const override { return m_worker.queuedCount(); }
     // The network link, or nullptr (not owned).
     void setNetworkSender(NetworkSender* sender) { m_network.store(sender); }
 
-    // --- synchronous use while the thread is stopped ---
-    // Discards pending input, writes the string's UTF-8 bytes unchanged and
-    // collects the reply for up to 100 ms, until the prompt "\r\n>" or 255
-    // bytes. Empty when there is no port or the write fails.
+    // --- the port while the thread is stopped ---
+    // Synchronous exchange (see SerialTransport::sendStringPolling).
     QString sendStringPolling(const QString& text);
     void setBaud(int bitsPerSecond);
     int getBaud() const;
     int bytesAvailable() const;
-    int fd() const { return m_fd.load(); }
+    int fd() const;
     QString com() const { return m_com; }
+    // Stops the link and lends the serial port to an update engine until the
+    // loan is destroyed.
+    TransportLoan lendTransport();
 
     // CPU time the link thread has used (its final figure once it ended).
-    std::chrono::nanoseconds linkThreadCpuTime() const;
+    std::chrono::nanoseconds linkThreadCpuTime() const { return m_worker.cpuTime(); }
 
 private:
-    int openPort(const QString& path);
-    bool identify();
-    void closePort();
-    void enqueue(MsgClass message);
-    void run(QObject* parent, bool hasMsgSlot, bool hasLostSlot);
+    friend class TransportLoan;
+    void takeBack(std::unique_ptr<SerialTransport> port, bool restart);
 
-    QString m_searchDirectory = QStringLiteral("/dev");
-    QString m_port;
+    SerialPortFinder m_finder;
+    std::unique_ptr<SerialTransport> m_serial;
+    std::unique_ptr<Transport> m_other; // in use instead of m_serial when set
     QString m_com;
-    QString m_lastOpenError;
-    bool m_driverCheck = true;
-    termios m_sp{};
-    termios m_oldSp{};
-
-    std::atomic<int> m_fd{-1};
-    std::atomic<bool> m_abort{false};
-    std::atomic<bool> m_running{false};
+    LinkListener* m_listener = nullptr;
     std::atomic<NetworkSender*> m_network{nullptr};
-    std::atomic<std::int64_t> m_finalCpuNs{0};
-    std::unique_ptr<QueuedCalls> m_toOwner; // created by startThread on the owner's thread
-
-    mutable std::mutex m_ioLock; // guards m_txQueue only
-    std::deque<MsgClass> m_txQueue;
-
-    WakePipe m_wake; // wakes the link thread for a command or to stop
-    std::thread m_thread;
+    std::unique_ptr<QueuedCalls> m_toOwner; // created on the owner's thread
+    LinkWorker m_worker;
 };

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "protocol/MidiMessages.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -20,10 +22,7 @@ public:
     virtual int txCount() const = 0;
 
     // Three-byte Note On, channel 1, velocity 64.
-    void sendMidiTrigger(int note) {
-        const char bytes[3] = {char(0x90), char(note & 0xff), char(0x40)};
-        sendBytes(QByteArray(bytes, 3));
-    }
+    void sendMidiTrigger(int note) { sendBytes(midimsg::trigger(note)); }
 };
 
 // The network link offers to carry a command before the serial queue sees it.

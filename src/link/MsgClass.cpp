@@ -55,22 +55,23 @@ void MsgClass::append(const MsgClass& other) {
         m_buffer += other.m_buffer;
 }
 
+// Whichever comes first ends the text: a CR LF (the line is complete) or an
+// 0xF0 (a system-exclusive message starts; the text before it is delivered at
+// once, even without its line end).
 std::optional<QString> MsgClass::removeString() {
     if (m_buffer.isEmpty())
         return std::nullopt;
     const qsizetype sysex = m_buffer.indexOf(kSysexStart);
+    const qsizetype lineEnd = m_buffer.indexOf("\r\n");
+    if (lineEnd >= 0 && (sysex < 0 || lineEnd < sysex)) {
+        const QString text = trimmedLine(m_buffer.left(lineEnd + 2));
+        m_buffer.remove(0, lineEnd + 2);
+        return text;
+    }
     if (sysex >= 0) {
         const QString text = trimmedLine(m_buffer.left(sysex));
         m_buffer.remove(0, sysex);
         return text;
-    }
-    if (m_buffer.size() >= 2) {
-        const qsizetype end = m_buffer.indexOf("\r\n");
-        if (end >= 0) {
-            const QString text = trimmedLine(m_buffer.left(end + 2));
-            m_buffer.remove(0, end + 2);
-            return text;
-        }
     }
     return std::nullopt;
 }

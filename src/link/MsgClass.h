@@ -43,8 +43,9 @@ public:
     void append(const MsgClass& other);
 
     // The next text reply, trimmed of CR, LF and '>' at both ends; nothing
-    // while the line is incomplete. Text before an 0xF0 is returned at once
-    // (an empty string when the 0xF0 is at the front).
+    // while the line is incomplete. The text ends at whichever comes first,
+    // CR LF or 0xF0: text before an 0xF0 is returned at once (an empty string
+    // when the 0xF0 is at the front).
     std::optional<QString> removeString();
     // The next system-exclusive message (0xF0 ... 0xF7 inclusive) when the
     // buffer starts with 0xF0 and its 0xF7 has arrived; otherwise nothing.

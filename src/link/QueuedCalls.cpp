@@ -33,13 +33,25 @@ void QueuedCalls::cancel() {
     m_calls.clear();
 }
 
+// One call at a time, taken from the front under the lock: a call that opens
+// a nested event loop (a modal alert) lets that loop deliver the next calls in
+// order, and this loop then goes on with whatever is still left, so no call
+// ever overtakes an older one.
 void QueuedCalls::deliver() {
     m_wake.drain();
-    std::vector<std::function<void()>> calls;
-    {
-        std::lock_guard<std::mutex> lock(m_lock);
-        calls.swap(m_calls);
-    }
-    for (const std::function<void()>& call : calls)
+    for (;;) {
+        std::function<void()> call;
+        bool more = false;
+        {
+            std::lock_guard<std::mutex> lock(m_lock);
+            if (m_calls.empty())
+                return;
+            call = std::move(m_calls.front());
+            m_calls.pop_front();
+            more = !m_calls.empty();
+        }
+        if (more)
+            m_wake.wake(); // a nested event loop inside call() goes on with the rest
         call();
+    }
 }

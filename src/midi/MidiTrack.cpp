@@ -1,8 +1,10 @@
 #include "midi/MidiTrack.h"
 
 #include "common/HexScan.h"
+#include "cues/CueText.h"
 #include "cues/OutputFile.h"
 #include "protocol/Coding78.h"
+#include "protocol/MidiMessages.h"
 
 #include <QFile>
 
@@ -32,14 +34,6 @@ bool readVarLen(const unsigned char* bytes, qsizetype& pos, qsizetype end, std::
             return true;
     }
     return false;
-}
-
-// Leading private-use symbols left by some importers are not sent.
-QString withoutLeadingSymbols(const QString& text) {
-    qsizetype i = 0;
-    while (i < text.size() && text.at(i).unicode() > 0xF000)
-        ++i;
-    return text.mid(i);
 }
 
 // double to int as a C cast does, but defined for every input: out-of-range
@@ -121,15 +115,7 @@ QByteArray MidiTrack::decode78(const QByteArray& data) {
 }
 
 QString MidiTrack::cueItemText(const CueItem& item, bool textIncluded, bool cueIdIncluded) {
-    QString text;
-    if (cueIdIncluded) {
-        text = withoutLeadingSymbols(item.cueId);
-        if (textIncluded)
-            text += QStringLiteral("\\n"); // the unit's line-break escape
-    }
-    if (textIncluded)
-        text += withoutLeadingSymbols(item.cueText);
-    return text;
+    return cuetext::build(item, cueIdIncluded, textIncluded, false);
 }
 
 void MidiTrack::writeVarLenValue(QByteArray& data, int value) {
@@ -158,8 +144,7 @@ void MidiTrack::writeMetaDataString(QByteArray& data, int delta, int type, const
 
 void MidiTrack::writeCue(QByteArray& data, int delta, const QString& text) {
     writeVarLenValue(data, delta);
-    const char note[3] = {char(0x90), char(kCueNote), char(kCueVelocity)};
-    data.append(note, 3);
+    data.append(midimsg::noteOn(kCueNote, kCueVelocity));
     if (text.isEmpty())
         return;
     const QByteArray coded =

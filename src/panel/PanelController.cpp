@@ -3,8 +3,8 @@
 #include "Version.h"
 #include "link/ComThread.h"
 #include "link/MsgClass.h"
-#include "protocol/Commands.h"
 #include "panel/InhibitPing.h"
+#include "protocol/Commands.h"
 
 #include <QStringList>
 
@@ -41,8 +41,15 @@ void PanelController::startUp() {
 }
 
 bool PanelController::openLink() {
+    m_unansweredPings = 0;
     if (m_comThread->openUsbSerial() != 0) {
-        setLinkState(LinkState::NotFound, m_comThread->com());
+        // The banner names why a port could not be opened, with the fix when
+        // there is a simple one; otherwise it points at the cable.
+        QString detail = m_comThread->lastOpenError();
+        const QString remedy = m_comThread->openErrorRemedy();
+        if (!remedy.isEmpty())
+            detail += QLatin1Char('\n') + remedy;
+        setLinkState(LinkState::NotFound, detail);
         return false;
     }
     m_comThread->startThread(this);
@@ -70,6 +77,7 @@ void PanelController::windowClosing() {
         m_comThread.reset();
     }
     m_msg.reset();
+    m_pendingLines.clear();
     setLinkState(LinkState::Closed, QString());
 }
 
@@ -79,8 +87,12 @@ void PanelController::timer_service() {
         --m_pingDowncount;
         return;
     }
-    if (!inhibitPing.load() && m_comThread)
+    if (!inhibitPing.load() && m_comThread && m_comThread->isRunning()) {
+        if (m_unansweredPings >= kUnansweredPings && m_linkState == LinkState::Connected)
+            setLinkState(LinkState::NotAnswering, m_comThread->com());
         m_comThread->sendString(cmd::ping());
+        ++m_unansweredPings;
+    }
     m_pingDowncount = kPingTicks;
 }
 
@@ -92,18 +104,41 @@ void PanelController::setWindowTitle(const QString& suffix) {
     emit windowTitleChanged(title);
 }
 
-void PanelController::threadHasMsg(MsgClass chunk) {
-    if (!m_msg)
-        return;
-    for (const QString& line : m_msg->drain(chunk)) {
-        if (line.isEmpty())
-            continue;
-        m_parser.processRxString(line);
-        emit rxLine(line);
+// Anything from the unit proves it is there; after a silence it may have been
+// powered off and on, so every setting is read again.
+void PanelController::unitSpoke() {
+    m_unansweredPings = 0;
+    if (m_linkState == LinkState::NotAnswering) {
+        setLinkState(LinkState::Connected, m_comThread ? m_comThread->com() : QString());
+        getInitValues();
     }
 }
 
+void PanelController::threadHasMsg(MsgClass chunk) {
+    if (!m_msg)
+        return;
+    unitSpoke();
+    for (const QString& line : m_msg->drain(chunk))
+        if (!line.isEmpty())
+            m_pendingLines.push_back(line);
+    processLines();
+}
+
+void PanelController::processLines() {
+    if (m_processing)
+        return; // the outer call goes on with these, in order
+    m_processing = true;
+    while (!m_pendingLines.empty()) {
+        const QString line = m_pendingLines.front();
+        m_pendingLines.pop_front();
+        m_parser.processRxString(line);
+        emit rxLine(line);
+    }
+    m_processing = false;
+}
+
 void PanelController::threadHasString(const QString& text) {
+    unitSpoke();
     for (const QString& piece : text.split(QLatin1Char('\n')))
         m_parser.processRxString(piece);
     // The log adds its own line end.

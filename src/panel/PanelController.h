@@ -1,5 +1,6 @@
 #pragma once
 
+#include "link/LinkListener.h"
 #include "link/MsgClass.h"
 #include "panel/PanelSettings.h"
 #include "panel/StatusParser.h"
@@ -7,6 +8,7 @@
 #include <QObject>
 #include <QString>
 #include <QTimer>
+#include <deque>
 #include <memory>
 
 class ComThread;
@@ -14,22 +16,27 @@ class ComThread;
 // The control panel's life with the unit, without widgets: it creates the
 // serial link, finds the unit, reads every setting, keeps the link alive with
 // a "ping" every 5 s, cuts the received bytes into reply lines for the
-// parser, and says at all times whether a unit is there. Main thread only;
-// the link thread reaches it only through queued calls.
-class PanelController : public QObject {
+// parser, and says at all times whether a unit is there and answering. Main
+// thread only; the link thread reaches it only through queued calls.
+class PanelController : public QObject, public LinkListener {
     Q_OBJECT
 public:
     enum class LinkState {
-        Idle,      // not started yet
-        Connected, // a unit answered; detail names the port
-        NotFound,  // no unit answered at start-up
-        Lost,      // the unit went away; detail gives the reason
-        Closed,    // the window closed, the link is stopped
+        Idle,         // not started yet
+        Connected,    // a unit answered; detail names the port
+        NotFound,     // no unit answered at start-up; detail gives the reason
+                      // a port could not be opened (empty when none failed)
+        Lost,         // the unit went away; detail gives the reason
+        NotAnswering, // the port is there but the unit ignored three pings
+        Closed,       // the window closed, the link is stopped
     };
     Q_ENUM(LinkState)
 
     static constexpr int kTickMs = 100;   // timer_service period
     static constexpr int kPingTicks = 50; // a "ping" every 5 s
+    // Pings in a row that got nothing back before the unit counts as not
+    // answering.
+    static constexpr int kUnansweredPings = 3;
     static constexpr const char* kNotFoundTitle = "QZ-62A not found";
 
     explicit PanelController(QObject* parent = nullptr);
@@ -65,13 +72,15 @@ public:
     LinkState linkState() const { return m_linkState; }
     QString linkDetail() const { return m_linkDetail; }
     int pingDowncount() const { return m_pingDowncount; }
+    // Keep-alive pings sent since the unit last sent anything.
+    int unansweredPings() const { return m_unansweredPings; }
 
     // Called by the link thread (queued): a chunk of received bytes.
-    Q_INVOKABLE void threadHasMsg(MsgClass chunk);
+    void threadHasMsg(MsgClass chunk) override;
     // Text from the network link: one or more lines.
     Q_INVOKABLE void threadHasString(const QString& text);
     // Called by the link thread (queued) when the port went away.
-    Q_INVOKABLE void threadLinkLost(const QString& reason);
+    void threadLinkLost(const QString& reason) override;
 
 signals:
     // Every non-empty line received, for the log.
@@ -82,6 +91,8 @@ signals:
 private:
     bool openLink();
     void setLinkState(LinkState state, const QString& detail);
+    void unitSpoke();
+    void processLines();
 
     StatusParser m_parser;
     PanelSettings m_settings;
@@ -89,6 +100,12 @@ private:
     std::unique_ptr<MsgClass> m_msg;
     QTimer m_timer;
     int m_pingDowncount = 0;
+    int m_unansweredPings = 0;
+    // Lines received but not parsed yet, oldest first. A reply that opens an
+    // alert runs a nested event loop in which newer chunks arrive; they wait
+    // here behind the older lines.
+    std::deque<QString> m_pendingLines;
+    bool m_processing = false;
     QString m_explicitPort;
     QString m_searchDirectory;
     QString m_windowTitle;

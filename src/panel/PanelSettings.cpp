@@ -2,11 +2,11 @@
 
 #include "link/Alerts.h"
 #include "link/CommandSink.h"
-#include "protocol/Commands.h"
+#include "link/Diagnostics.h"
 #include "panel/StatusParser.h"
+#include "protocol/Commands.h"
 
 #include <QTimer>
-#include <cstdio>
 
 PanelSettings::PanelSettings(StatusParser& parser, QObject* parent)
     : QObject(parent), m_parser(parser) {}
@@ -109,10 +109,8 @@ void PanelSettings::onTextBoxMasking(Mask which, int value) {
 
 void PanelSettings::onStepperMasking(Mask which, int value) {
     state().masking[size_t(which)] = value;
-    if (which == Mask::Transparency) {
-        std::printf("%d\n", value);
-        std::fflush(stdout);
-    }
+    if (which == Mask::Transparency)
+        diag::print("%d\n", value);
     sendMasking();
 }
 

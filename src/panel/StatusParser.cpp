@@ -1,34 +1,31 @@
 #include "panel/StatusParser.h"
 
+#include "common/PosixRegex.h"
 #include "link/Alerts.h"
 #include "link/CommandSink.h"
-#include "protocol/Commands.h"
+#include "link/Diagnostics.h"
 #include "panel/InhibitPing.h"
 #include "panel/ReplyReceivers.h"
-#include "panel/ReplyScanner.h"
+#include "protocol/Commands.h"
+#include "protocol/Replies.h"
+#include "protocol/ReplyScanner.h"
 #include "update/SRecord.h"
 
 #include <QByteArray>
 #include <QList>
-#include <cstdio>
-#include <regex.h>
 
 namespace {
 
 // The first "N.N.N" (one or two digits per component) in text, or empty.
 QString findVersion(const QString& text) {
-    static const char* const kPattern =
-        "(([0-9])|([0-9][0-9]))\\.(([0-9])|([0-9][0-9]))\\.(([0-9])|([0-9][0-9]))";
-    regex_t re;
-    if (regcomp(&re, kPattern, REG_EXTENDED) != 0)
-        return QString();
+    static const PosixRegex pattern(
+        "(([0-9])|([0-9][0-9]))\\.(([0-9])|([0-9][0-9]))\\.(([0-9])|([0-9][0-9]))");
     const QByteArray bytes = text.toUtf8();
-    regmatch_t match[1];
-    QString found;
-    if (regexec(&re, bytes.constData(), 1, match, 0) == 0 && match[0].rm_so >= 0)
-        found = QString::fromUtf8(bytes.mid(match[0].rm_so, match[0].rm_eo - match[0].rm_so));
-    regfree(&re);
-    return found;
+    int start = 0;
+    int end = 0;
+    if (!pattern.search(bytes, 0, &start, &end))
+        return QString();
+    return QString::fromUtf8(bytes.mid(start, end - start));
 }
 
 // "a.b.c" as (a * 100 + b) * 100 + c.
@@ -51,186 +48,145 @@ StatusParser::StatusParser(QObject* parent) : QObject(parent) {
     m_memory.stateBuffer.fill(0xff);
 }
 
+// The handler of each reply letter; the protocol's reply table says who
+// takes the letter and how its fields are read.
+const StatusParser::Route StatusParser::kRoutes[] = {
+    {'A', &StatusParser::onRate},           {'G', &StatusParser::onBarsAndGray},
+    {'H', &StatusParser::onMasking},        {'J', &StatusParser::onDelayTrim},
+    {'M', &StatusParser::onSdiGenerator},   {'Q', &StatusParser::onBypass},
+    {'X', &StatusParser::onPopEnables},     {'Y', &StatusParser::onColorSpace},
+    {'C', &StatusParser::onStreamer},       {'E', &StatusParser::onPunch},
+    {'U', &StatusParser::onAnnunciator},    {'m', &StatusParser::onAnnunciator},
+    {'n', &StatusParser::onAnnunciator},    {'t', &StatusParser::onAnnunciator},
+    {'r', &StatusParser::onAnnunciator},    {'z', &StatusParser::onAnnunciator},
+    {'f', &StatusParser::onTransferItem},   {'h', &StatusParser::onTransferEnd},
+    {'u', &StatusParser::onUpdateProgress}, {'j', &StatusParser::onStateRecord},
+    {'k', &StatusParser::onStateInfo},      {'S', &StatusParser::onSessionReply},
+};
+
 void StatusParser::processRxString(const QString& raw) {
     // Blanks, line ends and the unit's ">" prompt around the line are not
     // part of it; echoed commands such as "ping", comments and text that is
     // not a reply give nothing.
-    const std::optional<cmd::Reply> reply = cmd::recogniseReply(raw);
-    if (!reply)
+    const std::optional<cmd::Reply> recognised = cmd::recogniseReply(raw);
+    if (!recognised)
         return;
-    const QString& line = reply->line;
-    const bool hasFields = line.size() > 2;
-    ReplyScanner scan(line);
-    const char letter = reply->letter;
+    const char letter = recognised->letter;
+    const reply::Entry* entry = reply::find(letter);
+    if (!entry) {
+        diag::print("unknown command: %c\n", letter ? letter : '?');
+        return;
+    }
+    if (entry->receiver == reply::Receiver::Echo)
+        return;
+    if (entry->needsFields && recognised->line.size() <= 2)
+        return;
+    const reply::Parsed parsed = reply::parse(*entry, recognised->line);
+    for (const Route& route : kRoutes)
+        if (route.letter == letter) {
+            (this->*route.handler)(parsed);
+            return;
+        }
+}
 
-    switch (letter) {
-    case 'B':
-    case 'V':
-    case 's':
-    case 'w':
+void StatusParser::onRate(const reply::Parsed& r) {
+    const unsigned v = unsigned(r.numbers.value(0));
+    m_state.rateCell = (v & 3) <= 1 ? int(v & 3) : 2;
+    m_state.priorityCell = (v & 8) ? 0 : 1;
+    m_state.streamerEndPunch = (v & 4) != 0;
+    emit changed(PanelGroup::Rate);
+}
+
+void StatusParser::onBarsAndGray(const reply::Parsed& r) {
+    const int v = r.numbers.value(0);
+    m_state.bars = (v & 1) != 0;
+    m_state.grayScale = (v & 2) != 0;
+    emit changed(PanelGroup::BarsAndGray);
+}
+
+void StatusParser::onMasking(const reply::Parsed& r) {
+    for (std::size_t i = 0; i < m_state.masking.size(); ++i)
+        m_state.masking[i] = r.numbers.value(qsizetype(i));
+    emit changed(PanelGroup::Masking);
+}
+
+void StatusParser::onDelayTrim(const reply::Parsed& r) {
+    m_state.delayTrimSteps = r.numbers.value(0);
+    emit changed(PanelGroup::DelayTrim);
+}
+
+void StatusParser::onSdiGenerator(const reply::Parsed& r) {
+    const int v = r.numbers.value(0);
+    if (v < 0 || v > 15)
         return;
-    case 'A': {
-        if (!hasFields)
-            return;
-        unsigned v = 0;
-        scan.scanHexInt(v);
-        m_state.rateCell = (v & 3) <= 1 ? int(v & 3) : 2;
-        m_state.priorityCell = (v & 8) ? 0 : 1;
-        m_state.streamerEndPunch = (v & 4) != 0;
-        emit changed(PanelGroup::Rate);
+    m_state.sdiGenerator = v;
+    emit changed(PanelGroup::SdiGenerator);
+}
+
+void StatusParser::onBypass(const reply::Parsed& r) {
+    m_state.bypass = r.numbers.value(0) != 0;
+    emit changed(PanelGroup::Bypass);
+}
+
+void StatusParser::onPopEnables(const reply::Parsed& r) {
+    const int v = r.numbers.value(0);
+    m_state.popStreamerAccum = (v & 1) != 0;
+    m_state.popPunch = (v & 2) != 0;
+    m_state.popStreamer = (v & 4) != 0;
+    m_state.popCell = (v >> 3) & 3;
+    emit changed(PanelGroup::PopEnables);
+}
+
+void StatusParser::onColorSpace(const reply::Parsed& r) {
+    m_state.colorSpaceRow = r.numbers.value(0);
+    emit changed(PanelGroup::ColorSpace);
+}
+
+void StatusParser::onStreamer(const reply::Parsed& r) {
+    if (!m_streamer)
         return;
+    m_streamer->fromString(r.line);
+    if (m_cueDocument) {
+        m_cueDocument->setOffset(-m_streamer->offset());
+        m_cueDocument->setStepperStreamerDuration(m_streamer->streamerDuration());
     }
-    case 'C':
-        if (m_streamer) {
-            m_streamer->fromString(line);
-            if (m_cueDocument) {
-                m_cueDocument->setOffset(-m_streamer->offset());
-                m_cueDocument->setStepperStreamerDuration(m_streamer->streamerDuration());
-            }
-        }
+}
+
+void StatusParser::onPunch(const reply::Parsed& r) {
+    if (m_punch)
+        m_punch->fromString(r.line);
+}
+
+void StatusParser::onAnnunciator(const reply::Parsed& r) {
+    if (!m_annunciator)
         return;
-    case 'E':
-        if (m_punch)
-            m_punch->fromString(line);
-        return;
-    case 'G': {
-        if (!hasFields)
-            return;
-        unsigned v = 0;
-        scan.scanHexInt(v);
-        m_state.bars = (v & 1) != 0;
-        m_state.grayScale = (v & 2) != 0;
-        emit changed(PanelGroup::BarsAndGray);
-        return;
-    }
-    case 'H': {
-        if (!hasFields)
-            return;
-        // One shared value: a short report repeats its last field.
-        int v = 0;
-        for (int& mask : m_state.masking) {
-            scan.scanInt(v);
-            mask = v;
-        }
-        emit changed(PanelGroup::Masking);
-        return;
-    }
-    case 'J': {
-        if (!hasFields)
-            return;
-        int v = 0;
-        scan.scanInt(v);
-        m_state.delayTrimSteps = v;
-        emit changed(PanelGroup::DelayTrim);
-        return;
-    }
-    case 'M': {
-        if (!hasFields)
-            return;
-        int v = 0;
-        scan.scanInt(v);
-        if (v < 0 || v > 15)
-            return;
-        m_state.sdiGenerator = v;
-        emit changed(PanelGroup::SdiGenerator);
-        return;
-    }
-    case 'Q': {
-        if (!hasFields)
-            return;
-        int v = 0;
-        scan.scanInt(v);
-        m_state.bypass = v != 0;
-        emit changed(PanelGroup::Bypass);
-        return;
-    }
-    case 'S':
-        inhibitPing.store(false);
-        std::printf("got S response\n");
-        std::fflush(stdout);
-        return;
+    switch (r.entry->letter) {
     case 'U':
-        if (m_annunciator)
-            m_annunciator->fromString(line);
-        return;
-    case 'X': {
-        if (!hasFields)
-            return;
-        int v = 0;
-        scan.scanInt(v);
-        m_state.popStreamerAccum = (v & 1) != 0;
-        m_state.popPunch = (v & 2) != 0;
-        m_state.popStreamer = (v & 4) != 0;
-        m_state.popCell = (v >> 3) & 3;
-        emit changed(PanelGroup::PopEnables);
-        return;
-    }
-    case 'Y': {
-        if (!hasFields)
-            return;
-        // The unit reports the colour space in hexadecimal.
-        unsigned v = 0;
-        scan.scanHexInt(v);
-        m_state.colorSpaceRow = int(v);
-        emit changed(PanelGroup::ColorSpace);
-        return;
-    }
-    case 'f':
-        onTransferItem();
-        return;
-    case 'h':
-        if (hasFields)
-            onTransferEnd(line);
-        return;
-    case 'j':
-        if (hasFields)
-            onStateRecord(line);
-        return;
-    case 'k':
-        if (hasFields)
-            onStateInfo(line);
-        return;
+        m_annunciator->fromString(r.line);
+        break;
     case 'm':
-        if (m_annunciator)
-            m_annunciator->tcFromString(line);
-        return;
+        m_annunciator->tcFromString(r.line);
+        break;
     case 'n':
-        if (m_annunciator)
-            m_annunciator->comFromString(line);
-        return;
-    case 'r': {
-        if (!hasFields)
-            return;
-        const QList<int> numbers = scan.scanAllInts();
-        if (m_annunciator)
-            m_annunciator->windowFromArray(numbers);
-        return;
-    }
+        m_annunciator->comFromString(r.line);
+        break;
     case 't':
-        if (m_annunciator)
-            m_annunciator->annunciatorColorsFromString(line);
-        return;
-    case 'u': {
-        if (!hasFields)
-            return;
-        int v = 0;
-        scan.scanInt(v);
-        onUpdateProgress(v);
-        return;
+        m_annunciator->annunciatorColorsFromString(r.line);
+        break;
+    case 'r':
+        m_annunciator->windowFromArray(r.numbers);
+        break;
+    case 'z':
+        if (!r.numbers.isEmpty())
+            m_annunciator->pointsFromArray(r.numbers);
+        break;
     }
-    case 'z': {
-        if (!hasFields)
-            return;
-        const QList<int> numbers = scan.scanAllInts();
-        if (!numbers.isEmpty() && m_annunciator)
-            m_annunciator->pointsFromArray(numbers);
-        return;
-    }
-    default:
-        std::printf("unknown command: %c\n", letter ? letter : '?');
-        std::fflush(stdout);
-        return;
-    }
+}
+
+// "S": the unit is back from a session that stopped the keep-alive.
+void StatusParser::onSessionReply(const reply::Parsed&) {
+    inhibitPing.store(false);
+    diag::print("got S response\n");
 }
 
 bool StatusParser::checkMicroVersion(const QString& reply, const QString& minVersion) {
@@ -242,8 +198,7 @@ bool StatusParser::checkMicroVersion(const QString& reply, const QString& minVer
     const bool older = versionNumber(minVersion) > versionNumber(current);
     if (older)
         alerts::show(QStringLiteral("update micro to %1 or greater").arg(minVersion));
-    std::printf("%s %s\n", current.toUtf8().constData(), minVersion.toUtf8().constData());
-    std::fflush(stdout);
+    diag::print("%s %s\n", current.toUtf8().constData(), minVersion.toUtf8().constData());
     return !older;
 }
 
@@ -268,7 +223,7 @@ void StatusParser::hideProgress() {
 }
 
 // "f": the unit took one in/out pair; show how many are still queued.
-void StatusParser::onTransferItem() {
+void StatusParser::onTransferItem(const reply::Parsed&) {
     m_progressDowncount = 50;
     const int queued = m_sink ? m_sink->txCount() : 0;
     if (!m_progress.visible)
@@ -281,10 +236,8 @@ void StatusParser::onTransferItem() {
 }
 
 // "h n": the unit counted n pairs at the end of an in/out list.
-void StatusParser::onTransferEnd(const QString& line) {
-    ReplyScanner scan(line);
-    int n = 0;
-    scan.scanHexInt(n);
+void StatusParser::onTransferEnd(const reply::Parsed& r) {
+    const int n = r.numbers.value(0);
     if (n == m_fMax) {
         m_progress.label = QStringLiteral("success!");
         m_progress.value = 100;
@@ -297,7 +250,8 @@ void StatusParser::onTransferEnd(const QString& line) {
 }
 
 // "u n": records of a network update written so far; "u 0" ends it.
-void StatusParser::onUpdateProgress(int count) {
+void StatusParser::onUpdateProgress(const reply::Parsed& r) {
+    const int count = r.numbers.value(0);
     if (count > 0) {
         const long long scaled = (long long)count * 100;
         const long long percent = m_progressMaxCount != 0 ? scaled / m_progressMaxCount : scaled;
@@ -315,9 +269,9 @@ void StatusParser::onUpdateProgress(int count) {
 
 // "j addr b0 .. b15": sixteen bytes of the unit's state memory. Only the
 // settings area is kept; a byte that cannot be read repeats the one before.
-void StatusParser::onStateRecord(const QString& line) {
-    std::printf("%s\n", line.toUtf8().constData());
-    std::fflush(stdout);
+void StatusParser::onStateRecord(const reply::Parsed& r) {
+    const QString& line = r.line;
+    diag::print("%s\n", line.toUtf8().constData());
     SRecord record;
     record.fromJString(line);
     const std::uint32_t address = record.address();
@@ -332,7 +286,8 @@ void StatusParser::onStateRecord(const QString& line) {
 }
 
 // "k addr size version": where the settings live and which firmware runs.
-void StatusParser::onStateInfo(const QString& line) {
+void StatusParser::onStateInfo(const reply::Parsed& r) {
+    const QString& line = r.line;
     m_memory.stateBuffer.fill(0xff);
     ReplyScanner scan(line);
     scan.scanHexInt(m_memory.stateAddress);

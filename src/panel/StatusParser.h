@@ -1,6 +1,7 @@
 #pragma once
 
 #include "panel/PanelState.h"
+#include "protocol/Replies.h"
 
 #include <QObject>
 #include <QString>
@@ -81,11 +82,30 @@ signals:
     void showUnitTab();
 
 private:
-    void onTransferItem();
-    void onTransferEnd(const QString& line);
-    void onUpdateProgress(int count);
-    void onStateRecord(const QString& line);
-    void onStateInfo(const QString& line);
+    using Handler = void (StatusParser::*)(const reply::Parsed&);
+    struct Route {
+        char letter;
+        Handler handler;
+    };
+    static const Route kRoutes[];
+
+    void onRate(const reply::Parsed& r);
+    void onBarsAndGray(const reply::Parsed& r);
+    void onMasking(const reply::Parsed& r);
+    void onDelayTrim(const reply::Parsed& r);
+    void onSdiGenerator(const reply::Parsed& r);
+    void onBypass(const reply::Parsed& r);
+    void onPopEnables(const reply::Parsed& r);
+    void onColorSpace(const reply::Parsed& r);
+    void onStreamer(const reply::Parsed& r);
+    void onPunch(const reply::Parsed& r);
+    void onAnnunciator(const reply::Parsed& r);
+    void onSessionReply(const reply::Parsed& r);
+    void onTransferItem(const reply::Parsed& r);
+    void onTransferEnd(const reply::Parsed& r);
+    void onUpdateProgress(const reply::Parsed& r);
+    void onStateRecord(const reply::Parsed& r);
+    void onStateInfo(const reply::Parsed& r);
     void showProgress(int maximum);
     void hideProgress();
 

@@ -10,6 +10,7 @@
 #include <QGuiApplication>
 #include <QScrollBar>
 #include <QSignalBlocker>
+#include <memory>
 
 namespace {
 constexpr int kLogLines = 5000; // the log keeps the last lines only
@@ -23,6 +24,7 @@ const char* bannerStyle(PanelController::LinkState state) {
     case PanelController::LinkState::Lost:
         return "#linkBanner { background: #b3261e; } #linkBanner QLabel { color: white; }";
     case PanelController::LinkState::NotFound:
+    case PanelController::LinkState::NotAnswering:
         return "#linkBanner { background: #c77700; } #linkBanner QLabel { color: black; }";
     case PanelController::LinkState::Idle:
     case PanelController::LinkState::Closed:
@@ -120,6 +122,25 @@ void qz62View::windowClosing() {
     m_controller.windowClosing();
 }
 
+// A value field sends when its value changes (arrows, wheel, a typed value
+// confirmed) and also when editing finishes on the value it already had: the
+// user who enters the same number again expects the unit to get it. Typing
+// itself sends nothing until it is confirmed.
+template <typename Box>
+void qz62View::sendOnEdit(Box* box, std::function<void()> send) {
+    box->setKeyboardTracking(false);
+    auto sentSinceEdit = std::make_shared<bool>(false);
+    connect(box, &Box::valueChanged, this, [send, sentSinceEdit] {
+        send();
+        *sentSinceEdit = true;
+    });
+    connect(box, &QAbstractSpinBox::editingFinished, this, [send, sentSinceEdit] {
+        if (!*sentSinceEdit)
+            send();
+        *sentSinceEdit = false;
+    });
+}
+
 void qz62View::connectControls() {
     PanelSettings& s = m_controller.settings();
     auto& ui = *m_ui;
@@ -162,8 +183,7 @@ void qz62View::connectControls() {
         const Mask which = m.which;
         connect(m.stepper, &QSlider::valueChanged, this,
                 [&s, which](int v) { s.onStepperMasking(which, v); });
-        connect(m.field, &QSpinBox::valueChanged, this,
-                [&s, which](int v) { s.onTextBoxMasking(which, v); });
+        sendOnEdit(m.field, [&s, which, field] { s.onTextBoxMasking(which, field->value()); });
     }
 
     connect(ui.checkBoxPopStreamerAccum, &QCheckBox::clicked, this,
@@ -180,11 +200,10 @@ void qz62View::connectControls() {
             [&s](int row) { s.onComboBoxSdiGenerator(row); });
     connect(ui.checkBoxBypass, &QCheckBox::clicked, this,
             [&s](bool on) { s.onCheckBoxBypass(on); });
-    ui.stepperDelayTrim->setKeyboardTracking(false);
-    connect(ui.stepperDelayTrim, &QSpinBox::valueChanged, this,
-            [&s](int steps) { s.onStepperDelayTrim(steps); });
-    connect(ui.textDelayTrim, &QDoubleSpinBox::valueChanged, this,
-            [&s](double seconds) { s.onTextDelayTrim(seconds); });
+    QSpinBox* trimSteps = ui.stepperDelayTrim;
+    QDoubleSpinBox* trimSeconds = ui.textDelayTrim;
+    sendOnEdit(trimSteps, [&s, trimSteps] { s.onStepperDelayTrim(trimSteps->value()); });
+    sendOnEdit(trimSeconds, [&s, trimSeconds] { s.onTextDelayTrim(trimSeconds->value()); });
     connect(ui.myColorSpaceComboBox, &QComboBox::activated, this,
             [&s](int row) { s.oncomboBoxInputColorSpace(row); });
 
@@ -347,8 +366,16 @@ void qz62View::showLinkState(PanelController::LinkState state, const QString& de
         m_linkText = QStringLiteral("Unit connected on %1").arg(detail);
         break;
     case S::NotFound:
-        m_linkText = QStringLiteral("No unit found: settings are not sent. Check the USB cable, "
-                                    "then press Connect.");
+        if (detail.isEmpty())
+            m_linkText = QStringLiteral("No unit found: settings are not sent. Check the USB "
+                                        "cable, then press Connect.");
+        else
+            m_linkText = QStringLiteral("No unit found: %1").arg(detail);
+        break;
+    case S::NotAnswering:
+        m_linkText = QStringLiteral("The unit on %1 is not answering: check that it is powered "
+                                    "on. Its settings are read again when it answers.")
+                         .arg(detail);
         break;
     case S::Lost:
         m_linkText = QStringLiteral("Unit lost (%1): settings are not sent. Check the cable, "

@@ -4,6 +4,7 @@
 
 #include <QString>
 #include <QWidget>
+#include <functional>
 #include <memory>
 
 class QButtonGroup;
@@ -55,6 +56,8 @@ protected:
 
 private:
     void connectControls();
+    template <typename Box>
+    void sendOnEdit(Box* box, std::function<void()> send);
     void refresh(PanelGroup group);
     void refreshAll();
     void appendRxLine(const QString& line);

@@ -9,7 +9,7 @@ namespace {
 
 // Every command the program sends, with its exact form. "%d" is a signed
 // decimal, "%x" lower-case hexadecimal without prefix (negative values as
-// their 32-bit two's complement, as the unit reads them), "%@" a text sent as
+// their 32-bit two's complement, as the unit reads them), "%s" a text sent as
 // it is, "%c" the command letter of a query.
 enum class Id {
     Query,
@@ -85,11 +85,11 @@ constexpr Entry kTable[] = {
     {Id::Annunciator, "U %d"},
     {Id::PopEnables, "X %d"},
     {Id::ColorSpace, "Y %d"},
-    {Id::InOut, "f %@ %@"},
+    {Id::InOut, "f %s %s"},
     {Id::TcDisplay, "m %d"},
     {Id::CounterDisplay, "n %d"},
     {Id::Window, "r %d %d %d %d %d"},
-    {Id::CueText, "s %@"},
+    {Id::CueText, "s %s"},
     {Id::AnnunciatorColors, "t %x %x %x"},
 };
 
@@ -126,7 +126,7 @@ QString build(Id id, std::initializer_list<Arg> args) {
         case 'x':
             out += QString::number(quint32(std::get<long long>(arg)), 16);
             break;
-        case '@':
+        case 's':
             out += std::get<QString>(arg);
             break;
         case 'c':

@@ -42,11 +42,11 @@ QString bypass(int on);                                                      // 
 QString annunciator(int mode);                                               // "U %d"
 QString popEnables(int bits);                                                // "X %d"
 QString colorSpace(int row);                                                 // "Y %d"
-QString inOut(const QString& in, const QString& out);                        // "f %@ %@"
+QString inOut(const QString& in, const QString& out);                        // "f %s %s"
 QString tcDisplay(int mode);                                                 // "m %d"
 QString counterDisplay(int mode);                                            // "n %d"
 QString window(int w, int a, int b, int c, int d);                           // "r %d %d %d %d %d"
-QString cueText(const QString& text);                                        // "s %@"
+QString cueText(const QString& text);                                        // "s %s"
 QString annunciatorColors(unsigned a, unsigned b, unsigned c);               // "t %x %x %x"
 
 // --- replies ---

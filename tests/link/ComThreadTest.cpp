@@ -1,13 +1,21 @@
 #include "link/ComThread.h"
 #include "LinkTestSupport.h"
+#include "link/TcpTransport.h"
 #include "protocol/Coding78.h"
+#include "protocol/MidiMessages.h"
 #include "sim/SimulatedUnit.h"
 
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
+#include <QThread>
+#include <arpa/inet.h>
 #include <chrono>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 using linktest::Receiver;
 using linktest::RecordingAlerts;
@@ -206,13 +214,12 @@ TEST_F(LinkTest, UnpluggedUnitStopsTheLinkWithoutSpinning) {
 
 // As the application does when the adapter is pulled: drops the link at once,
 // from inside the call that reports it.
-class DroppingOwner : public QObject {
-    Q_OBJECT
+class DroppingOwner final : public LinkListener {
 public:
     std::unique_ptr<ComThread> link;
     bool told = false;
-    Q_INVOKABLE void threadHasMsg(MsgClass) {}
-    Q_INVOKABLE void threadLinkLost(const QString&) {
+    void threadHasMsg(MsgClass) override {}
+    void threadLinkLost(const QString&) override {
         told = true;
         link.reset();
     }
@@ -264,12 +271,140 @@ TEST_F(LinkTest, GarbageAndEndlessInputKeepMemoryBounded) {
 }
 
 TEST_F(LinkTest, OwnerWithoutCallbacksIsSkipped) {
-    QObject mute; // no threadHasMsg: chunks are reported and dropped
-    link.startThread(&mute);
+    link.startThread(nullptr); // no owner: chunks are reported and dropped
     link.sendString(QStringLiteral("Q 1"));
     ASSERT_TRUE(simReceived(QStringLiteral("Q 1")));
     EXPECT_TRUE(link.isRunning());
     link.stopThread();
+}
+
+TEST_F(LinkTest, TriggersOvertakeACommandWaitingForItsReply) {
+    startLink();
+    sim.setReplyDelayMs(250);
+    link.sendString(QStringLiteral("X 1"));
+    ASSERT_TRUE(simReceived(QStringLiteral("X 1")));
+    const auto sent = SimProtocol::Clock::now();
+    link.sendMidiTrigger(124);
+    link.sendBytes(midimsg::textSysex(QStringLiteral("s Cue 7")));
+    link.sendString(QStringLiteral("Q 1"));
+    ASSERT_TRUE(waitFor([&] { return !sim.sysexTexts().isEmpty(); }));
+    ASSERT_EQ(sim.triggers().size(), 1);
+    // Well before the reply is due, and the frame after its trigger.
+    EXPECT_LT(sim.triggers().first().time - sent, 100ms);
+    EXPECT_EQ(sim.sysexTexts(), QStringList{QStringLiteral("s Cue 7")});
+    EXPECT_FALSE(sim.commandLines().contains(QStringLiteral("Q 1")));
+    ASSERT_TRUE(simReceived(QStringLiteral("Q 1")));
+    const auto commands = sim.commands();
+    EXPECT_GE(msBetween(commands[commands.size() - 2], commands.last()), 240);
+}
+
+TEST_F(LinkTest, LentPortComesBackAt38400AndTheLinkRunsAgain) {
+    startLink();
+    {
+        TransportLoan loan = link.lendTransport();
+        ASSERT_TRUE(loan);
+        EXPECT_FALSE(link.isRunning());
+        EXPECT_EQ(link.fd(), -1);
+        link.sendString(QStringLiteral("X 3")); // the link is stopped: dropped
+        loan.port()->setBaud(115200);
+        EXPECT_TRUE(loan.port()->sendStringPolling(QStringLiteral("B\r\n")).contains("C190"));
+    }
+    EXPECT_TRUE(link.isRunning());
+    EXPECT_EQ(link.getBaud(), 38400);
+    link.sendString(QStringLiteral("X 4"));
+    ASSERT_TRUE(simReceived(QStringLiteral("X 4")));
+    EXPECT_FALSE(sim.commandLines().contains(QStringLiteral("X 3")));
+}
+
+TEST(LinkOverTcp, CarriesCommandsAndReplies) {
+    SimulatedUnit sim;
+    const quint16 port = sim.listenTcp();
+    ASSERT_NE(port, 0);
+    ASSERT_TRUE(sim.start());
+    auto tcp = std::make_unique<TcpTransport>();
+    ASSERT_TRUE(tcp->connectTo(QStringLiteral("127.0.0.1"), port)) << tcp->error().toStdString();
+    Receiver receiver;
+    ComThread link;
+    link.useTransport(std::move(tcp), QStringLiteral("proxy"));
+    link.startThread(&receiver);
+    link.sendString(QStringLiteral("H 1 2 3 4 5"));
+    EXPECT_TRUE(waitFor([&] { return receiver.hasLine(QStringLiteral("H 1 2 3 4 5")); }));
+    sim.stop();
+    EXPECT_TRUE(waitFor([&] { return !receiver.lostReason.isEmpty(); }));
+    EXPECT_FALSE(link.isRunning());
+}
+
+// A TCP peer that reads only when told to: lets a write stall for real.
+class SlowPeer {
+public:
+    SlowPeer() {
+        m_listen = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        int small = 4096;
+        ::setsockopt(m_listen, SOL_SOCKET, SO_RCVBUF, &small, sizeof small);
+        sockaddr_in a{};
+        a.sin_family = AF_INET;
+        a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t len = sizeof a;
+        ::bind(m_listen, reinterpret_cast<sockaddr*>(&a), len);
+        ::listen(m_listen, 1);
+        ::getsockname(m_listen, reinterpret_cast<sockaddr*>(&a), &len);
+        port = ntohs(a.sin_port);
+    }
+    ~SlowPeer() {
+        ::close(m_peer);
+        ::close(m_listen);
+    }
+    void accept() { m_peer = ::accept(m_listen, nullptr, nullptr); }
+    // Everything sent so far, read until the sender has been quiet 200 ms.
+    QByteArray readAll() {
+        char buffer[65536];
+        pollfd p{m_peer, POLLIN, 0};
+        while (::poll(&p, 1, 200) > 0) {
+            const ssize_t n = ::read(m_peer, buffer, sizeof buffer);
+            if (n <= 0)
+                break;
+            m_received.append(buffer, n);
+        }
+        return m_received;
+    }
+    quint16 port = 0;
+
+private:
+    int m_listen = -1;
+    int m_peer = -1;
+    QByteArray m_received;
+};
+
+TEST(LinkOverTcp, AStalledWriteIsFinishedOrEndedBeforeTheNextCommand) {
+    const QByteArray blob(8 * 1024 * 1024, 'z'); // far more than the socket buffers
+    for (const bool stopWhileStalled : {false, true}) {
+        SCOPED_TRACE(stopWhileStalled ? "stopped while stalled" : "peer reads late");
+        SlowPeer peer;
+        auto tcp = std::make_unique<TcpTransport>();
+        ASSERT_TRUE(tcp->connectTo(QStringLiteral("127.0.0.1"), peer.port));
+        peer.accept();
+        Receiver receiver;
+        ComThread link;
+        link.useTransport(std::move(tcp), QStringLiteral("peer"));
+        link.startThread(&receiver);
+        link.sendBytes(blob);
+        link.sendString(QStringLiteral("X 1"));
+        QThread::msleep(1500); // longer than the link waits for a stalled port at once
+        if (stopWhileStalled) {
+            link.stopThread();
+            link.startThread(&receiver);
+            link.sendString(QStringLiteral("X 2"));
+        }
+        QByteArray got;
+        const QByteArray tail = stopWhileStalled ? "\r\nX 2\r\n" : "X 1\r\n";
+        ASSERT_TRUE(waitFor([&] { return (got = peer.readAll()).endsWith(tail); }, 10000));
+        if (stopWhileStalled) {
+            EXPECT_LT(got.size(), blob.size() + 2 + 5);
+            EXPECT_EQ(got.count('z'), got.size() - tail.size());
+        } else {
+            EXPECT_EQ(got, blob + tail);
+        }
+    }
 }
 
 // --- the port search ---
@@ -330,27 +465,49 @@ TEST_F(PortSearchTest, NoUnitMeansNotFound) {
     }
 }
 
-TEST_F(PortSearchTest, DriverAlertOnlyWhenTheSearchFindsNothingAndTheDriverIsMissing) {
-    RecordingAlerts alerts;
+// A USB device tree as the kernel lists it: "1-2" a device, "1-2:1.0" its
+// first interface, "driver" the link to the driver bound to it.
+void addUsbDevice(const QDir& root, const QString& name, const char* vendor, bool bound) {
+    ASSERT_TRUE(root.mkpath(name));
+    QFile id(root.filePath(name + QStringLiteral("/idVendor")));
+    ASSERT_TRUE(id.open(QIODevice::WriteOnly));
+    id.write(QByteArray(vendor) + '\n');
+    const QString iface = name + QStringLiteral(":1.0");
+    ASSERT_TRUE(root.mkpath(iface));
+    if (bound) {
+        ASSERT_TRUE(root.mkpath(iface + QStringLiteral("/driver")));
+    }
+}
+
+TEST_F(PortSearchTest, DriverAlertOnlyForAnFtdiDeviceWithoutDriver) {
+    const QString alert =
+        QStringLiteral("install USB driver found at ") + ComThread::driverDownloadUrl();
+    struct Case {
+        const char* name;
+        const char* vendor; // nullptr: no USB device at all
+        bool bound;
+        bool explicitPort;
+        bool alerted;
+    };
+    const Case cases[] = {
+        {"no USB device", nullptr, false, false, false},
+        {"another maker's device", "067b", false, false, false},
+        {"FTDI device with its driver", "0403", true, false, false},
+        {"FTDI device without driver", "0403", false, false, true},
+        {"explicit port says nothing about the driver", "0403", false, true, false},
+    };
     link.setDriverCheckEnabled(true);
-    EXPECT_EQ(link.openUsbSerial(), -1); // empty directory
-    const QStringList expected = ComThread::serialDriverPresent()
-                                     ? QStringList{}
-                                     : QStringList{QStringLiteral("install USB driver found at ") +
-                                                   ComThread::driverDownloadUrl()};
-    EXPECT_EQ(alerts.shown, expected);
-
-    alerts.shown.clear();
-    link.setPort(dir.filePath(QStringLiteral("missing")));
-    EXPECT_EQ(link.openUsbSerial(), -1);
-    EXPECT_TRUE(alerts.shown.isEmpty());
+    for (const Case& c : cases) {
+        QTemporaryDir usb;
+        if (c.vendor)
+            addUsbDevice(QDir(usb.path()), QStringLiteral("1-2"), c.vendor, c.bound);
+        link.setUsbDevicesDirectory(usb.path());
+        link.setPort(c.explicitPort ? dir.filePath(QStringLiteral("missing")) : QString());
+        RecordingAlerts alerts;
+        EXPECT_EQ(link.openUsbSerial(), -1) << c.name;
+        EXPECT_EQ(alerts.shown, c.alerted ? QStringList{alert} : QStringList{}) << c.name;
+    }
     EXPECT_TRUE(link.lastOpenError().contains(QLatin1String("missing")));
-
-    alerts.shown.clear();
-    link.setPort(QString());
-    link.setDriverCheckEnabled(false);
-    EXPECT_EQ(link.openUsbSerial(), -1);
-    EXPECT_TRUE(alerts.shown.isEmpty());
 }
 
 TEST_F(PortSearchTest, MissingDirectoryLeavesComUnchanged) {
@@ -360,5 +517,3 @@ TEST_F(PortSearchTest, MissingDirectoryLeavesComUnchanged) {
 }
 
 } // namespace
-
-#include "ComThreadTest.moc"

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "link/LinkListener.h"
 #include "link/MsgClass.h"
 #include "support/AlertsAndWaiting.h"
 
-#include <QObject>
 #include <QStringList>
 #include <algorithm>
 
@@ -14,20 +14,19 @@ using testsupport::waitFor;
 
 // The link's owner as the control panel is: drains every chunk into one
 // receive buffer and keeps the lines.
-class Receiver : public QObject {
-    Q_OBJECT
+class Receiver final : public LinkListener {
 public:
     QStringList lines;
     QStringList chunkLabels;
     QString lostReason;
     qsizetype maxHeldBytes = 0;
 
-    Q_INVOKABLE void threadHasMsg(MsgClass chunk) {
+    void threadHasMsg(MsgClass chunk) override {
         chunkLabels << chunk.text;
         lines += m_buffer.drain(chunk);
         maxHeldBytes = std::max(maxHeldBytes, m_buffer.buffer().size());
     }
-    Q_INVOKABLE void threadLinkLost(QString reason) { lostReason = reason; }
+    void threadLinkLost(const QString& reason) override { lostReason = reason; }
 
     bool hasLine(const QString& line) const { return lines.contains(line); }
 

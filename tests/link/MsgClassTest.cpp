@@ -66,6 +66,7 @@ TEST(MsgClass, DrainCutsLinesAndSystemExclusive) {
         {"line then system exclusive", {"OK\r\n" + ex}, {{"OK", exText}}, ""},
         {"system exclusive at the front, then a line", {ex + "X 5\r\n"}, {{exText, "X 5"}}, ""},
         {"text before F0 is delivered without CR LF", {"ab" + ex}, {{"ab", exText}}, ""},
+        {"lines before F0 stay apart", {"X 1\r\nQ 1\r\n" + ex}, {{"X 1", "Q 1", exText}}, ""},
         {"open F0 swallows later text until F7",
          {f0 + "\x01", "abc\r\n", "\xF7Q 1\r\n"},
          {{}, {}, {QString::fromUtf8(f0 + "\x01" + "abc\r\n\xF7") + "\n", "Q 1"}},

@@ -1,8 +1,8 @@
 #include "PanelTestSupport.h"
 #include "Version.h"
 #include "link/ComThread.h"
-#include "protocol/Commands.h"
 #include "panel/InhibitPing.h"
+#include "protocol/Commands.h"
 
 #include <QCheckBox>
 #include <QLabel>
@@ -169,4 +169,59 @@ TEST(PanelEndToEnd, NoUnitShowsNotFoundUntilConnectFindsIt) {
     EXPECT_TRUE(app.controller().reconnect());
     EXPECT_EQ(app.controller().linkState(), PanelController::LinkState::Connected);
     EXPECT_TRUE(startUpSent(sim));
+}
+
+TEST(PanelEndToEnd, RepliesStayInOrderWhileAnAlertIsOpen) {
+    SimulatedUnit sim;
+    ASSERT_TRUE(sim.start());
+    sim.setFirmwareVersion(QStringLiteral("3.32.5")); // "k" brings up the update alert
+    App app(sim.ptyPath());
+    app.alerts.modalMs = 400;
+    QStringList log;
+    QObject::connect(&app.controller(), &PanelController::rxLine,
+                     [&](const QString& line) { log << line; });
+    ASSERT_TRUE(QTest::qWaitFor([&] { return log.contains("t 70 70 70"); }, kWaitMs));
+    EXPECT_EQ(app.alerts.shown, QStringList{"update micro to 3.32.6 or greater"});
+    // Every reply after "k" arrived while the alert was open, and still
+    // comes after it.
+    auto firstStarting = [&](const char* prefix) {
+        for (qsizetype i = 0; i < log.size(); ++i)
+            if (log[i].startsWith(QLatin1String(prefix)))
+                return i;
+        return qsizetype(-1);
+    };
+    EXPECT_LT(firstStarting("Y "), firstStarting("k "));
+    EXPECT_LT(firstStarting("k "), firstStarting("m "));
+    EXPECT_LT(firstStarting("m "), firstStarting("t "));
+}
+
+TEST(PanelEndToEnd, BannerGivesTheReasonAPortCannotBeOpened) {
+    App app(QStringLiteral("/dev/qz62-no-such-port"));
+    EXPECT_EQ(app.controller().linkState(), PanelController::LinkState::NotFound);
+    const QString text = app.window.panel()->linkStateText();
+    EXPECT_TRUE(text.contains("cannot open /dev/qz62-no-such-port")) << text.toStdString();
+    EXPECT_FALSE(text.contains("cable")) << text.toStdString();
+}
+
+TEST(PanelEndToEnd, SilentUnitIsNotAnsweringUntilItSpeaksAgain) {
+    SimulatedUnit sim;
+    ASSERT_TRUE(sim.start());
+    App app(sim.ptyPath(), 2); // a ping every 100 ms
+    ASSERT_TRUE(startUpSent(sim));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return sim.commandLines().count("ping") >= 1; }, kWaitMs));
+    sim.setSilent(true);
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return app.controller().linkState() == PanelController::LinkState::NotAnswering; },
+        kWaitMs));
+    EXPECT_GE(app.controller().unansweredPings(), PanelController::kUnansweredPings);
+    EXPECT_TRUE(app.window.panel()->linkStateText().contains("not answering"));
+
+    sim.clearRecord();
+    sim.setSilent(false);
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return app.controller().linkState() == PanelController::LinkState::Connected; },
+        kWaitMs));
+    // Every setting is read again.
+    EXPECT_TRUE(startUpSent(sim));
+    inhibitPing = false;
 }

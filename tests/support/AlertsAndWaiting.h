@@ -6,9 +6,11 @@
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QEventLoop>
 #include <QString>
 #include <QStringList>
 #include <QThread>
+#include <QTimer>
 #include <functional>
 #include <ostream>
 
@@ -38,7 +40,15 @@ class RecordingAlerts : public AlertPresenter {
 public:
     RecordingAlerts() { alerts::setPresenter(this); }
     ~RecordingAlerts() override { alerts::setPresenter(nullptr); }
-    void showAlert(const QString& message) override { shown << message; }
+    void showAlert(const QString& message) override {
+        shown << message;
+        // As a modal message box does: events go on while it is open.
+        if (modalMs > 0) {
+            QEventLoop loop;
+            QTimer::singleShot(modalMs, &loop, &QEventLoop::quit);
+            loop.exec();
+        }
+    }
     bool askOkCancel(const QString& message) override {
         asked << message;
         return answerOk;
@@ -46,6 +56,7 @@ public:
     QStringList shown;
     QStringList asked;
     bool answerOk = true;
+    int modalMs = 0;
 };
 
 } // namespace testsupport

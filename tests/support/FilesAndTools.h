@@ -29,8 +29,11 @@ struct ToolOutput {
     QByteArray err;
 };
 
-inline ToolOutput runTool(const QString& program, const QStringList& args) {
+inline ToolOutput
+runTool(const QString& program, const QStringList& args,
+        const QProcessEnvironment& env = QProcessEnvironment::systemEnvironment()) {
     QProcess process;
+    process.setProcessEnvironment(env);
     process.start(program, args);
     ToolOutput o;
     if (process.waitForFinished(30000) && process.exitStatus() == QProcess::NormalExit)
@@ -38,9 +41,14 @@ inline ToolOutput runTool(const QString& program, const QStringList& args) {
     return o;
 }
 
-// The qz62ctl of this build.
-inline ToolOutput qz62ctl(const QStringList& args) {
-    return runTool(QStringLiteral(QZ62_BINARY_DIR "/src/cli/qz62ctl"), args);
+// The qz62ctl of this build; the unit's port comes from QZ62_PORT only when
+// envPort is given.
+inline ToolOutput qz62ctl(const QStringList& args, const QString& envPort = QString()) {
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.remove(QStringLiteral("QZ62_PORT"));
+    if (!envPort.isEmpty())
+        env.insert(QStringLiteral("QZ62_PORT"), envPort);
+    return runTool(QStringLiteral(QZ62_BINARY_DIR "/src/cli/qz62ctl"), args, env);
 }
 
 // A run refused the way qz62ctl refuses bad input: exit status 2, nothing

@@ -1,4 +1,4 @@
-#include "panel/ReplyScanner.h"
+#include "protocol/ReplyScanner.h"
 
 #include <algorithm>
 #include <cctype>

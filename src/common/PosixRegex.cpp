@@ -1,4 +1,4 @@
-#include "cues/PosixRegex.h"
+#include "common/PosixRegex.h"
 
 PosixRegex::PosixRegex(const char* pattern) {
     m_valid = regcomp(&m_regex, pattern, REG_EXTENDED) == 0;

@@ -1,0 +1,30 @@
+#include "protocol/MidiMessages.h"
+
+#include "protocol/Coding78.h"
+
+namespace midimsg {
+
+QByteArray noteOn(int note, int velocity) {
+    const char bytes[3] = {char(kNoteOn), char(note & 0xff), char(velocity & 0xff)};
+    return QByteArray(bytes, 3);
+}
+
+QByteArray trigger(int note) {
+    return noteOn(note, kTriggerVelocity);
+}
+
+QByteArray codedText(const QString& command) {
+    return coding78::encodeLatin1Text(command);
+}
+
+QByteArray textSysex(const QString& command) {
+    QByteArray frame;
+    frame.append(char(kSysexStart));
+    frame.append(char(kManufacturer));
+    frame.append(char(kCodedText));
+    frame.append(codedText(command));
+    frame.append(char(kSysexEnd));
+    return frame;
+}
+
+} // namespace midimsg

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+// The MIDI messages the program sends to the unit and writes into MIDI files.
+namespace midimsg {
+
+inline constexpr unsigned char kNoteOn = 0x90; // channel 1
+inline constexpr unsigned char kSysexStart = 0xF0;
+inline constexpr unsigned char kSysexEnd = 0xF7;
+// The unit's system-exclusive header: its manufacturer byte, then 0x01 for a
+// 7/8-coded text command.
+inline constexpr unsigned char kManufacturer = 0x20;
+inline constexpr unsigned char kCodedText = 0x01;
+// Trigger notes: 119 accumulate, 120-123 punch 0-3, 124-127 streamer 0-3.
+inline constexpr int kAccumulateNote = 119;
+inline constexpr int kTriggerVelocity = 0x40;
+
+// Note On, channel 1: 0x90, note, velocity (low 8 bits each).
+QByteArray noteOn(int note, int velocity);
+// A trigger as the unit expects it: Note On with velocity 64.
+QByteArray trigger(int note);
+// The 7/8-coded payload of a text command (its Latin-1 bytes; empty when a
+// character has no Latin-1 form).
+QByteArray codedText(const QString& command);
+// The whole frame: F0 20 01, the coded command, F7.
+QByteArray textSysex(const QString& command);
+
+} // namespace midimsg
