@@ -1,6 +1,7 @@
 #include "app/MainWindow.h"
 
 #include "Version.h"
+#include "app/CueWindows.h"
 #include "ui_MainWindow.h"
 
 #include <QCloseEvent>
@@ -13,6 +14,8 @@ MainWindow::MainWindow(QWidget* parent)
     m_panel = new qz62View(this);
     setCentralWidget(m_panel);
 
+    m_cueWindows = new CueWindows(m_panel, m_ui->menuFile, this);
+
     m_linkLabel = new QLabel(this);
     statusBar()->addPermanentWidget(m_linkLabel);
 
@@ -23,7 +26,10 @@ MainWindow::MainWindow(QWidget* parent)
     showLinkState(m_panel->linkStateText(), PanelController::LinkState::Idle);
 }
 
-MainWindow::~MainWindow() = default;
+MainWindow::~MainWindow() {
+    // The cue windows talk to the panel: they go first.
+    delete m_cueWindows;
+}
 
 QString MainWindow::statusText() const {
     return m_linkLabel->text();
@@ -35,6 +41,12 @@ void MainWindow::showLinkState(const QString& text, PanelController::LinkState s
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
+    // The cue windows go with the main window; a sheet the user wants to
+    // keep editing cancels the close.
+    if (!m_cueWindows->closeAll()) {
+        event->ignore();
+        return;
+    }
     m_panel->windowClosing();
     event->accept();
 }

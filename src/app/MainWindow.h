@@ -5,6 +5,7 @@
 #include <QMainWindow>
 #include <memory>
 
+class CueWindows;
 class QLabel;
 namespace Ui {
 class MainWindow;
@@ -19,6 +20,7 @@ public:
     ~MainWindow() override;
 
     qz62View* panel() const { return m_panel; }
+    CueWindows* cueWindows() const { return m_cueWindows; }
     QString statusText() const;
 
 protected:
@@ -31,4 +33,5 @@ private:
     std::unique_ptr<Ui::MainWindow> m_ui;
     qz62View* m_panel = nullptr;
     QLabel* m_linkLabel = nullptr;
+    CueWindows* m_cueWindows = nullptr;
 };

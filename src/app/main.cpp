@@ -1,6 +1,8 @@
 #include "Version.h"
+#include "app/CueWindows.h"
 #include "app/MainWindow.h"
 #include "app/MessageBoxPresenter.h"
+#include "cues/CueWindow.h"
 #include "sim/SimulatedUnit.h"
 
 #include <QApplication>
@@ -22,6 +24,21 @@ void saveScreenshots(MainWindow& window, const QString& dir) {
         QApplication::processEvents();
         const QString path = QDir(dir).filePath(QStringLiteral("tab-%1.png").arg(i));
         window.grab().save(path);
+        std::printf("%s\n", qPrintable(path));
+    }
+    // The same at the smallest size the window can take.
+    window.resize(window.minimumSizeHint());
+    for (int i = 0; i < tabs->count(); ++i) {
+        tabs->setCurrentIndex(i);
+        QApplication::processEvents();
+        const QString path = QDir(dir).filePath(QStringLiteral("tab-%1-smallest.png").arg(i));
+        window.grab().save(path);
+        std::printf("%s\n", qPrintable(path));
+    }
+    const QList<CueWindow*> cues = window.cueWindows()->windows();
+    for (int i = 0; i < cues.size(); ++i) {
+        const QString path = QDir(dir).filePath(QStringLiteral("cues-%1.png").arg(i));
+        cues[i]->grab().save(path);
         std::printf("%s\n", qPrintable(path));
     }
     QApplication::quit();
@@ -50,6 +67,9 @@ int main(int argc, char** argv) {
     cli.addOption(simulator);
     cli.addOption(port);
     cli.addOption(shots);
+    cli.addPositionalArgument(QStringLiteral("sheets"),
+                              QStringLiteral("Cue sheet text files to open."),
+                              QStringLiteral("[sheet.txt...]"));
     cli.process(app);
 
     PanelOptions options;
@@ -70,6 +90,8 @@ int main(int argc, char** argv) {
     alerts::setPresenter(&presenter);
     window.show();
     window.panel()->awakeFromNib(options);
+    for (const QString& sheet : cli.positionalArguments())
+        window.cueWindows()->open(sheet);
 
     if (cli.isSet(shots)) {
         const QString dir = cli.value(shots);

@@ -1,6 +1,7 @@
 #include "cues/PdfCueReader.h"
 
 #include "cues/CueListImporter.h"
+#include "cues/PdfFontDecoder.h"
 #include "link/Diagnostics.h"
 
 #include <QFile>
@@ -56,7 +57,7 @@ void listDictionaryObjects(QPDFObjectHandle dictionary, QString& author, QString
 // Collects the drawn strings of a content stream, operator by operator.
 class TextScanner : public QPDFObjectHandle::ParserCallbacks {
 public:
-    explicit TextScanner(std::FILE* log) : m_log(log) {}
+    TextScanner(std::FILE* log, PdfFontDecoder* fonts = nullptr) : m_log(log), m_fonts(fonts) {}
 
     void handleObject(QPDFObjectHandle object) override {
         if (!object.isOperator()) {
@@ -74,6 +75,8 @@ public:
             opBT();
         else if (op == "ET")
             opET();
+        else if (op == "Tf" && m_fonts && m_operands.size() >= 2 && m_operands.front().isName())
+            m_fonts->selectFont(m_operands.front().getName());
         m_operands.clear();
     }
     void handleEOF() override {}
@@ -89,6 +92,14 @@ private:
         return top;
     }
     void add(const QString& text) { items.append({m_x, m_y, text}); }
+    // A shown string's text through its font's map when the font has one.
+    QString textOf(QPDFObjectHandle string) {
+        if (m_fonts) {
+            if (std::optional<QString> text = m_fonts->decode(string.getStringValue()))
+                return *text;
+        }
+        return fromUtf8(string.getUTF8Value());
+    }
 
     // Only the translation of the text matrix matters, and only when it is
     // given in whole numbers.
@@ -100,7 +111,7 @@ private:
     }
     void opTj() {
         if (auto text = pop(); text && text->isString())
-            add(fromUtf8(text->getUTF8Value()));
+            add(textOf(*text));
     }
     // The strings at the even places of the array (the odd places are
     // normally the spacing numbers); an item even for an empty array.
@@ -111,7 +122,7 @@ private:
             for (size_t i = 0; i < parts.size(); i += 2) {
                 QPDFObjectHandle part = parts[i];
                 if (part.isString())
-                    text += fromUtf8(part.getUTF8Value());
+                    text += textOf(part);
             }
         }
         add(text);
@@ -142,6 +153,7 @@ private:
     }
 
     std::FILE* m_log;
+    PdfFontDecoder* m_fonts;
     std::vector<QPDFObjectHandle> m_operands;
     std::int64_t m_x = -1;
     std::int64_t m_y = -1;
@@ -171,12 +183,14 @@ QList<PDFStringTableItem> PdfCueReader::scanFirstPage(const QString& path) {
     const std::unique_ptr<QPDF> pdf = openDocument(path);
     if (!pdf)
         return {};
-    TextScanner scanner(m_log);
+    PdfFontDecoder fonts;
+    TextScanner scanner(m_log, &fonts);
     try {
         std::vector<QPDFPageObjectHelper> pages = QPDFPageDocumentHelper(*pdf).getAllPages();
         m_pageCount = int(pages.size());
         if (pages.empty())
             return {};
+        fonts = PdfFontDecoder(pages.front().getAttribute("/Resources", false));
         pages.front().parseContents(&scanner);
     } catch (const std::exception&) {
         // A damaged stream: keep what was read before the damage.

@@ -1,13 +1,19 @@
 #include "panel/qz62View.h"
 
+#include "link/ComThread.h"
+#include "overlay/MonitorView.h"
+#include "overlay/PunchView.h"
 #include "panel/BarsColorList.h"
 #include "panel/VideoStandards.h"
 #include "ui_qz62View.h"
 
 #include <QButtonGroup>
+#include <QDragEnterEvent>
+#include <QDropEvent>
 #include <QEvent>
 #include <QFontDatabase>
 #include <QGuiApplication>
+#include <QMimeData>
 #include <QScrollBar>
 #include <QSignalBlocker>
 #include <memory>
@@ -36,6 +42,10 @@ const char* bannerStyle(PanelController::LinkState state) {
 
 qz62View::qz62View(QWidget* parent) : QWidget(parent), m_ui(std::make_unique<Ui::qz62View>()) {
     m_ui->setupUi(this);
+    m_monitorView = new MonitorView;
+    m_ui->layout_tabStreamer->addWidget(m_monitorView);
+    m_punchView = new PunchView;
+    m_ui->layout_tabPunch->addWidget(m_punchView);
 
     m_rateMatrix = new QButtonGroup(this);
     m_rateMatrix->addButton(m_ui->radioButtonRefFlat, 0);
@@ -75,8 +85,27 @@ qz62View::qz62View(QWidget* parent) : QWidget(parent), m_ui(std::make_unique<Ui:
         }
     }
 
+    setAcceptDrops(true);
     connectControls();
     showLinkState(PanelController::LinkState::Idle, QString());
+}
+
+void qz62View::dragEnterEvent(QDragEnterEvent* event) {
+    if (!event->mimeData()->hasUrls()) {
+        event->ignore();
+        return;
+    }
+    if (event->possibleActions() & Qt::LinkAction)
+        event->setDropAction(Qt::LinkAction);
+    else if (event->possibleActions() & Qt::CopyAction)
+        event->setDropAction(Qt::CopyAction);
+    else
+        return event->ignore();
+    event->accept();
+}
+
+void qz62View::dropEvent(QDropEvent* event) {
+    event->ignore();
 }
 
 bool qz62View::eventFilter(QObject* watched, QEvent* event) {
@@ -90,7 +119,13 @@ bool qz62View::eventFilter(QObject* watched, QEvent* event) {
     return QWidget::eventFilter(watched, event);
 }
 
-qz62View::~qz62View() = default;
+qz62View::~qz62View() {
+    // The editors' workers go before the controller whose link they use.
+    m_monitorView->windowClosing();
+    m_punchView->windowClosing();
+    m_controller.parser().setStreamerReceiver(nullptr);
+    m_controller.parser().setPunchReceiver(nullptr);
+}
 
 QTabWidget* qz62View::tabView() const {
     return m_ui->tabView;
@@ -114,11 +149,23 @@ void qz62View::awakeFromNib(const PanelOptions& options) {
     m_controller.setExplicitPort(options.explicitPort);
     m_controller.setSearchDirectory(options.searchDirectory);
     m_controller.setTickIntervalMs(options.tickIntervalMs);
+    // The editors send through whatever link there is at the time, and take
+    // their own report lines.
+    auto link = [this]() -> CommandSink* { return m_controller.comThread(); };
+    m_monitorView->editor().setComThread(link);
+    m_punchView->editor().setComThread(link);
+    m_controller.parser().setStreamerReceiver(&m_monitorView->editor());
+    m_controller.parser().setPunchReceiver(&m_punchView->editor());
+    m_monitorView->awakeFromNib();
+    m_punchView->awakeFromNib();
+
     refreshAll();
     m_controller.startUp();
 }
 
 void qz62View::windowClosing() {
+    m_monitorView->windowClosing();
+    m_punchView->windowClosing();
     m_controller.windowClosing();
 }
 
@@ -352,6 +399,15 @@ void qz62View::appendRxLine(const QString& line) {
     if (m_ui->checkBoxInhibitPing->isChecked() && line.contains(QLatin1String("ping")))
         return;
     m_ui->textViewDebugRx->appendPlainText(line);
+    QScrollBar* bar = m_ui->textViewDebugRx->verticalScrollBar();
+    bar->setValue(bar->maximum());
+}
+
+void qz62View::appendDebugText(const QString& text) {
+    QString block = text;
+    if (block.endsWith(u'\n'))
+        block.chop(1);
+    m_ui->textViewDebugRx->appendPlainText(block);
     QScrollBar* bar = m_ui->textViewDebugRx->verticalScrollBar();
     bar->setValue(bar->maximum());
 }

@@ -7,6 +7,8 @@
 #include <functional>
 #include <memory>
 
+class MonitorView;
+class PunchView;
 class QButtonGroup;
 class QCheckBox;
 class QTabWidget;
@@ -43,7 +45,12 @@ public:
 
     PanelController& controller() { return m_controller; }
     QTabWidget* tabView() const;
+    MonitorView* monitorView() const { return m_monitorView; }
+    PunchView* punchView() const { return m_punchView; }
     int tag() const { return kViewTag; }
+    // Text for the user to read in the unit tab's log (MIDI file contents,
+    // self-tests), after what the unit sent so far.
+    void appendDebugText(const QString& text);
     // One line describing the link, as the banner shows it.
     QString linkStateText() const { return m_linkText; }
 
@@ -53,6 +60,10 @@ signals:
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
+    // Files dragged over the panel are answered but never taken: cue files
+    // are dropped on a cue table instead.
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
 
 private:
     void connectControls();
@@ -70,4 +81,6 @@ private:
     QButtonGroup* m_priorityMatrix = nullptr;
     QButtonGroup* m_popMatrix = nullptr;
     QString m_linkText;
+    MonitorView* m_monitorView = nullptr;
+    PunchView* m_punchView = nullptr;
 };

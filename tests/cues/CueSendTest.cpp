@@ -28,7 +28,7 @@ protected:
         s_link = std::make_unique<ComThread>();
         s_link->setDriverCheckEnabled(false);
         s_link->setPort(s_sim->ptyPath());
-        ASSERT_EQ(s_link->openUsbSerial(), 0);
+        ASSERT_EQ(linktest::openWithRetries(*s_link), 0);
         s_link->startThread(s_owner.get());
     }
     static void TearDownTestSuite() {

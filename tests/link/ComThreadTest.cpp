@@ -43,7 +43,7 @@ protected:
         ASSERT_TRUE(sim.start());
         link.setDriverCheckEnabled(false);
         link.setPort(sim.ptyPath());
-        ASSERT_EQ(link.openUsbSerial(), 0);
+        ASSERT_EQ(linktest::openWithRetries(link), 0);
     }
     void startLink() {
         link.startThread(&receiver);
@@ -231,7 +231,7 @@ TEST(LinkOwner, MayDestroyTheLinkWhenToldItIsLost) {
     DroppingOwner owner;
     owner.link = std::make_unique<ComThread>();
     owner.link->setPort(sim.ptyPath());
-    ASSERT_EQ(owner.link->openUsbSerial(), 0);
+    ASSERT_EQ(linktest::openWithRetries(*owner.link), 0);
     owner.link->startThread(&owner);
     sim.unplug();
     ASSERT_TRUE(waitFor([&] { return owner.told; }));

@@ -34,4 +34,15 @@ private:
     MsgClass m_buffer;
 };
 
+// Identification gives the unit 3 x 100 ms to answer; a test machine busy
+// with a parallel build can miss that window. The fixtures try again rather
+// than fail on scheduling; the identification rules have tests of their own.
+template <typename Link>
+int openWithRetries(Link& link, int attempts = 3) {
+    int result = -1;
+    for (int i = 0; i < attempts && result != 0; ++i)
+        result = link.openUsbSerial();
+    return result;
+}
+
 } // namespace linktest

@@ -1,0 +1,221 @@
+#include "app/CueWindows.h"
+
+#include "cues/CueDocument.h"
+#include "cues/CueWindow.h"
+#include "link/Alerts.h"
+#include "link/ComThread.h"
+#include "panel/qz62View.h"
+
+#include <QAction>
+#include <QDir>
+#include <QFileInfo>
+#include <QMenu>
+#include <QMenuBar>
+#include <QSettings>
+#include <QTabWidget>
+
+CueWindows::CueWindows(qz62View* panel, QMenu* mainFileMenu, QObject* parent)
+    : QObject(parent), m_panel(panel) {
+    m_new = new QAction(tr("&New Cue Sheet"), this);
+    m_new->setShortcut(QKeySequence::New);
+    m_open = new QAction(tr("&Open…"), this);
+    m_open->setShortcut(QKeySequence::Open);
+    m_recent = new QMenu(tr("Open &Recent"));
+    m_save = new QAction(tr("&Save"), this);
+    m_save->setShortcut(QKeySequence::Save);
+    m_saveAs = new QAction(tr("Save &As…"), this);
+    m_saveAs->setShortcut(QKeySequence::SaveAs);
+    m_close = new QAction(tr("&Close"), this);
+    m_close->setShortcut(QKeySequence::Close);
+    connect(m_new, &QAction::triggered, this, &CueWindows::newCueSheet);
+    connect(m_open, &QAction::triggered, this, &CueWindows::openWithDialog);
+    connect(m_save, &QAction::triggered, this, &CueWindows::save);
+    connect(m_saveAs, &QAction::triggered, this, &CueWindows::saveAs);
+    connect(m_close, &QAction::triggered, this, &CueWindows::closeFront);
+    if (mainFileMenu)
+        addFileActions(mainFileMenu);
+    connect(&panel->controller(), &PanelController::linkStateChanged, this,
+            &CueWindows::linkChanged);
+    rebuildRecentMenu();
+    updateActions();
+}
+
+CueWindows::~CueWindows() {
+    const QList<CueWindow*> open = windows();
+    m_windows.clear();
+    for (CueWindow* w : open) {
+        w->disconnect(this);
+        delete w;
+    }
+    m_panel->controller().parser().setCueDocument(nullptr);
+    delete m_recent;
+}
+
+void CueWindows::addFileActions(QMenu* menu) {
+    QAction* first = menu->actions().isEmpty() ? nullptr : menu->actions().first();
+    menu->insertActions(first, {m_new, m_open});
+    menu->insertMenu(first, m_recent);
+    menu->insertActions(first, {m_save, m_saveAs, m_close});
+    if (first)
+        menu->insertSeparator(first);
+}
+
+CueWindow* CueWindows::front() const {
+    return m_front;
+}
+
+QList<CueWindow*> CueWindows::windows() const {
+    QList<CueWindow*> list;
+    for (const QPointer<CueWindow>& w : m_windows) {
+        if (w)
+            list.append(w);
+    }
+    return list;
+}
+
+CueWindow* CueWindows::newCueSheet() {
+    auto* window = new CueWindow;
+    addFileActions(window->fileMenu());
+    m_windows.append(window);
+    CueDocument* doc = window->document();
+    doc->setComThread(m_panel->controller().comThread());
+    connect(window, &CueWindow::activated, this, &CueWindows::setFront);
+    connect(window, &CueWindow::closed, this, &CueWindows::forget);
+    connect(window, &CueWindow::saved, this, &CueWindows::addRecent);
+    connect(window, &QObject::destroyed, this, [this, window] { forget(window); });
+    connect(doc, &CueDocument::inOutsSent, this,
+            [this](int pairs) { m_panel->controller().parser().setFMax(pairs); });
+    // What the user asked to read shows in the unit tab's log, brought forward.
+    connect(window, &CueWindow::logText, m_panel, [this](const QString& text) {
+        m_panel->appendDebugText(text);
+        m_panel->tabView()->setCurrentIndex(qz62View::kUnitTab);
+    });
+    setFront(window);
+    // Windows appear with the application's main window (tests keep both hidden).
+    if (m_panel->window()->isVisible())
+        window->show();
+    return window;
+}
+
+CueWindow* CueWindows::open(const QString& path) {
+    if (QFileInfo(path).suffix().toLower() != QLatin1String("txt")) {
+        alerts::show(QStringLiteral("select a file with .txt extension"));
+        return nullptr;
+    }
+    const QString canonical = QFileInfo(path).absoluteFilePath();
+    for (CueWindow* w : windows()) {
+        if (QFileInfo(w->document()->filePath()).absoluteFilePath() == canonical &&
+            !w->document()->filePath().isEmpty()) {
+            setFront(w);
+            w->raise();
+            return w;
+        }
+    }
+    CueWindow* window = m_front && m_front->document()->isPristine() ? m_front.data() : nullptr;
+    const bool fresh = window == nullptr;
+    if (fresh)
+        window = newCueSheet();
+    if (!window->document()->openFile(canonical)) {
+        // Not UTF-8 text: as an empty text, it adds nothing.
+        if (fresh)
+            window->close();
+        return nullptr;
+    }
+    addRecent(canonical);
+    setFront(window);
+    return window;
+}
+
+void CueWindows::openWithDialog() {
+    const QString path =
+        cueDialogs().openFile(m_front ? static_cast<QWidget*>(m_front) : nullptr,
+                              tr("Open Cue Sheet"), QStringLiteral("Cue sheets (*.txt *.TXT)"));
+    if (!path.isEmpty())
+        open(path);
+}
+
+bool CueWindows::save() {
+    return m_front && m_front->save();
+}
+
+bool CueWindows::saveAs() {
+    return m_front && m_front->saveAs();
+}
+
+void CueWindows::closeFront() {
+    if (m_front)
+        m_front->close();
+}
+
+bool CueWindows::closeAll() {
+    for (CueWindow* w : windows()) {
+        if (!w->close())
+            return false;
+    }
+    return true;
+}
+
+void CueWindows::setFront(CueWindow* window) {
+    m_front = window;
+    m_panel->controller().parser().setCueDocument(window ? &m_frontSheet : nullptr);
+    updateActions();
+}
+
+void CueWindows::forget(CueWindow* window) {
+    m_windows.removeIf([window](const QPointer<CueWindow>& w) { return !w || w == window; });
+    if (m_front == window || !m_front) {
+        const QList<CueWindow*> rest = windows();
+        setFront(rest.isEmpty() ? nullptr : rest.last());
+    }
+}
+
+void CueWindows::FrontSheet::setOffset(double seconds) {
+    if (CueWindow* w = m_owner.front())
+        w->document()->setOffset(seconds);
+}
+
+void CueWindows::FrontSheet::setStepperStreamerDuration(int fiftieths) {
+    if (CueWindow* w = m_owner.front())
+        w->document()->setStepperStreamerDuration(fiftieths);
+}
+
+void CueWindows::linkChanged() {
+    for (CueWindow* w : windows())
+        w->document()->setComThread(m_panel->controller().comThread());
+}
+
+QStringList CueWindows::recentFiles() const {
+    return QSettings().value(QLatin1String(kKeyRecentFiles)).toStringList();
+}
+
+void CueWindows::addRecent(const QString& path) {
+    QStringList files = recentFiles();
+    files.removeAll(path);
+    files.prepend(path);
+    while (files.size() > kMaxRecentFiles)
+        files.removeLast();
+    QSettings().setValue(QLatin1String(kKeyRecentFiles), files);
+    rebuildRecentMenu();
+}
+
+void CueWindows::rebuildRecentMenu() {
+    m_recent->clear();
+    const QStringList files = recentFiles();
+    for (const QString& path : files) {
+        QAction* a = m_recent->addAction(QDir::toNativeSeparators(path));
+        connect(a, &QAction::triggered, this, [this, path] { open(path); });
+    }
+    if (!files.isEmpty()) {
+        m_recent->addSeparator();
+        m_recent->addAction(tr("Clear Menu"), this, [this] {
+            QSettings().remove(QLatin1String(kKeyRecentFiles));
+            rebuildRecentMenu();
+        });
+    }
+    m_recent->setEnabled(!files.isEmpty());
+}
+
+void CueWindows::updateActions() {
+    for (QAction* a : {m_save, m_saveAs, m_close})
+        a->setEnabled(m_front != nullptr);
+}

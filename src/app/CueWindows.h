@@ -1,0 +1,72 @@
+#pragma once
+
+#include "panel/ReplyReceivers.h"
+
+#include <QList>
+#include <QObject>
+#include <QPointer>
+#include <QStringList>
+
+class CueWindow;
+class QAction;
+class QMenu;
+class qz62View;
+
+// The open cue windows and the File commands that act on them. The control
+// panel works with the frontmost window: the link reaches every window, but
+// the streamer's offset and duration from each status report, and the
+// expected count of an in/out list, go to the frontmost one only. The File
+// commands appear in the main window's menu and in every cue window's.
+class CueWindows : public QObject {
+    Q_OBJECT
+public:
+    static constexpr int kMaxRecentFiles = 8;
+    static constexpr const char* kKeyRecentFiles = "RecentCueSheets";
+
+    CueWindows(qz62View* panel, QMenu* mainFileMenu, QObject* parent = nullptr);
+    ~CueWindows() override;
+
+    CueWindow* newCueSheet();
+    // Opens a sheet text file: in the window that already shows it, in an
+    // untouched new window, or in a window of its own. Alerts "select a file
+    // with .txt extension" for other names; null when not opened.
+    CueWindow* open(const QString& path);
+    void openWithDialog();
+    bool save();
+    bool saveAs();
+    void closeFront();
+    // Asks about every modified sheet; false when the user cancelled.
+    bool closeAll();
+
+    CueWindow* front() const;
+    QList<CueWindow*> windows() const;
+    QStringList recentFiles() const;
+
+private:
+    void setFront(CueWindow* window);
+    void forget(CueWindow* window);
+    void addRecent(const QString& path);
+    void rebuildRecentMenu();
+    void updateActions();
+    void addFileActions(QMenu* menu);
+    void linkChanged();
+
+    // The status report's streamer values, passed on to the front sheet.
+    struct FrontSheet : CueDocumentTarget {
+        explicit FrontSheet(CueWindows& owner) : m_owner(owner) {}
+        void setOffset(double seconds) override;
+        void setStepperStreamerDuration(int fiftieths) override;
+        CueWindows& m_owner;
+    };
+
+    qz62View* m_panel;
+    FrontSheet m_frontSheet{*this};
+    QList<QPointer<CueWindow>> m_windows;
+    QPointer<CueWindow> m_front;
+    QAction* m_new = nullptr;
+    QAction* m_open = nullptr;
+    QMenu* m_recent = nullptr;
+    QAction* m_save = nullptr;
+    QAction* m_saveAs = nullptr;
+    QAction* m_close = nullptr;
+};

@@ -1,0 +1,111 @@
+#pragma once
+
+#include "cues/CueSheet.h"
+
+#include <QMainWindow>
+#include <QMessageBox>
+#include <functional>
+
+class CueDocument;
+class CueTableModel;
+class CueTableView;
+class QCheckBox;
+class QComboBox;
+class QLabel;
+class QLineEdit;
+class QMenu;
+class QPushButton;
+class QVBoxLayout;
+
+// The questions a cue window asks the user. Tests replace them; the
+// defaults are the file dialogs and a message box.
+struct CueDialogs {
+    // A file to open or save: the path, or empty when cancelled.
+    std::function<QString(QWidget* parent, const QString& caption, const QString& filter)> openFile;
+    std::function<QString(QWidget* parent, const QString& caption, const QString& filter)> saveFile;
+    // Save, Discard or Cancel for a modified sheet about to close.
+    std::function<QMessageBox::StandardButton(QWidget* parent, const QString& name)> askSave;
+};
+CueDialogs& cueDialogs();
+
+// One cue sheet's window. From the top: a slot for the timecode counter
+// beside the buttons that talk to the unit, the option boxes (what the unit
+// text holds, how sorting treats duplicates and midnight, the MIDI file's
+// start, type and pulldown), the table, and the row buttons with a count.
+// The option boxes start from the user's defaults and write them back when
+// the user changes them; an opened sheet's header sets them for the sheet.
+class CueWindow : public QMainWindow {
+    Q_OBJECT
+public:
+    // The defaults keys the option boxes are bound to.
+    static constexpr const char* kKeyRollover = "Rollover";
+    static constexpr const char* kKeyIncludeDialog = "IncludeDialog";
+    static constexpr const char* kKeyIncludeCueId = "IncludeCueID";
+    static constexpr const char* kKeyRemoveDuplicates = "RemoveDuplicates";
+    static constexpr const char* kKeyPulldown = "Pulldown";
+    static constexpr const char* kKeyTcType = "TcType";
+    static constexpr const char* kKeyTcStart = "TcStart";
+
+    explicit CueWindow(QWidget* parent = nullptr);
+    ~CueWindow() override;
+
+    // The option values the user's defaults give a new sheet.
+    static CueSheetSettings defaultSettings();
+
+    CueDocument* document() const { return m_document; }
+    CueTableView* table() const { return m_table; }
+    CueTableModel* model() const { return m_model; }
+    // Where the application puts its file commands.
+    QMenu* fileMenu() const { return m_fileMenu; }
+    // Holds the timecode counter; a placeholder label until one is set.
+    void setCounterWidget(QWidget* counter);
+
+    // Save to the sheet's file, or ask for one when it has none. False when
+    // cancelled or the write failed.
+    bool save();
+    bool saveAs();
+
+    // --- the window's commands ---
+    void copy();
+    void cut();
+    void paste();
+    void deleteSelectedRows();
+    void addRow();
+    void exportMidi();
+    void importMidi();
+
+signals:
+    void activated(CueWindow* window);
+    void saved(const QString& path);
+    void closed(CueWindow* window);
+    // Lines for the user to read: a MIDI file's log, the 7/8 self-test.
+    void logText(const QString& text);
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+    void changeEvent(QEvent* event) override;
+
+private:
+    void buildControls(QVBoxLayout* layout);
+    void buildMenus();
+    void connectControls();
+    void showSettings();
+    void takeSettingsFromControls(const char* changedKey);
+    void updateTitle();
+    void updateCount();
+
+    CueDocument* m_document = nullptr;
+    CueTableModel* m_model = nullptr;
+    CueTableView* m_table = nullptr;
+    QMenu* m_fileMenu = nullptr;
+    QWidget* m_counterSlot = nullptr;
+    QWidget* m_counter = nullptr;
+    QLabel* m_countLabel = nullptr;
+    QCheckBox* m_checkBoxExportText = nullptr;
+    QCheckBox* m_checkBoxCueIdInText = nullptr;
+    QCheckBox* m_checkBoxDuplicate = nullptr;
+    QCheckBox* m_checkBoxMidnightCalc = nullptr;
+    QCheckBox* m_checkBoxPulldown = nullptr;
+    QLineEdit* m_textBoxMidiStart = nullptr;
+    QComboBox* m_comboBoxMidiTcType = nullptr;
+};

@@ -1,0 +1,106 @@
+#include "overlay/PreviewWorker.h"
+
+#include "link/Diagnostics.h"
+#include "link/QueuedCalls.h"
+
+#include <QPainter>
+#include <QTransform>
+
+PreviewWorker::PreviewWorker() = default;
+
+PreviewWorker::~PreviewWorker() {
+    // Subclasses stop the thread in their own destructor, while render() is
+    // still theirs; this is the last resort.
+    stopThread();
+}
+
+QImage PreviewWorker::newCanvas() {
+    QImage image(kCanvasWidth, kCanvasHeight, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::black);
+    return image;
+}
+
+void PreviewWorker::originBottomLeft(QPainter& painter) {
+    painter.setTransform(QTransform(1, 0, 0, -1, 0, kCanvasHeight));
+}
+
+void PreviewWorker::startThread(Parent parent) {
+    if (m_thread.joinable() || m_abort.load())
+        return;
+    m_draw.store(kRedraw);
+    m_thread = std::thread([this, parent = std::move(parent)] { run(parent); });
+}
+
+void PreviewWorker::stopThread() {
+    if (!m_thread.joinable())
+        return;
+    {
+        std::lock_guard<std::mutex> lock(m_wakeLock);
+        m_abort.store(true);
+    }
+    m_wake.notify_all();
+    m_thread.join();
+}
+
+void PreviewWorker::setDraw(int code) {
+    {
+        std::lock_guard<std::mutex> lock(m_wakeLock);
+        m_draw.store(code);
+    }
+    m_wake.notify_all();
+}
+
+void PreviewWorker::run(Parent parent) {
+    int countdown = 0;
+    int txCode = kIdle;
+    std::unique_lock<std::mutex> lock(m_wakeLock);
+    while (!m_abort.load()) {
+        if (countdown == 0 && m_draw.load() == kIdle) {
+            m_wake.wait(lock, [this] { return m_abort.load() || m_draw.load() != kIdle; });
+            continue;
+        }
+        lock.unlock();
+        pass(parent, countdown, txCode);
+        lock.lock();
+        // A pass a tick: requests arriving meanwhile wait for the next one,
+        // so the countdown keeps its pace; only abort cuts the tick short.
+        m_wake.wait_for(lock, kPass, [this] { return m_abort.load(); });
+    }
+    lock.unlock();
+    finished();
+}
+
+void PreviewWorker::pass(const Parent& parent, int& countdown, int& txCode) {
+    const int request = m_draw.exchange(kIdle);
+    bool restarted = false;
+    if (request != kIdle) {
+        if (request != kRedraw) {
+            // Counted from the next pass: the request may have waited up to
+            // a pass already, and the unit must not get the command sooner
+            // than ten full passes after the last change.
+            countdown = kCountdownPasses;
+            txCode = request;
+            restarted = true;
+        } else if (redrawCancelsTransmit()) {
+            txCode = kIdle;
+        }
+        QImage image = render();
+        if (parent.calls && parent.threadNeedsDisplay) {
+            parent.calls->post([display = parent.threadNeedsDisplay, image = std::move(image)] {
+                display(image);
+            });
+        } else {
+            diag::print("parent does not respond to 'threadNeedsDisplay:'\n");
+        }
+    }
+    if (countdown != 0 && !restarted) {
+        if (countdown == 1 && txCode != kIdle) {
+            if (parent.calls && parent.threadNeedsTx) {
+                parent.calls->post([tx = parent.threadNeedsTx, code = txCode] { tx(code); });
+            } else {
+                diag::print("parent does not respond to 'threadNeedsTx:'\n");
+            }
+        }
+        --countdown;
+    }
+}

@@ -1,0 +1,95 @@
+#pragma once
+
+#include <QImage>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <thread>
+
+class QPainter;
+class QueuedCalls;
+
+// The thread behind an overlay editor's preview. The editor writes its values
+// into the renderer under ioLock() and then posts a request with setDraw();
+// the worker paints a fresh 1920 x 1080 picture (origin at the bottom left)
+// within one pass and hands it to the editor. Requests that change what the
+// unit shows also start a countdown of ten 33 ms passes, restarted by every
+// further request; when it runs out the editor is told to transmit, so a drag
+// reaches the unit as one command about a third of a second after it stops.
+//
+// Request codes: 0 nothing to do, 2 redraw only, 1 (and the annunciator's
+// 3, 4, 5) redraw and transmit. The code that started the countdown is what
+// threadNeedsTx receives.
+//
+// An idle worker sleeps until a request arrives; it ticks at 33 ms only while
+// a request or a countdown is pending. It reaches its owner only through the
+// owner's QueuedCalls, never waiting for it.
+class PreviewWorker {
+public:
+    static constexpr int kIdle = 0;
+    static constexpr int kRedrawAndTransmit = 1;
+    static constexpr int kRedraw = 2;
+    static constexpr int kCountdownPasses = 10;
+    static constexpr std::chrono::milliseconds kPass{33};
+    static constexpr int kCanvasWidth = 1920;
+    static constexpr int kCanvasHeight = 1080;
+
+    // The owner's side. Both calls run on the owner's thread, in order.
+    struct Parent {
+        QueuedCalls* calls = nullptr;
+        std::function<void(const QImage&)> threadNeedsDisplay;
+        std::function<void(int code)> threadNeedsTx;
+    };
+
+    PreviewWorker();
+    virtual ~PreviewWorker();
+    PreviewWorker(const PreviewWorker&) = delete;
+    PreviewWorker& operator=(const PreviewWorker&) = delete;
+
+    // Held by the owner while it writes the renderer's values, and by the
+    // worker while it copies them; never across a paint.
+    std::mutex& ioLock() { return m_ioLock; }
+
+    // Once: the first pass paints without transmitting.
+    void startThread(Parent parent);
+    // Wakes the worker, lets it finish its pass and joins it. A stopped
+    // worker is not restarted.
+    void stopThread();
+    bool isRunning() const { return m_thread.joinable(); }
+
+    void setDraw(int code);
+    int draw() const { return m_draw.load(); }
+    bool abort() const { return m_abort.load(); }
+
+    // Subclasses that paint before the thread exists (benchmarks, tests).
+    QImage renderNow() { return render(); }
+
+protected:
+    // Worker thread: copy the values under ioLock(), then paint.
+    virtual QImage render() = 0;
+    // Does a redraw-only request that arrives during a countdown cancel the
+    // transmit it was waiting for? The annunciator says yes; the streamer
+    // and punch keep their transmit.
+    virtual bool redrawCancelsTransmit() const { return false; }
+    // Worker thread, once the loop has ended.
+    virtual void finished() {}
+    // An opaque black image of the canvas size.
+    static QImage newCanvas();
+    // Puts the painter's origin at the bottom left with y going up, so
+    // renderers work in the unit's coordinates; the image's rows still come
+    // out top first, ready for display (the one flip).
+    static void originBottomLeft(QPainter& painter);
+
+private:
+    void run(Parent parent);
+    void pass(const Parent& parent, int& countdown, int& txCode);
+
+    std::mutex m_ioLock;
+    std::mutex m_wakeLock; // guards the sleep, not the values
+    std::condition_variable m_wake;
+    std::atomic<int> m_draw{kIdle};
+    std::atomic<bool> m_abort{false};
+    std::thread m_thread;
+};

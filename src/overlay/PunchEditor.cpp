@@ -1,0 +1,209 @@
+#include "overlay/PunchEditor.h"
+
+#include "common/HexScan.h"
+#include "link/CommandSink.h"
+#include "link/Diagnostics.h"
+#include "link/QueuedCalls.h"
+#include "panel/BarsPalette.h"
+#include "protocol/Commands.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+constexpr int kWidth = PreviewWorker::kCanvasWidth;
+constexpr int kHeight = PreviewWorker::kCanvasHeight;
+constexpr int kMaxWire = 255;
+constexpr unsigned kReverseBit0 = 0x1000;
+
+int clampTo(long long v, int high) {
+    return int(std::clamp<long long>(v, 0, high));
+}
+unsigned wire(double v) {
+    return unsigned(std::clamp(std::floor(v), 0.0, double(kMaxWire)));
+}
+} // namespace
+
+PunchEditor::PunchEditor()
+    : m_calls(std::make_unique<QueuedCalls>(nullptr)), m_thread(std::make_unique<DrawThread>()) {}
+
+PunchEditor::~PunchEditor() {
+    windowClosing();
+}
+
+void PunchEditor::awakeFromNib() {
+    setDraw(PreviewWorker::kRedraw);
+    PreviewWorker::Parent parent;
+    parent.calls = m_calls.get();
+    parent.threadNeedsDisplay = [this](const QImage& image) { threadNeedsDisplay(image); };
+    parent.threadNeedsTx = [this](int) { punchTx(); };
+    m_thread->startThread(std::move(parent));
+}
+
+void PunchEditor::windowClosing() {
+    if (m_thread)
+        m_thread->stopThread();
+    m_calls->cancel();
+}
+
+void PunchEditor::threadNeedsDisplay(const QImage& image) {
+    m_image = image;
+    if (m_onImage)
+        m_onImage(m_image);
+}
+
+void PunchEditor::changed() {
+    if (m_onChanged)
+        m_onChanged();
+}
+
+void PunchEditor::setSize(int v) {
+    m_settings.size = clampTo(v, kMaxSize);
+    diag::print("radius: %d\n", m_settings.size);
+    setDraw(PreviewWorker::kRedrawAndTransmit);
+}
+
+void PunchEditor::placeAt(double fromLeft, double fromTop) {
+    m_settings.punchPoint = QPointF(fromLeft * kWidth, (1.0 - fromTop) * kHeight);
+    setDraw(PreviewWorker::kRedrawAndTransmit);
+    changed(); // the clamp may have moved it
+}
+
+void PunchEditor::setColor(int channel, int code) {
+    if (channel < 0 || channel > 3)
+        return;
+    m_settings.colors[std::size_t(channel)] = std::clamp(code, 0, barspalette::kCount - 1);
+    if (channel == 0) // only punch 0 is in the preview
+        setDraw(PreviewWorker::kRedraw);
+    punchTx();
+    firePunch(channel);
+}
+
+void PunchEditor::setReverse(int channel, bool on) {
+    if (channel < 0 || channel > 3)
+        return;
+    m_settings.reverse[std::size_t(channel)] = on;
+    punchTx();
+}
+
+void PunchEditor::setSwitch(PunchSettings::Switch which, bool on) {
+    if (which < 0 || which >= PunchSettings::kSwitches)
+        return;
+    m_settings.switches[std::size_t(which)] = on;
+    punchTx();
+}
+
+void PunchEditor::setDurationFrames(int frames) {
+    m_settings.durationFrames = clampTo(frames, kMaxFrames);
+    punchTx();
+}
+void PunchEditor::setRepeatCount(int count) {
+    m_settings.repeatCount = clampTo(count, kMaxRepeats);
+    punchTx();
+}
+void PunchEditor::setRepeatSeconds(int hundredths) {
+    m_settings.repeatSeconds = clampTo(hundredths, kMaxHundredths);
+    punchTx();
+}
+
+int PunchEditor::hundredthsFromSeconds(double seconds) {
+    return int(seconds * 100);
+}
+
+void PunchEditor::firePunch(int channel) {
+    if (channel < 0 || channel > 3)
+        return;
+    if (CommandSink* sink = m_sink ? m_sink() : nullptr)
+        sink->sendMidiTrigger(kFirstPunchNote + channel);
+}
+
+QString PunchEditor::command() const {
+    const PunchSettings& s = m_settings;
+    unsigned word = 0;
+    for (int channel = 3; channel >= 0; --channel)
+        word = (word << 3) | unsigned(s.colors[std::size_t(channel)]);
+    for (int channel = 0; channel < 4; ++channel) {
+        if (s.reverse[std::size_t(channel)])
+            word |= kReverseBit0 << channel;
+    }
+    unsigned switches = 0;
+    for (int i = 0; i < PunchSettings::kSwitches; ++i) {
+        if (s.switches[std::size_t(i)])
+            switches |= 1u << i;
+    }
+    // The unit counts y down from the top of the picture.
+    return cmd::punch({word, wire(s.punchPoint.x() * kMaxWire / kWidth),
+                       wire((kHeight - s.punchPoint.y()) * kMaxWire / kHeight),
+                       unsigned(std::min(s.size, kMaxWire)), unsigned(s.durationFrames),
+                       unsigned(s.repeatSeconds), unsigned(s.repeatCount), switches});
+}
+
+void PunchEditor::punchTx() {
+    diag::print("punchTx\n");
+    if (CommandSink* sink = m_sink ? m_sink() : nullptr)
+        sink->sendString(command());
+}
+
+void PunchEditor::setDraw(int mode) {
+    // The margin is the size itself, not the drawn radius, so a large punch
+    // may reach past the edge of the picture.
+    PunchSettings& s = m_settings;
+    const double margin = s.size;
+    double x = std::min(std::max(s.punchPoint.x(), margin), kWidth - margin);
+    double y = std::min(std::max(s.punchPoint.y(), margin), kHeight - margin);
+    s.punchPoint = QPointF(x, y);
+    if (!m_thread) {
+        diag::print("PunchView thread is nil!\n");
+        return;
+    }
+    {
+        std::lock_guard<std::mutex> lock(m_thread->ioLock());
+        m_thread->punchPoint = s.punchPoint;
+        m_thread->radius = s.size * (kHeight / 2) / kMaxWire;
+        m_thread->backColor = Qt::black;
+        m_thread->foreColor = barspalette::color(s.colors[0]);
+    }
+    m_thread->setDraw(mode);
+}
+
+void PunchEditor::fromString(const QString& line) {
+    // Up to eight fields in command order; a field the line lacks leaves its
+    // control as it was.
+    const QStringView text(line);
+    qsizetype pos = std::min<qsizetype>(2, text.size());
+    std::array<std::optional<long long>, 8> f;
+    for (auto& field : f) {
+        std::uint32_t value = 0;
+        if (pos >= text.size() || !hexscan::scan(text, pos, value, hexscan::Overflow::Saturate))
+            break;
+        field = value;
+    }
+    PunchSettings& s = m_settings;
+    if (f[4])
+        s.durationFrames = clampTo(*f[4], kMaxFrames);
+    if (f[5])
+        s.repeatSeconds = clampTo(*f[5], kMaxHundredths);
+    if (f[6])
+        s.repeatCount = clampTo(*f[6], kMaxRepeats);
+    if (f[7]) {
+        for (int i = 0; i < PunchSettings::kSwitches; ++i)
+            s.switches[std::size_t(i)] = (*f[7] >> i) & 1;
+    }
+    if (f[3])
+        s.size = clampTo(*f[3], kMaxSize);
+    if (f[1])
+        s.punchPoint.setX(double(*f[1] * kWidth / kMaxWire));
+    if (f[2])
+        s.punchPoint.setY(double(kHeight - *f[2] * kHeight / kMaxWire));
+    if (f[0]) {
+        unsigned word = unsigned(*f[0]);
+        for (int channel = 0; channel < 4; ++channel)
+            s.reverse[std::size_t(channel)] = (word & (kReverseBit0 << channel)) != 0;
+        for (int channel = 0; channel < 4; ++channel) {
+            s.colors[std::size_t(channel)] = int(word & 7u);
+            word >>= 3;
+        }
+    }
+    setDraw(PreviewWorker::kRedraw); // clamps the point, repaints, never echoes
+    changed();
+}

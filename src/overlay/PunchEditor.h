@@ -1,0 +1,93 @@
+#pragma once
+
+#include "overlay/DrawThread.h"
+#include "panel/ReplyReceivers.h"
+
+#include <QImage>
+#include <QPointF>
+#include <QString>
+#include <array>
+#include <functional>
+#include <memory>
+
+class CommandSink;
+class QueuedCalls;
+
+// What the punch panel shows. Colours are 3-bit overlay codes (0 white ..
+// 7 black); the point is the punch centre in canvas pixels from the bottom
+// left (0..1920 across, 0..1080 up).
+struct PunchSettings {
+    enum Switch { kPunchEnable, kBeeps, kBlackCueBlack, kPictureWhenStopped, kSwitches };
+    std::array<int, 4> colors{0, 0, 0, 0};
+    std::array<bool, 4> reverse{false, false, false, false};
+    std::array<bool, kSwitches> switches{true, false, false, false};
+    QPointF punchPoint{960, 540};
+    int size = 64;
+    int durationFrames = 12;
+    int repeatSeconds = 100; // hundredths of a second between repeats
+    int repeatCount = 2;
+
+    bool operator==(const PunchSettings&) const = default;
+};
+
+// The punch editor without its widgets: keeps the settings, sends them as the
+// "E" command, takes the unit's "E" report back without echoing it, places
+// the punch from clicks on the preview, and drives the preview worker. Main
+// thread only.
+class PunchEditor final : public PunchReceiver {
+public:
+    static constexpr int kMaxSize = 255;
+    static constexpr int kMaxFrames = 250;
+    static constexpr int kMaxHundredths = 1000; // 10 s
+    static constexpr int kMaxRepeats = 99;
+    static constexpr int kFirstPunchNote = 120;
+
+    PunchEditor();
+    ~PunchEditor() override;
+
+    void setComThread(std::function<CommandSink*()> sink) { m_sink = std::move(sink); }
+    void setImageHandler(std::function<void(const QImage&)> h) { m_onImage = std::move(h); }
+    void setChangedHandler(std::function<void()> h) { m_onChanged = std::move(h); }
+
+    void awakeFromNib();
+    void windowClosing();
+
+    const PunchSettings& settings() const { return m_settings; }
+    QImage image() const { return m_image; }
+    DrawThread* thread() const { return m_thread.get(); }
+
+    // Size and position go out once the worker's countdown runs out; every
+    // other change at once.
+    void setSize(int v);
+    // A click or drag at a fraction of the preview (0..1 from the left and
+    // from the top).
+    void placeAt(double fromLeft, double fromTop);
+    void setColor(int channel, int code); // punch 0's also redraws; fires it
+    void setReverse(int channel, bool on);
+    void setSwitch(PunchSettings::Switch which, bool on);
+    void setDurationFrames(int frames);
+    void setRepeatCount(int count);
+    void setRepeatSeconds(int hundredths);
+    // Seconds as typed, cut (not rounded) to hundredths.
+    static int hundredthsFromSeconds(double seconds);
+    void firePunch(int channel);
+
+    QString command() const;
+    void punchTx();
+    void setDraw(int mode);
+
+    // PunchReceiver
+    void fromString(const QString& line) override;
+
+private:
+    void threadNeedsDisplay(const QImage& image);
+    void changed();
+
+    PunchSettings m_settings;
+    std::function<CommandSink*()> m_sink;
+    std::function<void(const QImage&)> m_onImage;
+    std::function<void()> m_onChanged;
+    QImage m_image;
+    std::unique_ptr<QueuedCalls> m_calls; // outlives the worker
+    std::unique_ptr<DrawThread> m_thread;
+};

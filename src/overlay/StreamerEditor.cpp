@@ -1,0 +1,176 @@
+#include "overlay/StreamerEditor.h"
+
+#include "common/HexScan.h"
+#include "link/CommandSink.h"
+#include "link/Diagnostics.h"
+#include "link/QueuedCalls.h"
+#include "panel/BarsPalette.h"
+#include "protocol/Commands.h"
+
+#include <algorithm>
+
+namespace {
+int clampTo(long long v, int high) {
+    return int(std::clamp<long long>(v, 0, high));
+}
+} // namespace
+
+StreamerEditor::StreamerEditor()
+    : m_calls(std::make_unique<QueuedCalls>(nullptr)),
+      m_thread(std::make_unique<DrawStreamerThread>()) {}
+
+StreamerEditor::~StreamerEditor() {
+    windowClosing();
+}
+
+void StreamerEditor::awakeFromNib() {
+    setDraw(PreviewWorker::kRedraw);
+    PreviewWorker::Parent parent;
+    parent.calls = m_calls.get();
+    parent.threadNeedsDisplay = [this](const QImage& image) { threadNeedsDisplay(image); };
+    parent.threadNeedsTx = [this](int) { streamerTx(); };
+    m_thread->startThread(std::move(parent));
+}
+
+void StreamerEditor::windowClosing() {
+    if (m_thread)
+        m_thread->stopThread();
+    m_calls->cancel();
+}
+
+void StreamerEditor::threadNeedsDisplay(const QImage& image) {
+    m_image = image;
+    if (m_onImage)
+        m_onImage(m_image);
+}
+
+void StreamerEditor::setWidth(int v) {
+    m_settings.width = clampTo(v, kMaxWidth);
+    setDraw(PreviewWorker::kRedrawAndTransmit);
+}
+void StreamerEditor::setTop(int v) {
+    m_settings.top = clampTo(v, kMaxByte);
+    setDraw(PreviewWorker::kRedrawAndTransmit);
+}
+void StreamerEditor::setBottom(int v) {
+    m_settings.bottom = clampTo(v, kMaxByte);
+    setDraw(PreviewWorker::kRedrawAndTransmit);
+}
+void StreamerEditor::setTransparency(int v) {
+    m_settings.transparency = clampTo(v, kMaxByte);
+    setDraw(PreviewWorker::kRedrawAndTransmit);
+}
+void StreamerEditor::setDuration(int fiftieths) {
+    m_settings.duration = clampTo(fiftieths, kMaxFiftieths);
+    setDraw(PreviewWorker::kRedrawAndTransmit);
+}
+void StreamerEditor::setDelay(int fiftieths) {
+    m_settings.delay = clampTo(fiftieths, kMaxFiftieths);
+    setDraw(PreviewWorker::kRedrawAndTransmit);
+}
+
+int StreamerEditor::fiftiethsFromSeconds(double seconds) {
+    return int(seconds * 50 + 0.25);
+}
+
+void StreamerEditor::setColor(int channel, int code) {
+    if (channel < 0 || channel > StreamerSettings::kEndBar)
+        return;
+    m_settings.colors[std::size_t(channel)] = std::clamp(code, 0, barspalette::kCount - 1);
+    // Only streamer 0 and the end bar are in the preview.
+    if (channel == 0 || channel == StreamerSettings::kEndBar)
+        setDraw(PreviewWorker::kRedraw);
+    streamerTx();
+    if (channel != StreamerSettings::kEndBar)
+        trigger(kFirstStreamerNote + channel);
+}
+
+void StreamerEditor::fireStreamer(int channel) {
+    if (channel >= 0 && channel < StreamerSettings::kEndBar)
+        trigger(kFirstStreamerNote + channel);
+}
+
+void StreamerEditor::fireAccumulate() {
+    trigger(kAccumulateNote);
+}
+
+void StreamerEditor::trigger(int note) {
+    if (CommandSink* sink = m_sink ? m_sink() : nullptr)
+        sink->sendMidiTrigger(note);
+}
+
+QString StreamerEditor::command() const {
+    // End bar in the top bits, streamer 0 in the lowest.
+    unsigned word = 0;
+    for (int channel = StreamerSettings::kEndBar; channel >= 0; --channel)
+        word = (word << 3) | unsigned(m_settings.colors[std::size_t(channel)]);
+    const StreamerSettings& s = m_settings;
+    // The unit counts the bottom edge down from the top of the picture.
+    return cmd::streamer({word, unsigned(s.width), 0u, unsigned(s.duration), unsigned(s.delay),
+                          unsigned(s.top), unsigned(kMaxByte - s.bottom),
+                          unsigned(s.transparency)});
+}
+
+void StreamerEditor::streamerTx() {
+    diag::print("streamerTx\n");
+    if (CommandSink* sink = m_sink ? m_sink() : nullptr)
+        sink->sendString(command());
+}
+
+void StreamerEditor::setDraw(int mode) {
+    if (!m_thread) {
+        diag::print("MonitorView thread is nil");
+        return;
+    }
+    const StreamerSettings& s = m_settings;
+    const double alpha = (kMaxByte - s.transparency) / double(kMaxByte);
+    {
+        std::lock_guard<std::mutex> lock(m_thread->ioLock());
+        m_thread->top = s.top * PreviewWorker::kCanvasHeight / kMaxByte;
+        m_thread->bottom = s.bottom * PreviewWorker::kCanvasHeight / kMaxByte;
+        m_thread->width = s.width;
+        m_thread->backColor = Qt::black;
+        QColor fore = barspalette::color(s.colors[0]);
+        fore.setAlphaF(float(alpha));
+        QColor endBar = barspalette::color(s.colors[StreamerSettings::kEndBar]);
+        endBar.setAlphaF(float(alpha));
+        m_thread->foreColor = fore;
+        m_thread->endBarColor = endBar;
+    }
+    m_thread->setDraw(mode);
+}
+
+void StreamerEditor::fromString(const QString& line) {
+    // Fields in command order. A report that ends early gives every later
+    // control the last value read, so a truncated line leaves the panel in
+    // a stable (if odd) state; with no field at all nothing changes.
+    const QStringView text(line);
+    qsizetype pos = std::min<qsizetype>(2, text.size());
+    std::uint32_t value = 0;
+    bool any = false;
+    auto next = [&] {
+        if (pos < text.size() && hexscan::scan(text, pos, value, hexscan::Overflow::Saturate))
+            any = true;
+        return (long long)value;
+    };
+    const long long word = next();
+    StreamerSettings s = m_settings;
+    s.width = clampTo(next(), kMaxWidth);
+    next(); // reserved
+    s.duration = clampTo(next(), kMaxFiftieths);
+    s.delay = clampTo(next(), kMaxFiftieths);
+    s.top = clampTo(next(), kMaxByte);
+    s.bottom = clampTo(kMaxByte - next(), kMaxByte);
+    s.transparency = clampTo(next(), kMaxByte);
+    if (!any)
+        return;
+    unsigned colors = unsigned(word);
+    for (int channel = 0; channel <= StreamerSettings::kEndBar; ++channel) {
+        s.colors[std::size_t(channel)] = int(colors & 7u);
+        colors >>= 3;
+    }
+    m_settings = s;
+    if (m_onChanged)
+        m_onChanged();
+    setDraw(PreviewWorker::kRedraw); // repaint, never echo
+}

@@ -1,0 +1,96 @@
+#pragma once
+
+#include "overlay/DrawStreamerThread.h"
+#include "panel/ReplyReceivers.h"
+
+#include <QImage>
+#include <QString>
+#include <array>
+#include <functional>
+#include <memory>
+
+class CommandSink;
+class QueuedCalls;
+
+// What the streamer panel shows, in the unit's units. Colours are 3-bit
+// overlay codes (0 white .. 7 black): the unit draws nothing else.
+struct StreamerSettings {
+    static constexpr int kEndBar = 4; // colors[4]; 0..3 are the streamers
+    std::array<int, 5> colors{0, 0, 0, 0, 0};
+    int width = 0x28;     // canvas pixels
+    int duration = 100;   // fiftieths of a second
+    int delay = 0;        // fiftieths of a second
+    int top = 255;        // 255 = top of the picture
+    int bottom = 0;       // 0 = bottom of the picture
+    int transparency = 0; // 0 = opaque
+
+    bool operator==(const StreamerSettings&) const = default;
+};
+
+// The streamer editor without its widgets: keeps the settings, sends them as
+// the "C" command, takes the unit's "C" report back without echoing it, and
+// drives the preview worker. Main thread only.
+class StreamerEditor final : public StreamerReceiver {
+public:
+    static constexpr int kMaxByte = 255;
+    static constexpr int kMaxWidth = 255;
+    static constexpr int kMaxFiftieths = 1500; // 30 s
+    static constexpr int kAccumulateNote = 119;
+    static constexpr int kFirstStreamerNote = 124;
+
+    StreamerEditor();
+    ~StreamerEditor() override;
+
+    // Where commands go; returns null while there is no link.
+    void setComThread(std::function<CommandSink*()> sink) { m_sink = std::move(sink); }
+    // Preview pictures and report-driven changes, for the view.
+    void setImageHandler(std::function<void(const QImage&)> h) { m_onImage = std::move(h); }
+    void setChangedHandler(std::function<void()> h) { m_onChanged = std::move(h); }
+
+    // Start-up and shutdown of the preview worker.
+    void awakeFromNib();
+    void windowClosing();
+
+    const StreamerSettings& settings() const { return m_settings; }
+    QImage image() const { return m_image; }
+    DrawStreamerThread* thread() const { return m_thread.get(); }
+
+    // The user's changes. Geometry and timing go out once the worker's
+    // countdown runs out; colours go out at once.
+    void setWidth(int v);
+    void setTop(int v);
+    void setBottom(int v);
+    void setTransparency(int v);
+    void setDuration(int fiftieths);
+    void setDelay(int fiftieths);
+    // Seconds as typed: the nearest fiftieth, a quarter step favouring the
+    // one below.
+    static int fiftiethsFromSeconds(double seconds);
+    // Channel 0..3 or StreamerSettings::kEndBar. A streamer's colour change
+    // also fires that streamer, so the operator sees it on the picture.
+    void setColor(int channel, int code);
+    void fireStreamer(int channel);
+    void fireAccumulate();
+
+    // The "C" command from the settings.
+    QString command() const;
+    void streamerTx();
+    void setDraw(int mode);
+
+    // StreamerReceiver
+    void fromString(const QString& line) override;
+    double offset() const override { return m_settings.duration / 50.0; }
+    int streamerDuration() const override { return m_settings.duration; }
+
+private:
+    void threadNeedsDisplay(const QImage& image);
+    void trigger(int note);
+
+    StreamerSettings m_settings;
+    std::function<CommandSink*()> m_sink;
+    std::function<void(const QImage&)> m_onImage;
+    std::function<void()> m_onChanged;
+    QImage m_image;
+    std::unique_ptr<QueuedCalls> m_calls; // outlives the worker
+    std::unique_ptr<DrawStreamerThread> m_thread;
+};

@@ -1,0 +1,251 @@
+#include "cues/CueWindow.h"
+#include "app/CueWindows.h"
+#include "cues/CueDocument.h"
+#include "cues/CueTableModel.h"
+#include "cues/CueTableView.h"
+#include "panel/PanelTestSupport.h"
+#include "support/FilesAndTools.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QClipboard>
+#include <QDir>
+#include <QMimeData>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <QUrl>
+#include <csignal>
+#include <sys/resource.h>
+
+using testsupport::readFile;
+using testsupport::runTool;
+using testsupport::writeFile;
+
+namespace {
+
+// Each test keeps its user defaults and files in a folder of its own.
+struct Scratch {
+    Scratch() { qputenv("XDG_CONFIG_HOME", dir.path().toUtf8()); }
+    QString path(const QString& name) const { return dir.filePath(name); }
+    QString write(const QString& name, const QByteArray& text) const {
+        EXPECT_TRUE(writeFile(path(name), text));
+        return path(name);
+    }
+    QTemporaryDir dir;
+};
+
+// id (trimmed), in and out as shown, text and notes of every row.
+QStringList shown(const CueDocument& doc) {
+    QStringList rows;
+    for (const CueItem& r : doc.rows())
+        rows << QStringList{r.cueId.trimmed(), r.getCueIn(), r.getCueOut(), r.cueText, r.cueNotes}
+                    .join(u'|');
+    return rows;
+}
+
+// Files dropped on the table from another program, offering copy and link.
+void dropFiles(CueWindow& window, const QStringList& paths) {
+    QMimeData data;
+    QList<QUrl> urls;
+    for (const QString& p : paths)
+        urls << QUrl::fromLocalFile(p);
+    data.setUrls(urls);
+    QWidget* target = window.table()->viewport();
+    const QPointF at(10, 10);
+    QDragEnterEvent enter(at.toPoint(), Qt::CopyAction | Qt::LinkAction, &data, Qt::LeftButton,
+                          Qt::NoModifier);
+    QApplication::sendEvent(target, &enter);
+    ASSERT_TRUE(enter.isAccepted());
+    QDropEvent drop(at, Qt::CopyAction | Qt::LinkAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(target, &drop);
+}
+
+const QByteArray kSheet = ";duplicate\t1\n;midnight\t0\n;text\t1\n;cueId\t1\n;pulldown\t0\n"
+                          ";start\t01:00:00:00\n;tctype\t1\n"
+                          "1M1\t01:00:05:12\t01:00:09:00\tMain title\thold\n"
+                          "1M2\t01:01:10:00\t---\tDoor slams\t\n"
+                          "1M4\t01:03:00:00\t---\tAfter\t\n";
+
+} // namespace
+
+TEST(CueWindow, OpenedSheetSendsSelectionAndInOutListToTheUnit) {
+    Scratch scratch;
+    SimulatedUnit sim;
+    ASSERT_TRUE(sim.start());
+    App app(sim.ptyPath());
+    ASSERT_TRUE(startUpSent(sim));
+
+    CueWindows* cues = app.window.cueWindows();
+    EXPECT_EQ(cues->open(scratch.write("sheet.csv", kSheet)), nullptr);
+    EXPECT_EQ(app.alerts.shown, QStringList{"select a file with .txt extension"});
+    CueWindow* window = cues->open(scratch.write("reel1.TXT", kSheet));
+    ASSERT_NE(window, nullptr);
+    EXPECT_EQ(cues->front(), window);
+    EXPECT_EQ(window->document()->rowCount(), 3);
+    EXPECT_EQ(window->document()->settings().tctype, 1);
+    EXPECT_FALSE(window->document()->isModified());
+    EXPECT_EQ(cues->recentFiles().value(0),
+              QFileInfo(scratch.path("reel1.TXT")).absoluteFilePath());
+
+    sim.clearRecord();
+    window->table()->selectRow(1);
+    EXPECT_TRUE(QTest::qWaitFor(
+        [&] { return sim.commandLines().contains(QStringLiteral("s 1M2\\nDoor slams")); },
+        kWaitMs));
+
+    // The list stops at a new row (no in time yet); the parser expects two pairs.
+    window->table()->selectRow(1);
+    window->addRow(); // selected, so its default text goes out
+    EXPECT_TRUE(QTest::qWaitFor(
+        [&] { return sim.commandLines().contains("s cue ID\\ninsert cue text here"); }, kWaitMs));
+    sim.clearRecord();
+    window->findChild<QPushButton*>("buttonTxInOuts")->click();
+    const QStringList expected = {"h 0", "f 01:00:05:12 01:00:09:00", "f 01:01:10:00 "};
+    EXPECT_TRUE(
+        QTest::qWaitFor([&] { return withoutPings(sim.commandLines()).size() >= 3; }, kWaitMs));
+    QTest::qWait(200);
+    EXPECT_EQ(withoutPings(sim.commandLines()), expected);
+    EXPECT_EQ(app.controller().parser().fMax(), 2);
+
+    // MIDI export sorts first (the new row goes to the top); the 7/8 test
+    // reports in the unit tab's log.
+    const QString midi = scratch.path("reel1.mid");
+    cueDialogs().saveFile = [&](QWidget*, const QString&, const QString&) { return midi; };
+    window->findChild<QPushButton*>("buttonExportMidi")->click();
+    EXPECT_TRUE(readFile(midi).startsWith("MThd"));
+    EXPECT_EQ(window->document()->rows().first().getCueIn(), "---");
+    window->findChild<QPushButton*>("buttonTest")->click();
+    EXPECT_TRUE(app.find<QPlainTextEdit>("textViewDebugRx")
+                    ->toPlainText()
+                    .contains("bytes: 256 encoded bytes: 248 decoded bytes: 217 equal: 0"));
+
+    // A second window becomes the front one; closing it hands back.
+    CueWindow* second = cues->newCueSheet();
+    EXPECT_EQ(cues->front(), second);
+    second->close();
+    EXPECT_EQ(cues->front(), window);
+}
+
+TEST(CueWindow, PasteDropSortUndoAndRowClipboard) {
+    Scratch scratch;
+    CueWindow window;
+    CueDocument& doc = *window.document();
+
+    QApplication::clipboard()->setText("2M1 01:00:30:00 Late\n"
+                                       "no time here\n"
+                                       "1M1\t01:00:10:00\t01:00:12:00\tEarly\tnote\n"
+                                       "1M2 01:00:20:00 Middle");
+    window.paste();
+    const QStringList pasted = {"2M1|01:00:30:00|---|Late|",
+                                "1M1|01:00:10:00|01:00:12:00|Early|note",
+                                "1M2|01:00:20:00|---|Middle|"};
+    ASSERT_EQ(shown(doc), pasted);
+    window.findChild<QPushButton*>("buttonSort")->click();
+    const QStringList sorted = {pasted[1], pasted[2], pasted[0]};
+    EXPECT_EQ(shown(doc), sorted);
+    EXPECT_TRUE(doc.isModified());
+    doc.undoStack()->undo();
+    EXPECT_EQ(shown(doc), pasted);
+    doc.undoStack()->undo();
+    EXPECT_TRUE(shown(doc).isEmpty());
+    EXPECT_FALSE(doc.isModified());
+    doc.undoStack()->redo();
+    doc.undoStack()->redo();
+    EXPECT_EQ(shown(doc), sorted);
+
+    // An edited in time keeps its digits; rows copied to another window keep every field.
+    EXPECT_TRUE(
+        window.model()->setData(window.model()->index(0, CueDocument::ColumnIn), "01:00:09:2x9"));
+    EXPECT_EQ(doc.rows()[0].cueIn, "01000929");
+    window.table()->selectRow(0);
+    window.copy();
+    EXPECT_TRUE(QApplication::clipboard()->text().startsWith("1M1\t01:00:09:29\t01:00:12:00"));
+    CueWindow other;
+    other.paste();
+    EXPECT_EQ(shown(*other.document()), QStringList{"1M1|01:00:09:29|01:00:12:00|Early|note"});
+
+    // Two text files: the first is imported again with the second.
+    CueWindow dropped;
+    const QString a = scratch.write("a.txt", "A1 01:00:01:00 alpha\n");
+    const QString b = scratch.write("b.txt", "B1 01:00:02:00 beta\n");
+    dropFiles(dropped, {a, b});
+    EXPECT_EQ(shown(*dropped.document()),
+              (QStringList{"A1|01:00:01:00|---|alpha|", "A1|01:00:01:00|---|alpha|",
+                           "B1|01:00:02:00|---|beta|"}));
+    dropped.document()->undoStack()->undo();
+    EXPECT_EQ(dropped.document()->rowCount(), 0);
+
+    // An option the user changes is the sheet's and the next new sheet's.
+    window.findChild<QCheckBox*>("checkBoxDuplicate")->click();
+    EXPECT_FALSE(doc.settings().duplicate);
+    EXPECT_FALSE(CueWindow().document()->settings().duplicate);
+}
+
+TEST(CueWindow, PdfsFromRealWritersGiveTheirRows) {
+    Scratch scratch;
+    const QString dir = scratch.dir.path();
+    ASSERT_EQ(
+        runTool("/usr/bin/python3", {QZ62_TEST_DATA_DIR "/cues/cue_writers.py", dir}).exitCode, 0);
+    ASSERT_EQ(runTool("ps2pdf", {dir + "/shifted.ps", dir + "/ghostscript.pdf"}).exitCode, 0);
+    const struct {
+        const char* file;
+        QStringList rows;
+    } cases[] = {
+        {"reportlab.pdf", {"7M1|01:04:00:00|01:04:05:00|Sirens|", "7M2|01:04:10:00|---|Quiet|"}},
+        {"ghostscript.pdf", {"6M1|01:03:00:00|01:03:04:00|Glass|", "6M2|01:03:10:00|---|Bells|"}},
+        {"cairo.pdf",
+         {QStringLiteral("3M1|01:00:20:00|01:00:24:00|Гром → ♪|"),
+          QStringLiteral("3M2|01:00:30:10|---|Café door|")}},
+    };
+    for (const auto& c : cases) {
+        CueWindow window;
+        dropFiles(window, {scratch.path(c.file)});
+        EXPECT_EQ(shown(*window.document()), c.rows) << c.file;
+    }
+}
+
+TEST(CueWindow, InterruptedSaveLeavesTheOldFileAndCloseAsks) {
+    Scratch scratch;
+    RecordingAlerts alerts;
+    CueWindow window;
+    CueDocument& doc = *window.document();
+    QString answer = scratch.path("cues");
+    cueDialogs().saveFile = [&](QWidget*, const QString&, const QString&) { return answer; };
+    EXPECT_FALSE(window.save());
+    EXPECT_EQ(alerts.shown, QStringList{"select a file with .txt extension"});
+
+    answer = scratch.path("cues.txt");
+    doc.paste("1M1 01:00:01:00 first");
+    ASSERT_TRUE(window.save());
+    const QByteArray saved = readFile(answer);
+    EXPECT_TRUE(saved.contains("\t01:00:01:00\t---\tfirst\t\n"));
+
+    // A full disk: the file size limit stops the write part-way.
+    doc.paste(QString("1M2 01:00:02:00 %1").arg(QString(20000, u'x')));
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit old{};
+    getrlimit(RLIMIT_FSIZE, &old);
+    rlimit small = old;
+    small.rlim_cur = 4096;
+    setrlimit(RLIMIT_FSIZE, &small);
+    const bool written = window.save();
+    setrlimit(RLIMIT_FSIZE, &old);
+    EXPECT_FALSE(written);
+    EXPECT_EQ(readFile(answer), saved);
+    EXPECT_EQ(QDir(scratch.dir.path()).entryList(QDir::Files), QStringList{"cues.txt"});
+    EXPECT_TRUE(doc.isModified());
+
+    // Closing a modified sheet asks; cancel keeps it, discard lets it go.
+    QMessageBox::StandardButton reply = QMessageBox::Cancel;
+    int asked = 0;
+    cueDialogs().askSave = [&](QWidget*, const QString&) {
+        ++asked;
+        return reply;
+    };
+    EXPECT_FALSE(window.close());
+    reply = QMessageBox::Discard;
+    window.setAttribute(Qt::WA_DeleteOnClose, false);
+    EXPECT_TRUE(window.close());
+    EXPECT_EQ(asked, 2);
+}

@@ -1,0 +1,157 @@
+#include "link/CommandSink.h"
+#include "link/QueuedCalls.h"
+#include "overlay/PunchEditor.h"
+#include "overlay/StreamerEditor.h"
+
+#include <QElapsedTimer>
+#include <QTest>
+#include <gtest/gtest.h>
+
+namespace {
+
+struct RecordingSink : CommandSink {
+    void sendString(const QString& command) override { lines << command; }
+    void sendBytes(const QByteArray& bytes) override { raw << bytes; }
+    int txCount() const override { return 0; }
+    QStringList lines;
+    QList<QByteArray> raw;
+};
+
+// A report from the unit, taken into the editor, gives back exactly this
+// command; and taking it sends nothing.
+struct RoundTrip {
+    const char* report;
+    const char* command;
+};
+
+TEST(OverlayEditors, StreamerReportsBecomeCommands) {
+    const RoundTrip cases[] = {
+        {"C 0 28 0 64 0 ff ff 0", "C 0 28 0 64 0 ff ff 0"},
+        // A short report: every later field takes the last value read.
+        {"C 1ff 28", "C 1ff 28 0 28 28 28 28 28"},
+        {"C 7fff 1", "C 7fff 1 0 1 1 1 1 1"},
+        // Out of range and garbage: clamped, then the last good value.
+        {"C 7fff 1ff 0 ffff 5 100 -3 zz", "C 7fff ff 0 5dc 5 ff ff ff"},
+        {"C", "C 0 28 0 64 0 ff ff 0"},
+        {"C ", "C 0 28 0 64 0 ff ff 0"},
+    };
+    for (const RoundTrip& c : cases) {
+        RecordingSink sink;
+        StreamerEditor editor;
+        editor.setComThread([&sink] { return &sink; });
+        editor.fromString(QString::fromLatin1(c.report));
+        EXPECT_TRUE(sink.lines.isEmpty()) << c.report;
+        EXPECT_EQ(editor.command(), QString::fromLatin1(c.command)) << c.report;
+    }
+}
+
+TEST(OverlayEditors, PunchReportsBecomeCommands) {
+    const RoundTrip cases[] = {
+        // The position goes through canvas pixels and comes back a step lower.
+        {"E 0 7f 7f 40 c 64 2 1", "E 0 7e 7e 40 c 64 2 1"},
+        // Reverse 0..2, the point at the top left corner with size 0.
+        {"E 7000 0 0 0", "E 7000 0 0 0 c 64 2 1"},
+        {"E 1ffff 100 100 1ff fff fff fff ff", "E ffff dd c2 ff fa 3e8 63 f"},
+        {"E 1c0 ff 0 40 zz", "E 1c0 f6 f 40 c 64 2 1"},
+        {"E", "E 0 7f 7f 40 c 64 2 1"},
+    };
+    for (const RoundTrip& c : cases) {
+        RecordingSink sink;
+        PunchEditor editor;
+        editor.setComThread([&sink] { return &sink; });
+        editor.fromString(QString::fromLatin1(c.report));
+        EXPECT_TRUE(sink.lines.isEmpty()) << c.report;
+        EXPECT_EQ(editor.command(), QString::fromLatin1(c.command)) << c.report;
+    }
+}
+
+TEST(OverlayEditors, TypedTimesAndPlacement) {
+    EXPECT_EQ(StreamerEditor::fiftiethsFromSeconds(0.5), 25);
+    EXPECT_EQ(StreamerEditor::fiftiethsFromSeconds(0.01), 0);
+    EXPECT_EQ(PunchEditor::hundredthsFromSeconds(0.999), 99);
+
+    // The top left corner with size 64 lands at (64, 1016), wire x 8, y 15.
+    PunchEditor editor;
+    editor.placeAt(0, 0);
+    EXPECT_EQ(editor.settings().punchPoint, QPointF(64, 1016));
+    EXPECT_TRUE(editor.command().startsWith("E 0 8 f 40 "));
+}
+
+// Pixels where they matter: bar and end-bar edges, transparency as alpha
+// over the black background, punch centre and radius. Rows of the image
+// are top first.
+TEST(OverlayEditors, PreviewsPaintWhereTheUnitDraws) {
+    StreamerEditor streamer;
+    streamer.fromString("C 0 28 0 64 0 80 bf 80"); // top 128, bottom 64, half transparent
+    const QImage bars = streamer.thread()->renderNow();
+    ASSERT_EQ(bars.size(), QSize(1920, 1080));
+    const int topRow = 1080 - 542, bottomRow = 1080 - 271; // canvas rows 542 and 271
+    const int left = (1920 - 40) / 2;
+    EXPECT_NEAR(qRed(bars.pixel(left, topRow)), 127, 2);
+    EXPECT_EQ(qRed(bars.pixel(left - 1, topRow)), 0);
+    EXPECT_EQ(qRed(bars.pixel(left + 40, topRow)), 0);
+    EXPECT_EQ(qRed(bars.pixel(left, topRow - 1)), 0);
+    EXPECT_NEAR(qRed(bars.pixel(left, bottomRow - 1)), 127, 2);
+    EXPECT_EQ(qRed(bars.pixel(left, bottomRow)), 0);
+    EXPECT_NEAR(qRed(bars.pixel(1728, topRow)), 127, 2);
+    EXPECT_EQ(qRed(bars.pixel(1727, topRow)), 0);
+    EXPECT_EQ(qRed(bars.pixel(1768, topRow)), 0);
+
+    PunchEditor punch;
+    punch.fromString("E 5 0 0 ff"); // red, size 255, point clamped to (255, 825)
+    const QImage disc = punch.thread()->renderNow();
+    const QPoint centre(255, 1080 - 825);
+    EXPECT_EQ(disc.pixel(centre), qRgb(255, 0, 0));
+    EXPECT_EQ(disc.pixel(centre + QPoint(0, 538)), qRgb(255, 0, 0)); // radius 540
+    EXPECT_EQ(disc.pixel(centre + QPoint(0, 545)), qRgb(0, 0, 0));
+    EXPECT_EQ(disc.pixel(centre + QPoint(600, 0)), qRgb(0, 0, 0));
+}
+
+// A burst of changes gives one transmit, no sooner than ten passes after the
+// last and well within a second; a redraw-only request gives none. The
+// preview follows every change.
+TEST(OverlayEditors, WorkerDebouncesABurstIntoOneTransmit) {
+    struct Counting final : PreviewWorker {
+        ~Counting() override { stopThread(); }
+        QImage render() override { return QImage(4, 4, QImage::Format_RGB32); }
+    } worker;
+    QueuedCalls calls(nullptr);
+    int images = 0;
+    QList<qint64> txAtMs;
+    QElapsedTimer clock;
+    clock.start();
+    PreviewWorker::Parent parent;
+    parent.calls = &calls;
+    parent.threadNeedsDisplay = [&](const QImage&) { ++images; };
+    parent.threadNeedsTx = [&](int code) {
+        EXPECT_EQ(code, 1);
+        txAtMs << clock.elapsed();
+    };
+    worker.startThread(parent);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return images == 1; }, 2000));
+    QTest::qWait(500);
+    EXPECT_TRUE(txAtMs.isEmpty()); // the first picture is not sent
+
+    qint64 lastMs = 0;
+    for (int i = 0; i < 50; ++i) {
+        worker.setDraw(PreviewWorker::kRedrawAndTransmit);
+        lastMs = clock.elapsed();
+        QTest::qWait(10);
+    }
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !txAtMs.isEmpty(); }, 3000));
+    QTest::qWait(500);
+    ASSERT_EQ(txAtMs.size(), 1);
+    EXPECT_GE(txAtMs.first() - lastMs, 330);
+    EXPECT_LT(txAtMs.first() - lastMs, 1000);
+    EXPECT_GE(images, 10);
+
+    const int before = images;
+    worker.setDraw(PreviewWorker::kRedraw);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return images == before + 1; }, 2000));
+    QTest::qWait(500);
+    EXPECT_EQ(txAtMs.size(), 1);
+    worker.stopThread();
+    EXPECT_FALSE(worker.isRunning());
+}
+
+} // namespace
