@@ -8,7 +8,13 @@
 function(qz62_subsystem name)
     cmake_parse_arguments(S "" "" "DEPENDS;LIBS" ${ARGN})
     set(target qz62${name})
-    add_library(${target} SHARED)
+    # The fuzz targets link the subsystems statically, so the fuzzer sees one
+    # instrumented program.
+    if(QZ62_BUILD_FUZZ)
+        add_library(${target} STATIC)
+    else()
+        add_library(${target} SHARED)
+    endif()
     target_include_directories(${target} PUBLIC ${PROJECT_SOURCE_DIR}/src
                                                 ${CMAKE_BINARY_DIR}/generated)
     set(deps)

@@ -7,7 +7,7 @@ debian_packages=(
   build-essential cmake ninja-build ccache pkg-config git
   qt6-base-dev qt6-base-dev-tools libgl-dev
   librtmidi-dev libavahi-compat-libdnssd-dev libqpdf-dev libpoppler-cpp-dev
-  libgtest-dev clang-format-14
+  libgtest-dev clang-format-14 clang-14 libfuzzer-14-dev libclang-rt-14-dev
   xvfb xauth imagemagick
   python3 python3-mido python3-reportlab python3-cairo fonts-dejavu-core midicsv srecord poppler-utils ghostscript
   jackd2 avahi-daemon dbus iproute2

@@ -8,7 +8,7 @@ source "$(dirname "$0")/prepare.sh"
 # Every C++ source of the project is formatted as .clang-format says; any
 # difference fails the run before anything is built.
 echo "== clang-format"
-git ls-files -z -- 'src/*.cpp' 'src/*.h' 'tests/*.cpp' 'tests/*.h' 'bench/*.cpp' 'bench/*.h' |
+git ls-files -z -- 'src/*.cpp' 'src/*.h' 'tests/*.cpp' 'tests/*.h' 'bench/*.cpp' 'bench/*.h' 'fuzz/*.cpp' 'fuzz/*.h' |
   xargs -0 clang-format-14 --dry-run --Werror
 
 for preset in ${QZ62_PRESETS:-dev sanitize tsan}; do

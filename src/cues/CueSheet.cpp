@@ -89,15 +89,14 @@ void mergeSort(std::vector<int>& order, std::vector<int>& scratch, size_t begin,
 } // namespace
 
 QString CueSheet::cueSheetInitValues() const {
+    // One pass over the placeholders: a start value holding "%" (the header
+    // takes any text there) must not be read as a placeholder by a later arg().
+    const auto flag = [](bool on) { return on ? QStringLiteral("1") : QStringLiteral("0"); };
     return QStringLiteral(";duplicate\t%1\n;midnight\t%2\n;text\t%3\n;cueId\t%4\n"
                           ";pulldown\t%5\n;start\t%6\n;tctype\t%7\n")
-        .arg(int(m_settings.duplicate))
-        .arg(int(m_settings.midnight))
-        .arg(int(m_settings.text))
-        .arg(int(m_settings.cueId))
-        .arg(int(m_settings.pulldown))
-        .arg(m_settings.start)
-        .arg(m_settings.tctype);
+        .arg(flag(m_settings.duplicate), flag(m_settings.midnight), flag(m_settings.text),
+             flag(m_settings.cueId), flag(m_settings.pulldown), m_settings.start,
+             QString::number(m_settings.tctype));
 }
 
 void CueSheet::initValueFromString(const QString& line) {

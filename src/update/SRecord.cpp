@@ -98,13 +98,17 @@ SRecord::ParseResult SRecord::parse(const QString& line) {
 void SRecord::encode(const QByteArray& bytes, std::uint32_t recType, std::uint32_t address,
                      std::uint32_t numBytes) {
     numBytes = std::min<std::uint32_t>(numBytes, std::uint32_t(bytes.size()));
+    const int addrBytes = addressBytes(recType);
+    // The address field holds only so many bytes; a wider address (a memory
+    // dump line with a long number) would make the line unreadable.
+    if (addrBytes < 4)
+        address &= (std::uint32_t(1) << (8 * addrBytes)) - 1;
     m_numBytes = numBytes;
     m_recordType = recType;
     m_address = address;
     m_buffer = QByteArray(qsizetype(numBytes) + 16, '\0');
     std::copy_n(bytes.constData(), numBytes, m_buffer.data());
 
-    const int addrBytes = addressBytes(recType);
     const std::uint32_t lengthField = numBytes + std::uint32_t(addrBytes) + 1;
     QString text = QStringLiteral("S") + QString::number(recType, 16) + hexField(lengthField, 2);
     std::uint32_t sum = lengthField;

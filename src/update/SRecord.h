@@ -32,7 +32,8 @@ public:
 
     // Builds a record of the given type from bytes. Types 0, 1, 5, 9 carry a
     // 2-byte address, 2 and 8 a 3-byte one, 3 and 7 a 4-byte one; any other
-    // type is written without an address.
+    // type is written without an address. An address wider than its field
+    // keeps its low bytes.
     void encode(const QByteArray& bytes, std::uint32_t recType, std::uint32_t address,
                 std::uint32_t numBytes);
     // Builds an S1 record from one line of the unit's memory dump

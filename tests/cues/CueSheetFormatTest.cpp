@@ -56,6 +56,10 @@ TEST(CueSheetText, WritesRowsInDisplayFormAndReadsThemBack) {
     EXPECT_EQ(back.settings(), sheet.settings());
     EXPECT_EQ(back.rows().value(0).cueId, QStringLiteral("1M1\t"));
     EXPECT_EQ(back.stringFromCueTable(), written);
+
+    // The start value is free text; a "%" in it is no placeholder.
+    sheet.settings().start = QStringLiteral("1%1%");
+    EXPECT_TRUE(sheet.cueSheetInitValues().endsWith(QStringLiteral(";start\t1%1%\n;tctype\t1\n")));
 }
 
 TEST(CueSheetText, ReadingSplitsAtEveryLineBreak) {

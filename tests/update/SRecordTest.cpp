@@ -74,7 +74,9 @@ TEST(SRecordTest, BuildsRecords) {
         {"j fc10 01 02 03 04 05 06 07 08 09 0a 0b 0c 0d 0e 0f 10",
          "S113FC100102030405060708090A0B0C0D0E0F1058"},
         {"j fc20 11 zz 33", "S113FC2011111111111111111111111111111111C0"},
-        {"j", "S1130000FFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFC"}};
+        {"j", "S1130000FFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFC"},
+        // An address wider than 16 bits keeps its low bytes: 13+34+56+16 = AD -> 52.
+        {"j 123456 01", "S11334560101010101010101010101010101010152"}};
     for (const auto& [line, text] : dumps) {
         SRecord record;
         record.fromJString(line);
