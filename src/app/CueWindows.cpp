@@ -2,6 +2,7 @@
 
 #include "cues/CueDocument.h"
 #include "cues/CueFiring.h"
+#include "cues/CueListImporter.h"
 #include "cues/CueTableView.h"
 #include "cues/CueWindow.h"
 #include "link/Alerts.h"
@@ -18,6 +19,15 @@
 #include <QMenuBar>
 #include <QSettings>
 #include <QTabWidget>
+
+namespace {
+QString unreadableMessage(const QString& path) {
+    const QFileInfo info(path);
+    if (!info.exists())
+        return QObject::tr("cannot open \u201c%1\u201d: there is no such file").arg(path);
+    return QObject::tr("cannot open \u201c%1\u201d: not readable as UTF-8 text").arg(path);
+}
+} // namespace
 
 CueWindows::CueWindows(qz62View* panel, QMenu* mainFileMenu, QObject* parent)
     : QObject(parent), m_panel(panel) {
@@ -148,12 +158,36 @@ CueWindow* CueWindows::open(const QString& path) {
     if (fresh)
         window = newCueSheet();
     if (!window->document()->openFile(canonical)) {
-        // Not UTF-8 text: as an empty text, it adds nothing.
+        // Unreadable or not UTF-8 text: it adds nothing, and says why.
         if (fresh)
             window->close();
+        alerts::show(unreadableMessage(canonical));
         return nullptr;
     }
     addRecent(canonical);
+    setFront(window);
+    return window;
+}
+
+CueWindow* CueWindows::openHandedFile(const QString& path) {
+    const QFileInfo info(path);
+    const QString suffix = info.suffix().toLower();
+    if (suffix == QLatin1String("txt"))
+        return open(path);
+    const bool pdf = suffix == QLatin1String("pdf");
+    if (!pdf && !CueListImporter::readTextFile(path)) {
+        alerts::show(info.isReadable() ? QStringLiteral("select a file with .txt extension")
+                                       : unreadableMessage(info.absoluteFilePath()));
+        return nullptr;
+    }
+    if (pdf && !info.isReadable()) {
+        alerts::show(unreadableMessage(info.absoluteFilePath()));
+        return nullptr;
+    }
+    CueWindow* window = m_front && m_front->document()->isPristine() ? m_front.data() : nullptr;
+    if (!window)
+        window = newCueSheet();
+    window->document()->dropFiles({info.absoluteFilePath()});
     setFront(window);
     return window;
 }

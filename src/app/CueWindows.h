@@ -35,6 +35,11 @@ public:
     // with .txt extension" for other names; null when not opened.
     CueWindow* open(const QString& path);
     void openWithDialog();
+    // A file handed over from outside (the command line, "open with", a
+    // second start): a sheet text file opens as open() does; a PDF or a text
+    // cue list becomes a new untitled sheet, as dropping it on a window would.
+    // Anything else gives the message the menu gives. Null when not opened.
+    CueWindow* openHandedFile(const QString& path);
     bool save();
     bool saveAs();
     void closeFront();

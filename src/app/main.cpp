@@ -1,18 +1,14 @@
 #include "Version.h"
+#include "app/AppStartup.h"
 #include "app/CueWindows.h"
 #include "app/MainWindow.h"
-#include "app/MessageBoxPresenter.h"
 #include "cues/CueWindow.h"
-#include "midi/MidiView.h"
-#include "sim/SimulatedUnit.h"
 
 #include <QApplication>
-#include <QCommandLineParser>
 #include <QDir>
 #include <QTabWidget>
 #include <QTimer>
 #include <cstdio>
-#include <memory>
 
 namespace {
 // Saves a picture of every tab of the panel into dir, then quits: for
@@ -51,56 +47,34 @@ int main(int argc, char** argv) {
     QApplication::setApplicationName(QStringLiteral("qz62"));
     QApplication::setApplicationVersion(QString::fromLatin1(qz62::kAppVersion));
 
-    QCommandLineParser cli;
-    cli.setApplicationDescription(
-        QStringLiteral("Control application for the QZ62 video-overlay unit"));
-    cli.addHelpOption();
-    cli.addVersionOption();
-    const QCommandLineOption simulator(
-        QStringLiteral("simulator"),
-        QStringLiteral("Run on a simulated unit instead of hardware."));
-    const QCommandLineOption port(QStringLiteral("port"),
-                                  QStringLiteral("Use this serial port instead of searching."),
-                                  QStringLiteral("path"));
-    const QCommandLineOption shots(QStringLiteral("screenshots"),
-                                   QStringLiteral("Save a picture of each tab into dir and quit."),
-                                   QStringLiteral("dir"));
-    cli.addOption(simulator);
-    cli.addOption(port);
-    cli.addOption(shots);
-    cli.addPositionalArgument(QStringLiteral("sheets"),
-                              QStringLiteral("Cue sheet text files to open."),
-                              QStringLiteral("[sheet.txt...]"));
-    cli.process(app);
-
-    PanelOptions options;
-    std::unique_ptr<SimulatedUnit> sim;
-    if (cli.isSet(simulator)) {
-        sim = std::make_unique<SimulatedUnit>();
-        if (!sim->start()) {
-            std::fprintf(stderr, "qz62: cannot start the simulated unit (no pseudo-terminal)\n");
-            return 2;
-        }
-        options.explicitPort = sim->ptyPath();
-    } else if (cli.isSet(port)) {
-        options.explicitPort = cli.value(port);
+    AppStartup startup;
+    switch (startup.parse(QApplication::arguments())) {
+    case AppStartup::Parse::Help:
+    case AppStartup::Parse::Version:
+        std::fputs(qPrintable(startup.message()), stdout);
+        return 0;
+    case AppStartup::Parse::Error:
+        std::fprintf(stderr, "qz62: %s (qz62 --help lists the options)\n",
+                     qPrintable(startup.message()));
+        return 2;
+    case AppStartup::Parse::Run:
+        break;
     }
-
-    MainWindow window;
-    MessageBoxPresenter presenter(&window);
-    alerts::setPresenter(&presenter);
-    window.show();
-    window.panel()->awakeFromNib(options);
-    window.midiView()->awakeFromNib();
-    for (const QString& sheet : cli.positionalArguments())
-        window.cueWindows()->open(sheet);
-
-    if (cli.isSet(shots)) {
-        const QString dir = cli.value(shots);
+    if (startup.handOverToRunning()) {
+        std::printf("qz62: handed %d file(s) to the running application\n",
+                    int(startup.options().files.size()));
+        return 0;
+    }
+    if (!startup.start()) {
+        std::fprintf(stderr, "qz62: %s\n", qPrintable(startup.message()));
+        return 2;
+    }
+    MainWindow& window = *startup.window();
+    if (!startup.options().screenshots.isEmpty()) {
+        const QString dir = startup.options().screenshots;
         QTimer::singleShot(1500, &window, [&window, dir] { saveScreenshots(window, dir); });
     }
     const int status = app.exec();
-    alerts::setPresenter(nullptr);
-    window.panel()->windowClosing();
+    startup.shutDown();
     return status;
 }

@@ -87,16 +87,32 @@ CueWindow::~CueWindow() {
     m_document->blockSignals(true);
 }
 
+namespace {
+QVariantHash& defaultsForThisRun() {
+    static QVariantHash values;
+    return values;
+}
+} // namespace
+
+void CueWindow::setDefaultsForThisRun(const QVariantHash& values) {
+    defaultsForThisRun() = values;
+}
+
 CueSheetSettings CueWindow::defaultSettings() {
-    const QSettings settings;
+    // The remembered defaults, under this run's own where it has them.
+    const QSettings remembered;
+    const auto value = [&remembered](const char* key, const QVariant& fallback) {
+        const QString name = QLatin1String(key);
+        return defaultsForThisRun().value(name, remembered.value(name, fallback));
+    };
     CueSheetSettings s;
-    s.midnight = settings.value(QLatin1String(kKeyRollover), true).toBool();
-    s.text = settings.value(QLatin1String(kKeyIncludeDialog), true).toBool();
-    s.cueId = settings.value(QLatin1String(kKeyIncludeCueId), true).toBool();
-    s.duplicate = settings.value(QLatin1String(kKeyRemoveDuplicates), true).toBool();
-    s.pulldown = settings.value(QLatin1String(kKeyPulldown), false).toBool();
-    s.tctype = qBound(0, settings.value(QLatin1String(kKeyTcType), 3).toInt(), 3);
-    s.start = settings.value(QLatin1String(kKeyTcStart), QStringLiteral("01:00:00:00")).toString();
+    s.midnight = value(kKeyRollover, true).toBool();
+    s.text = value(kKeyIncludeDialog, true).toBool();
+    s.cueId = value(kKeyIncludeCueId, true).toBool();
+    s.duplicate = value(kKeyRemoveDuplicates, true).toBool();
+    s.pulldown = value(kKeyPulldown, false).toBool();
+    s.tctype = qBound(0, value(kKeyTcType, 3).toInt(), 3);
+    s.start = value(kKeyTcStart, QStringLiteral("01:00:00:00")).toString();
     return s;
 }
 
@@ -327,8 +343,10 @@ void CueWindow::takeSettingsFromControls(const char* changedKey) {
                                                        {kKeyTcStart, s.start}};
     QSettings settings;
     for (const auto& [key, value] : values) {
-        if (qstrcmp(key, changedKey) == 0)
+        if (qstrcmp(key, changedKey) == 0) {
             settings.setValue(QLatin1String(key), value);
+            defaultsForThisRun().remove(QLatin1String(key));
+        }
     }
 }
 

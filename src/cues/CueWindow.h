@@ -4,6 +4,7 @@
 
 #include <QMainWindow>
 #include <QMessageBox>
+#include <QVariantHash>
 #include <functional>
 
 class CueDocument;
@@ -51,6 +52,10 @@ public:
 
     // The option values the user's defaults give a new sheet.
     static CueSheetSettings defaultSettings();
+    // Defaults for this run only, by the keys above (the application's
+    // command line): they win over the remembered ones until the user
+    // changes that option in a window, and are never written back.
+    static void setDefaultsForThisRun(const QVariantHash& values);
 
     CueDocument* document() const { return m_document; }
     CueTableView* table() const { return m_table; }

@@ -29,6 +29,10 @@ AlertPresenter* presenter() {
     return p ? p : &g_fallback;
 }
 
+bool hasPresenter() {
+    return g_presenter.load() != nullptr;
+}
+
 void show(const QString& message) {
     presenter()->showAlert(message);
 }

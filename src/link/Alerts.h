@@ -18,6 +18,8 @@ namespace alerts {
 // prints the alert on standard error and answers questions with "cancel".
 void setPresenter(AlertPresenter* presenter);
 AlertPresenter* presenter();
+// Whether a presenter other than the default is installed.
+bool hasPresenter();
 void show(const QString& message);
 bool askOkCancel(const QString& message);
 } // namespace alerts

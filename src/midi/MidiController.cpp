@@ -104,7 +104,11 @@ void MidiController::pollPorts() {
         m_inputOpen = m_ports->connectSource(QString());
         resetCounter();
     }
-    const QString saved = m_settings->value(QLatin1String(kMidiInKey)).toString();
+    connectWanted();
+    // While a source asked for by name is awaited, the remembered one waits too.
+    const QString saved = m_wantSource.isEmpty()
+                              ? m_settings->value(QLatin1String(kMidiInKey)).toString()
+                              : QString();
     const QString wanted = m_source.isEmpty() ? saved : m_source;
     // A source that is listed but will not connect is tried again only when
     // the setup changes.
@@ -130,6 +134,52 @@ void MidiController::pollPorts() {
     }
     if (changed)
         emit portsChanged();
+}
+
+void MidiController::wantSource(const QString& part) {
+    m_wantSource = part;
+    m_wantAnnounced = false;
+}
+
+void MidiController::wantDestination(const QString& part) {
+    m_wantDestination = part;
+    m_wantAnnounced = false;
+}
+
+void MidiController::connectWanted() {
+    const auto firstContaining = [](const QStringList& names, const QString& part) {
+        for (const QString& name : names) {
+            if (name.contains(part, Qt::CaseInsensitive))
+                return name;
+        }
+        return QString();
+    };
+    if (!m_wantSource.isEmpty()) {
+        const QString name = firstContaining(m_sources, m_wantSource);
+        if (!name.isEmpty()) {
+            m_wantSource.clear();
+            inputAction(name);
+            emit notice(tr("MIDI source \u201c%1\u201d connected").arg(name));
+        }
+    }
+    if (!m_wantDestination.isEmpty()) {
+        const QString name = firstContaining(m_destinations, m_wantDestination);
+        if (!name.isEmpty()) {
+            m_wantDestination.clear();
+            outputAction(name);
+            emit notice(tr("MIDI destination \u201c%1\u201d connected").arg(name));
+        }
+    }
+    // Said once: the name stays awaited and connects when its port appears.
+    if (!m_wantAnnounced && (!m_wantSource.isEmpty() || !m_wantDestination.isEmpty())) {
+        m_wantAnnounced = true;
+        QStringList missing;
+        if (!m_wantSource.isEmpty())
+            missing << tr("MIDI source \u201c%1\u201d").arg(m_wantSource);
+        if (!m_wantDestination.isEmpty())
+            missing << tr("MIDI destination \u201c%1\u201d").arg(m_wantDestination);
+        emit notice(tr("%1 not found; it connects when it appears").arg(missing.join(tr(" and "))));
+    }
 }
 
 void MidiController::txMidi(const QByteArray& bytes) {

@@ -58,6 +58,14 @@ public:
     // second): emits portsChanged on a change, reconnects the remembered
     // source when it reappears, falls back to our own port when it goes.
     void pollPorts();
+    // Connects the first source (destination) whose name contains `part`,
+    // ignoring case, as choosing it in the menu would; until one appears the
+    // remembered source is not reconnected and notice() says what is awaited.
+    // Checked at every poll, so call it before awakeFromNib().
+    void wantSource(const QString& part);
+    void wantDestination(const QString& part);
+    QString wantedSource() const { return m_wantSource; }
+    QString wantedDestination() const { return m_wantDestination; }
 
     // --- sending (any thread) ---
     void txMidi(const QByteArray& bytes) override;
@@ -82,12 +90,15 @@ public:
 signals:
     void portsChanged();
     void counterChanged(const QString& text);
+    // A line for the user about a port asked for by name.
+    void notice(const QString& text);
 
 private:
     void mtcEvent(const MidiParser::Mtc& mtc) override;
     void showTcDigits(const MidiParser::Mtc& mtc) override;
     void showCounter();
     void resetCounter();
+    void connectWanted();
 
     std::unique_ptr<QSettings> m_ownSettings;
     QSettings* m_settings;
@@ -102,6 +113,9 @@ private:
     bool m_sourceConnected = false;
     bool m_destinationConnected = false;
     bool m_polled = false;
+    QString m_wantSource;
+    QString m_wantDestination;
+    bool m_wantAnnounced = false;
     bool m_inputOpen = false;  // our input port exists (own or on the source)
     bool m_outputOpen = false; // the same for the output
     QString m_counterText = noTimeText();

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <QObject>
+#include <QString>
+#include <QStringList>
+#include <QVariantHash>
+#include <memory>
+
+class MainWindow;
+class MessageBoxPresenter;
+class SimulatedUnit;
+class SingleInstance;
+
+// What `qz62 [options] [FILE...]` asks for.
+struct StartupOptions {
+    bool simulator = false;
+    QString port;               // explicit serial port
+    QString screenshots;        // save pictures of the window here, then quit
+    QString instance;           // separates independent running applications
+    QString midiIn;             // part of a source's name
+    QString midiOut;            // part of a destination's name
+    QVariantHash sheetDefaults; // new sheets' options for this run, by defaults key
+    QStringList files;
+};
+
+// Reads the command line and brings the application up as it says: the
+// simulated unit or the given port, the main window, the MIDI ports asked for
+// by name, and the files, each opened as File > Open or a drop would. Files
+// that arrive later (a second start, the system's "open with") go the same way.
+class AppStartup : public QObject {
+    Q_OBJECT
+public:
+    enum class Parse { Run, Help, Version, Error };
+
+    AppStartup();
+    ~AppStartup() override;
+
+    // `arguments` as QCoreApplication::arguments() gives them (program first).
+    Parse parse(const QStringList& arguments);
+    // The usage text (Help), or what was wrong (Error).
+    QString message() const { return m_message; }
+    const StartupOptions& options() const { return m_options; }
+
+    // True when an application of this user (and instance) is already
+    // running and took this start's files: this start should end. Never for
+    // --screenshots, which always runs on its own.
+    bool handOverToRunning();
+    // Creates the window and connects everything; false (with message())
+    // when the simulated unit cannot start.
+    bool start();
+    MainWindow* window() const { return m_window.get(); }
+
+    void openFiles(const QStringList& paths);
+    // Ends the link; call once the event loop has returned.
+    void shutDown();
+
+protected:
+    // The system's "open with" on macOS arrives as a file-open event.
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    StartupOptions m_options;
+    QString m_message;
+    std::unique_ptr<SimulatedUnit> m_sim;
+    std::unique_ptr<SingleInstance> m_instance;
+    std::unique_ptr<MainWindow> m_window;
+    std::unique_ptr<MessageBoxPresenter> m_presenter;
+};

@@ -1,0 +1,144 @@
+#include "app/AppStartup.h"
+#include "../midi/JackServer.h"
+#include "app/CueWindows.h"
+#include "app/MainWindow.h"
+#include "cues/CueDocument.h"
+#include "cues/CueWindow.h"
+#include "midi/MidiPorts.h"
+#include "midi/MidiView.h"
+#include "support/AlertsAndWaiting.h"
+#include "support/FilesAndTools.h"
+
+#include <QAction>
+#include <QMenu>
+#include <QStatusBar>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+using testsupport::RecordingAlerts;
+using testsupport::waitFor;
+using testsupport::writeFile;
+
+namespace {
+
+// Each test keeps its user defaults and files in a folder of its own.
+struct Scratch {
+    Scratch() { qputenv("XDG_CONFIG_HOME", dir.path().toUtf8()); }
+    QString write(const QString& name, const QByteArray& text) const {
+        const QString path = dir.filePath(name);
+        EXPECT_TRUE(writeFile(path, text));
+        return path;
+    }
+    QTemporaryDir dir;
+};
+
+const QByteArray kSheet = ";duplicate\t1\n;midnight\t0\n;text\t1\n;cueId\t1\n;pulldown\t0\n"
+                          ";start\t01:00:00:00\n;tctype\t3\n"
+                          "1M1\t01:00:05:12\t01:00:09:00\tMain title\thold\n"
+                          "1M2\t01:01:10:00\t---\tDoor slams\t\n";
+
+QStringList titles(const CueWindows& cues) {
+    QStringList t;
+    for (CueWindow* w : cues.windows())
+        t << QStringLiteral("%1:%2")
+                 .arg(w->document()->displayName())
+                 .arg(w->document()->rows().size());
+    return t;
+}
+
+QString instanceName() {
+    return QStringLiteral("test-%1").arg(::getpid());
+}
+
+} // namespace
+
+// A stage's start-up line: the sheets open, a cue list becomes an untitled
+// sheet with the command line's header options, a missing file is reported
+// and the rest still opens, and the named MIDI source is awaited until it
+// appears and then connected and ticked in the Input menu.
+TEST(AppStartup, OpensSheetsAndWaitsForTheNamedSource) {
+    Scratch scratch;
+    JackServer jack;
+    ASSERT_TRUE(jack.ready()) << "jackd did not start";
+    RecordingAlerts alerts;
+    const QString sheet = scratch.write(QStringLiteral("reel1.txt"), kSheet);
+    const QString list =
+        scratch.write(QStringLiteral("spotting.csv"), "2M1 01:02:03:04 01:02:09:00 Car arrives\n");
+    const QString missing = scratch.dir.filePath(QStringLiteral("reel9.txt"));
+
+    AppStartup app;
+    ASSERT_EQ(app.parse({QStringLiteral("qz62"), QStringLiteral("--simulator"),
+                         QStringLiteral("--instance"), instanceName(), QStringLiteral("--midi-in"),
+                         QStringLiteral("PLAYER"), QStringLiteral("--tctype"), QStringLiteral("1"),
+                         QStringLiteral("--start"), QStringLiteral("09:59:50:00"),
+                         QStringLiteral("--no-cue-id"), sheet, missing, list}),
+              AppStartup::Parse::Run)
+        << app.message().toStdString();
+    ASSERT_FALSE(app.handOverToRunning());
+    ASSERT_TRUE(app.start()) << app.message().toStdString();
+    MainWindow& window = *app.window();
+    CueWindows& cues = *window.cueWindows();
+
+    ASSERT_TRUE(waitFor([&] { return cues.windows().size() == 2; }, 5000))
+        << titles(cues).join(u' ').toStdString();
+    EXPECT_EQ(titles(cues),
+              (QStringList{QStringLiteral("reel1.txt:2"), QStringLiteral("Untitled:1")}));
+    ASSERT_EQ(alerts.shown.size(), 1);
+    EXPECT_TRUE(alerts.shown[0].contains(QStringLiteral("reel9.txt")))
+        << alerts.shown[0].toStdString();
+    // The opened sheet keeps its own header; the new one takes the command line's.
+    const CueSheetSettings opened = cues.windows()[0]->document()->settings();
+    const CueSheetSettings fresh = cues.windows()[1]->document()->settings();
+    EXPECT_EQ(opened.tctype, 3);
+    EXPECT_EQ(fresh.tctype, 1);
+    EXPECT_EQ(fresh.start, QStringLiteral("09:59:50:00"));
+    EXPECT_FALSE(fresh.cueId);
+
+    MidiController* midi = window.midiView()->controller();
+    EXPECT_TRUE(waitFor([&] {
+        return window.statusBar()->currentMessage().contains(
+            QStringLiteral("\u201cPLAYER\u201d not found"));
+    })) << window.statusBar()->currentMessage().toStdString();
+    EXPECT_FALSE(midi->sourceConnected());
+
+    auto player = MidiPorts::createSystem(QStringLiteral("player"));
+    ASSERT_TRUE(player->connectDestination(QString()));
+    ASSERT_TRUE(waitFor([&] { return midi->sourceConnected(); }, 5000));
+    EXPECT_TRUE(midi->source().startsWith(QStringLiteral("player")))
+        << midi->source().toStdString();
+    const auto* input = window.findChild<QMenu*>(QStringLiteral("menuMidiInput"));
+    ASSERT_NE(input, nullptr);
+    QStringList ticked;
+    for (const QAction* a : input->actions()) {
+        if (a->isChecked())
+            ticked << a->text();
+    }
+    EXPECT_EQ(ticked, QStringList{midi->source()});
+    app.shutDown();
+}
+
+// A second start with the same instance name gives its file to the running
+// application and ends at once.
+TEST(AppStartup, SecondStartHandsItsFilesToTheRunningApplication) {
+    Scratch scratch;
+    RecordingAlerts alerts;
+    const QString sheet = scratch.write(QStringLiteral("reel2.txt"), kSheet);
+    AppStartup app;
+    ASSERT_EQ(app.parse({QStringLiteral("qz62"), QStringLiteral("--simulator"),
+                         QStringLiteral("--instance"), instanceName()}),
+              AppStartup::Parse::Run);
+    ASSERT_FALSE(app.handOverToRunning());
+    ASSERT_TRUE(app.start());
+
+    const pid_t second = jacktest::spawn(QStringLiteral(QZ62_BINARY_DIR "/src/app/qz62"),
+                                         {QStringLiteral("--instance"), instanceName(), sheet});
+    ASSERT_GT(second, 0);
+    int status = -1;
+    ASSERT_TRUE(waitFor([&] { return (status = jacktest::exitStatus(second)) >= 0; }, 20000));
+    EXPECT_EQ(status, 0);
+    ASSERT_TRUE(waitFor([&] { return app.window()->cueWindows()->windows().size() == 1; }, 5000));
+    EXPECT_EQ(titles(*app.window()->cueWindows()), QStringList{QStringLiteral("reel2.txt:2")});
+    EXPECT_TRUE(alerts.shown.isEmpty()) << alerts.shown.join(u'\n').toStdString();
+    app.shutDown();
+}
