@@ -6,6 +6,7 @@
 #include "cues/PdfCueReader.h"
 #include "cues/TCFormatter.h"
 #include "cues/TcCalculator.h"
+#include "cues/TextFileReader.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -205,14 +206,11 @@ void CueListImporter::filmlightToCueTable(const QList<PDFStringTableItem>& items
 }
 
 std::optional<QString> CueListImporter::readTextFile(const QString& path) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return std::nullopt;
-    const QByteArray bytes = file.readAll();
-    if (file.error() != QFileDevice::NoError)
+    const std::optional<QByteArray> bytes = TextFileReader::readBytes(path);
+    if (!bytes)
         return std::nullopt;
     QStringDecoder decoder(QStringDecoder::Utf8);
-    QString text = decoder.decode(bytes);
+    QString text = decoder.decode(*bytes);
     if (decoder.hasError())
         return std::nullopt;
     return text;

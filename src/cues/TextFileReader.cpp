@@ -36,12 +36,19 @@ TextFileReader::Text TextFileReader::decode(const QByteArray& bytes) {
     return {fromWindows1252(bytes), true};
 }
 
-std::optional<TextFileReader::Text> TextFileReader::read(const QString& path) {
+std::optional<QByteArray> TextFileReader::readBytes(const QString& path) {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return std::nullopt;
-    const QByteArray bytes = file.readAll();
+    QByteArray bytes = file.readAll();
     if (file.error() != QFileDevice::NoError)
         return std::nullopt;
-    return decode(bytes);
+    return bytes;
+}
+
+std::optional<TextFileReader::Text> TextFileReader::read(const QString& path) {
+    const std::optional<QByteArray> bytes = readBytes(path);
+    if (!bytes)
+        return std::nullopt;
+    return decode(*bytes);
 }

@@ -18,4 +18,6 @@ public:
     static Text decode(const QByteArray& bytes);
     // Nothing when the file cannot be read.
     static std::optional<Text> read(const QString& path);
+    // The file's bytes; nothing when it cannot be read.
+    static std::optional<QByteArray> readBytes(const QString& path);
 };

@@ -154,21 +154,21 @@ void MidiController::connectWanted() {
         }
         return QString();
     };
-    if (!m_wantSource.isEmpty()) {
-        const QString name = firstContaining(m_sources, m_wantSource);
-        if (!name.isEmpty()) {
-            m_wantSource.clear();
-            inputAction(name);
-            emit notice(tr("MIDI source \u201c%1\u201d connected").arg(name));
-        }
-    }
-    if (!m_wantDestination.isEmpty()) {
-        const QString name = firstContaining(m_destinations, m_wantDestination);
-        if (!name.isEmpty()) {
-            m_wantDestination.clear();
-            outputAction(name);
-            emit notice(tr("MIDI destination \u201c%1\u201d connected").arg(name));
-        }
+    struct Wanted {
+        QString& part;
+        const QStringList& names;
+        void (MidiController::*choose)(const QString&);
+        const char* what;
+    };
+    for (const Wanted& w : {Wanted{m_wantSource, m_sources, &MidiController::inputAction, "source"},
+                            Wanted{m_wantDestination, m_destinations, &MidiController::outputAction,
+                                   "destination"}}) {
+        const QString name = w.part.isEmpty() ? QString() : firstContaining(w.names, w.part);
+        if (name.isEmpty())
+            continue;
+        w.part.clear();
+        (this->*w.choose)(name);
+        emit notice(tr("MIDI %1 \u201c%2\u201d connected").arg(QLatin1String(w.what), name));
     }
     // Said once: the name stays awaited and connects when its port appears.
     if (!m_wantAnnounced && (!m_wantSource.isEmpty() || !m_wantDestination.isEmpty())) {

@@ -17,21 +17,10 @@
 #include <unistd.h>
 
 using testsupport::RecordingAlerts;
+using testsupport::Scratch;
 using testsupport::waitFor;
-using testsupport::writeFile;
 
 namespace {
-
-// Each test keeps its user defaults and files in a folder of its own.
-struct Scratch {
-    Scratch() { qputenv("XDG_CONFIG_HOME", dir.path().toUtf8()); }
-    QString write(const QString& name, const QByteArray& text) const {
-        const QString path = dir.filePath(name);
-        EXPECT_TRUE(writeFile(path, text));
-        return path;
-    }
-    QTemporaryDir dir;
-};
 
 const QByteArray kSheet = ";duplicate\t1\n;midnight\t0\n;text\t1\n;cueId\t1\n;pulldown\t0\n"
                           ";start\t01:00:00:00\n;tctype\t3\n"

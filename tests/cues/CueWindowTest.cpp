@@ -23,20 +23,9 @@
 
 using testsupport::readFile;
 using testsupport::runTool;
-using testsupport::writeFile;
+using testsupport::Scratch;
 
 namespace {
-
-// Each test keeps its user defaults and files in a folder of its own.
-struct Scratch {
-    Scratch() { qputenv("XDG_CONFIG_HOME", dir.path().toUtf8()); }
-    QString path(const QString& name) const { return dir.filePath(name); }
-    QString write(const QString& name, const QByteArray& text) const {
-        EXPECT_TRUE(writeFile(path(name), text));
-        return path(name);
-    }
-    QTemporaryDir dir;
-};
 
 // id (trimmed), in and out as shown, text and notes of every row.
 QStringList shown(const CueDocument& doc) {

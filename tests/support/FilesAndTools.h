@@ -5,6 +5,7 @@
 #include <QFile>
 #include <QProcess>
 #include <QStringList>
+#include <QTemporaryDir>
 #include <gtest/gtest.h>
 
 namespace testsupport {
@@ -22,6 +23,18 @@ inline bool writeFile(const QString& path, const QByteArray& bytes) {
     QFile file(path);
     return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
 }
+
+// A test's own folder, also holding its user defaults (the settings of the
+// application under test) while it lives.
+struct Scratch {
+    Scratch() { qputenv("XDG_CONFIG_HOME", dir.path().toUtf8()); }
+    QString path(const QString& name) const { return dir.filePath(name); }
+    QString write(const QString& name, const QByteArray& text) const {
+        EXPECT_TRUE(writeFile(path(name), text));
+        return path(name);
+    }
+    QTemporaryDir dir;
+};
 
 struct ToolOutput {
     int exitCode = -1; // -1: did not start, crashed or timed out
