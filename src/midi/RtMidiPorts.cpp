@@ -71,29 +71,55 @@ RtMidiPorts::RtMidiPorts(const QString& clientName, Receiver receiver)
 #endif
     std::vector<RtMidi::Api> compiled;
     RtMidi::getCompiledApi(compiled);
-    const std::string client = clientName.toStdString();
     for (const RtMidi::Api api : {RtMidi::LINUX_ALSA, RtMidi::UNIX_JACK, RtMidi::MACOSX_CORE}) {
         if (std::find(compiled.begin(), compiled.end(), api) == compiled.end())
             continue;
         // Without the sequencer device ALSA cannot run; trying only adds noise.
         if (api == RtMidi::LINUX_ALSA && !QFileInfo::exists(QStringLiteral("/dev/snd/seq")))
             continue;
-        try {
-            auto in = std::make_unique<RtMidiIn>(api, client, kInQueueSize);
-            auto out = std::make_unique<RtMidiOut>(api, client);
-            in->setErrorCallback(onError, this);
-            out->setErrorCallback(onError, this);
-            // Time code and system exclusive are what we are here for.
-            in->ignoreTypes(false, false, false);
-            in->setCallback(onMessage, this);
-            m_in = std::move(in);
-            std::lock_guard<std::mutex> lock(m_outLock);
-            m_out = std::move(out);
-            m_apiName = apiLabel(api);
+        m_api = api;
+        m_apiName = apiLabel(api);
+        // A JACK server that is not running yet is waited for (the ports are
+        // looked at once a second); the others either start now or not at all.
+        if (openClients() || api == RtMidi::UNIX_JACK)
             break;
-        } catch (const RtMidiError& error) {
-            diag::print("MIDI: %s not available: %s\n", qPrintable(apiLabel(api)), error.what());
-        }
+        m_api = -1;
+        m_apiName.clear();
+    }
+}
+
+bool RtMidiPorts::openClients() {
+    if (m_in)
+        return true;
+    if (m_api < 0)
+        return false;
+    const auto api = RtMidi::Api(m_api);
+#ifdef QZ62_HAVE_JACK
+    // RtMidi's JACK back end keeps the buffers of every attempt to reach a
+    // server that is not running: ask libjack first, which keeps nothing.
+    if (api == RtMidi::UNIX_JACK) {
+        jack_client_t* probe = jack_client_open("qz62-probe", JackNoStartServer, nullptr);
+        if (!probe)
+            return false;
+        jack_client_close(probe);
+    }
+#endif
+    const std::string client = m_clientName.toStdString();
+    try {
+        auto in = std::make_unique<RtMidiIn>(api, client, kInQueueSize);
+        auto out = std::make_unique<RtMidiOut>(api, client);
+        in->setErrorCallback(onError, this);
+        out->setErrorCallback(onError, this);
+        // Time code and system exclusive are what we are here for.
+        in->ignoreTypes(false, false, false);
+        in->setCallback(onMessage, this);
+        m_in = std::move(in);
+        std::lock_guard<std::mutex> lock(m_outLock);
+        m_out = std::move(out);
+        return true;
+    } catch (const RtMidiError& error) {
+        diag::print("MIDI: %s not available: %s\n", qPrintable(m_apiName), error.what());
+        return false;
     }
 }
 
@@ -186,7 +212,7 @@ Opened connectPort(Port& port, const QString& name, const char* ownName) {
 } // namespace
 
 QStringList RtMidiPorts::sources() {
-    if (!m_in)
+    if (!openClients())
         return {};
     bool reachable = false;
     QStringList names = portNames(*m_in, &reachable);
@@ -195,7 +221,7 @@ QStringList RtMidiPorts::sources() {
 }
 
 QStringList RtMidiPorts::destinations() {
-    if (!m_out)
+    if (!openClients())
         return {};
     bool reachable = false;
     QStringList names;
@@ -208,14 +234,14 @@ QStringList RtMidiPorts::destinations() {
 }
 
 bool RtMidiPorts::connectSource(const QString& name) {
-    if (!m_in)
+    if (!openClients())
         return false;
     const Opened opened = connectPort(*m_in, name, kInPortName);
     return opened == (name.isEmpty() ? Opened::Own : Opened::Named);
 }
 
 bool RtMidiPorts::connectDestination(const QString& name) {
-    if (!m_out)
+    if (!openClients())
         return false;
     std::lock_guard<std::mutex> lock(m_outLock);
     const Opened opened = connectPort(*m_out, name, kOutPortName);

@@ -28,9 +28,13 @@ private:
     static void onMessage(double timeStamp, std::vector<unsigned char>* message, void* self);
     void sendQueued();
     bool isOwnPort(const QString& name) const;
+    // Makes our MIDI clients on the chosen back end once it is running
+    // (main thread); false while it is not.
+    bool openClients();
 
     QString m_clientName;
     QString m_apiName;
+    int m_api = -1;      // the chosen RtMidi::Api, -1 when none is compiled in
     Receiver m_receiver; // set before the MIDI thread starts, never changed
 
     // Sends go through a thread of our own, so a thread that sends (the MIDI
