@@ -36,6 +36,16 @@ QStringList titles(const CueWindows& cues) {
     return t;
 }
 
+// Brings the application up as main() does, but hidden: the toolkit paints a
+// shown window partly on its own thread pool, which the thread checker cannot
+// follow (the toolkit is not built for it). Hidden, the cue windows stay
+// hidden too; everything else is as on the screen.
+void startHidden(AppStartup& app) {
+    ASSERT_FALSE(app.handOverToRunning());
+    ASSERT_TRUE(app.start()) << app.message().toStdString();
+    app.window()->hide();
+}
+
 QString instanceName() {
     return QStringLiteral("test-%1").arg(::getpid());
 }
@@ -64,8 +74,7 @@ TEST(AppStartup, OpensSheetsAndWaitsForTheNamedSource) {
                          QStringLiteral("--no-cue-id"), sheet, missing, list}),
               AppStartup::Parse::Run)
         << app.message().toStdString();
-    ASSERT_FALSE(app.handOverToRunning());
-    ASSERT_TRUE(app.start()) << app.message().toStdString();
+    ASSERT_NO_FATAL_FAILURE(startHidden(app));
     MainWindow& window = *app.window();
     CueWindows& cues = *window.cueWindows();
 
@@ -117,8 +126,7 @@ TEST(AppStartup, SecondStartHandsItsFilesToTheRunningApplication) {
     ASSERT_EQ(app.parse({QStringLiteral("qz62"), QStringLiteral("--simulator"),
                          QStringLiteral("--instance"), instanceName()}),
               AppStartup::Parse::Run);
-    ASSERT_FALSE(app.handOverToRunning());
-    ASSERT_TRUE(app.start());
+    ASSERT_NO_FATAL_FAILURE(startHidden(app));
 
     const pid_t second = jacktest::spawn(QStringLiteral(QZ62_BINARY_DIR "/src/app/qz62"),
                                          {QStringLiteral("--instance"), instanceName(), sheet});
