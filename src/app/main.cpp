@@ -3,6 +3,7 @@
 #include "app/MainWindow.h"
 #include "app/MessageBoxPresenter.h"
 #include "cues/CueWindow.h"
+#include "link/ServiceDiscovery.h"
 #include "midi/MidiView.h"
 #include "sim/SimulatedUnit.h"
 
@@ -65,7 +66,16 @@ int main(int argc, char** argv) {
     const QCommandLineOption shots(QStringLiteral("screenshots"),
                                    QStringLiteral("Save a picture of each tab into dir and quit."),
                                    QStringLiteral("dir"));
+    const QCommandLineOption simulatorNetwork(
+        QStringLiteral("simulator-network"),
+        QStringLiteral("Run on a simulated unit reached over TCP, as through the network "
+                       "proxy (the simulator is also announced to service discovery)."));
+    const QCommandLineOption connectHost(
+        QStringLiteral("connect"), QStringLiteral("Connect to the network proxy at host:port."),
+        QStringLiteral("host:port"));
     cli.addOption(simulator);
+    cli.addOption(simulatorNetwork);
+    cli.addOption(connectHost);
     cli.addOption(port);
     cli.addOption(shots);
     cli.addPositionalArgument(QStringLiteral("sheets"),
@@ -85,6 +95,21 @@ int main(int argc, char** argv) {
     } else if (cli.isSet(port)) {
         options.explicitPort = cli.value(port);
     }
+    // A unit of its own behind the network proxy's protocol.
+    std::unique_ptr<SimulatedUnit> networkSim;
+    ServiceAnnouncer announcer;
+    if (cli.isSet(simulatorNetwork)) {
+        networkSim = std::make_unique<SimulatedUnit>();
+        const quint16 tcpPort = networkSim->listenTcp();
+        if (tcpPort == 0 || !networkSim->start()) {
+            std::fprintf(stderr, "qz62: cannot start the simulated unit on TCP\n");
+            return 2;
+        }
+        options.networkHost = QStringLiteral("127.0.0.1:%1").arg(tcpPort);
+        announcer.announce(QStringLiteral("QZ62 simulator"), tcpPort); // where discovery runs
+    }
+    if (cli.isSet(connectHost))
+        options.networkHost = cli.value(connectHost);
 
     MainWindow window;
     MessageBoxPresenter presenter(&window);

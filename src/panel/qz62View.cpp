@@ -4,6 +4,7 @@
 #include "overlay/MonitorView.h"
 #include "overlay/PunchView.h"
 #include "panel/BarsColorList.h"
+#include "panel/NetworkPanel.h"
 #include "panel/VideoStandards.h"
 #include "ui_qz62View.h"
 
@@ -46,6 +47,10 @@ qz62View::qz62View(QWidget* parent) : QWidget(parent), m_ui(std::make_unique<Ui:
     m_ui->layout_tabStreamer->addWidget(m_monitorView);
     m_punchView = new PunchView;
     m_ui->layout_tabPunch->addWidget(m_punchView);
+    // The network link's list on the unit tab, its state in the banner.
+    m_networkPanel = new NetworkPanel;
+    m_ui->layoutUnit->insertWidget(1, m_networkPanel);
+    m_ui->layoutBanner->insertWidget(1, m_networkPanel->stateLabel());
 
     m_rateMatrix = new QButtonGroup(this);
     m_rateMatrix->addButton(m_ui->radioButtonRefFlat, 0);
@@ -161,11 +166,13 @@ void qz62View::awakeFromNib(const PanelOptions& options) {
 
     refreshAll();
     m_controller.startUp();
+    m_networkPanel->awakeFromNib(m_controller, options);
 }
 
 void qz62View::windowClosing() {
     m_monitorView->windowClosing();
     m_punchView->windowClosing();
+    m_networkPanel->windowClosing(m_controller);
     m_controller.windowClosing();
 }
 
