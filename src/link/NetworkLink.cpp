@@ -76,14 +76,10 @@ void NetworkLink::selectFirstRow() {
         emit titleChanged(QStringLiteral("network"));
         return;
     }
-    const NetService& first = m_services.first();
-    // Finding another service does not break a stream that already goes to
-    // the first one.
-    if (m_streamExists.load() && m_current.sameAs(first)) {
-        setSelectedRow(0);
-        emit titleChanged(first.name);
+    // Finding another service never takes the stream away from the one in
+    // use, whichever row the user chose.
+    if (m_streamExists.load())
         return;
-    }
     serviceTableClickedAction(0);
 }
 

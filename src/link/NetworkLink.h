@@ -63,8 +63,9 @@ public:
     const QList<NetService>& services() const { return m_services; }
     // The row of the service the stream goes to, -1 for none or a manual one.
     int selectedRow() const { return m_selectedRow; }
-    // Row 0 is chosen and connected (unless the stream already goes there),
-    // and the title names it, or says "network" when the list is empty.
+    // Row 0 is chosen and connected, and the title names it, or says
+    // "network" when the list is empty. Nothing changes while a stream is
+    // open or opening: a service found later does not take it away.
     void selectFirstRow();
     // The user chose a row: connect to that service.
     void serviceTableClickedAction(int row);
