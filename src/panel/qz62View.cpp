@@ -282,6 +282,8 @@ void qz62View::connectControls() {
     connect(&parser, &StatusParser::showUnitTab, this, &qz62View::onTransferStarted);
     connect(&m_controller, &PanelController::rxLine, this, &qz62View::appendRxLine);
     connect(&m_controller, &PanelController::linkStateChanged, this, &qz62View::showLinkState);
+    connect(&m_networkPanel->link(), &NetworkLink::stateChanged, this,
+            [this] { showLinkState(m_controller.linkState(), m_controller.linkDetail()); });
     connect(&m_controller, &PanelController::windowTitleChanged, this,
             &qz62View::windowTitleChanged);
 }
@@ -449,8 +451,16 @@ void qz62View::showLinkState(PanelController::LinkState state, const QString& de
         m_linkText = QStringLiteral("Link closed");
         break;
     }
+    // Without a unit on USB the network link may still carry the settings.
+    const NetworkLink& network = m_networkPanel->link();
+    const bool overNetwork = network.state() == NetworkLink::State::Connected &&
+                             (state == S::Idle || state == S::NotFound || state == S::Lost);
+    if (overNetwork)
+        m_linkText = QStringLiteral("Unit connected over the network (%1)")
+                         .arg(network.currentService().name);
     m_ui->labelLinkState->setText(m_linkText);
-    m_ui->linkBanner->setStyleSheet(QString::fromLatin1(bannerStyle(state)));
+    m_ui->linkBanner->setStyleSheet(
+        QString::fromLatin1(bannerStyle(overNetwork ? S::Connected : state)));
     m_ui->buttonReconnect->setVisible(state == S::NotFound || state == S::Lost);
     emit linkStateTextChanged(m_linkText, state);
 }
