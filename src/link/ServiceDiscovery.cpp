@@ -56,15 +56,34 @@ struct ServiceBrowserCallbacks {
             std::printf("service browsing failed: %s\n", qPrintable(request->owner->m_error));
             return;
         }
-        request->owner->browsed(flags, interfaceIndex, name, type, domain);
+        // New requests and releases wait for the event loop: the library
+        // holds its own locks during this call.
+        NetService service;
+        service.name = QString::fromUtf8(name);
+        service.type = QString::fromUtf8(type);
+        service.domain = QString::fromUtf8(domain);
+        service.interfaceIndex = int(interfaceIndex);
+        ServiceBrowser* owner = request->owner;
+        const bool added = flags & kDNSServiceFlagsAdd;
+        QMetaObject::invokeMethod(
+            owner, [owner, service, added] { owner->browsed(service, added); },
+            Qt::QueuedConnection);
     }
     static void resolve(DNSServiceRef, DNSServiceFlags, uint32_t, DNSServiceErrorType error,
                         const char*, const char* host, uint16_t port, uint16_t,
                         const unsigned char*, void* context) {
         auto* request = static_cast<ServiceBrowser::Request*>(context);
+        if (request->done)
+            return;
         request->done = true;
-        if (error == kDNSServiceErr_NoError)
-            request->owner->resolved(request, host, ntohs(port));
+        if (error != kDNSServiceErr_NoError)
+            return;
+        NetService service = request->service;
+        service.host = QString::fromUtf8(host);
+        service.port = ntohs(port);
+        ServiceBrowser* owner = request->owner;
+        QMetaObject::invokeMethod(
+            owner, [owner, service] { owner->resolved(service); }, Qt::QueuedConnection);
     }
     static void address(DNSServiceRef, DNSServiceFlags, uint32_t, DNSServiceErrorType error,
                         const char*, uint16_t type, uint16_t, uint16_t length, const void* data,
@@ -77,7 +96,10 @@ struct ServiceBrowserCallbacks {
         const auto* b = static_cast<const unsigned char*>(data);
         NetService service = request->service;
         service.host = QStringLiteral("%1.%2.%3.%4").arg(b[0]).arg(b[1]).arg(b[2]).arg(b[3]);
-        emit request->owner->serviceFound(service);
+        QMetaObject::invokeMethod(
+            request->owner,
+            [owner = request->owner, service] { emit owner->serviceFound(service); },
+            Qt::QueuedConnection);
     }
 };
 
@@ -147,39 +169,34 @@ void ServiceBrowser::release(Request* request) {
     delete request;
 }
 
-void ServiceBrowser::browsed(unsigned flags, unsigned interfaceIndex, const char* name,
-                             const char* type, const char* domain) {
-    NetService service;
-    service.name = QString::fromUtf8(name);
-    service.type = QString::fromUtf8(type);
-    service.domain = QString::fromUtf8(domain);
-    service.interfaceIndex = int(interfaceIndex);
-    // A resolution still under way for the service is superseded (this runs
-    // inside the browse request's call, so the others can go at once).
+void ServiceBrowser::browsed(const NetService& service, bool added) {
+    // A resolution still under way for the service is superseded.
     const QList<Request*> requests = m_requests;
     for (Request* r : requests)
         if (r != m_browse && r->service.sameAs(service))
             finish(r);
-    if (!(flags & kDNSServiceFlagsAdd)) {
+    if (!added) {
         emit serviceRemoved(service);
         return;
     }
+    const QByteArray name = service.name.toUtf8();
+    const QByteArray type = service.type.toUtf8();
+    const QByteArray domain = service.domain.toUtf8();
     start(service, kResolveTimeoutMs, [&](DNSServiceRef* ref, Request* r) {
-        return DNSServiceResolve(ref, 0, interfaceIndex, name, type, domain,
+        return DNSServiceResolve(ref, 0, uint32_t(service.interfaceIndex), name.constData(),
+                                 type.constData(), domain.constData(),
                                  &ServiceBrowserCallbacks::resolve, r);
     });
 }
 
-void ServiceBrowser::resolved(Request* request, const char* host, quint16 port) {
-    NetService service = request->service;
-    service.host = QString::fromUtf8(host);
-    service.port = port;
+void ServiceBrowser::resolved(const NetService& service) {
     if (isLocalHost(service.host)) {
+        const QByteArray host = service.host.toUtf8();
         const Request* query =
             start(service, kResolveTimeoutMs, [&](DNSServiceRef* ref, Request* r) {
-                return DNSServiceQueryRecord(ref, 0, uint32_t(service.interfaceIndex), host,
-                                             kDNSServiceType_A, kDNSServiceClass_IN,
-                                             &ServiceBrowserCallbacks::address, r);
+                return DNSServiceQueryRecord(
+                    ref, 0, uint32_t(service.interfaceIndex), host.constData(), kDNSServiceType_A,
+                    kDNSServiceClass_IN, &ServiceBrowserCallbacks::address, r);
             });
         if (query)
             return;

@@ -72,10 +72,9 @@ private:
     Request* start(const NetService& service, int timeoutMs, const Starter& call);
     void finish(Request* request);
     static void release(Request* request);
-    // Called from the library's callbacks.
-    void browsed(unsigned flags, unsigned interfaceIndex, const char* name, const char* type,
-                 const char* domain);
-    void resolved(Request* request, const char* host, quint16 port);
+    // What the library's callbacks found, handled from the event loop.
+    void browsed(const NetService& service, bool added);
+    void resolved(const NetService& service);
 
     QList<Request*> m_requests;
     Request* m_browse = nullptr;

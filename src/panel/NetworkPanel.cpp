@@ -48,6 +48,12 @@ NetworkPanel::NetworkPanel(QWidget* parent) : QGroupBox(QStringLiteral("Network"
         if (row >= 0 && row != m_link.selectedRow())
             m_link.serviceTableClickedAction(row);
     });
+    // A click on the row in use connects again once its stream is lost.
+    connect(m_list, &QListWidget::itemClicked, this, [this](QListWidgetItem* item) {
+        const NetworkLink::State state = m_link.state();
+        if (state != NetworkLink::State::Connected && state != NetworkLink::State::Connecting)
+            m_link.serviceTableClickedAction(m_list->row(item));
+    });
     connect(m_connectButton, &QPushButton::clicked, this, &NetworkPanel::connectEntered);
     connect(m_hostEntry, &QLineEdit::returnPressed, this, &NetworkPanel::connectEntered);
     showState();
