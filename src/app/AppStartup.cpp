@@ -7,6 +7,7 @@
 #include "app/SingleInstance.h"
 #include "cues/CueWindow.h"
 #include "cues/TcCalculator.h"
+#include "link/ServiceDiscovery.h"
 #include "midi/MidiView.h"
 #include "sim/SimulatedUnit.h"
 
@@ -62,6 +63,13 @@ AppStartup::Parse AppStartup::parse(const QStringList& arguments) {
     const QCommandLineOption simulator(
         QStringLiteral("simulator"),
         QStringLiteral("Run on a simulated unit instead of hardware."));
+    const QCommandLineOption simulatorNetwork(
+        QStringLiteral("simulator-network"),
+        QStringLiteral("Run on a simulated unit reached over TCP, as through the network "
+                       "proxy (the simulator is also announced to service discovery)."));
+    const QCommandLineOption connectHost(
+        QStringLiteral("connect"), QStringLiteral("Connect to the network proxy at host:port."),
+        QStringLiteral("host:port"));
     const QCommandLineOption port(QStringLiteral("port"),
                                   QStringLiteral("Use this serial port instead of searching."),
                                   QStringLiteral("path"));
@@ -98,7 +106,8 @@ AppStartup::Parse AppStartup::parse(const QStringList& arguments) {
     const QCommandLineOption shots(QStringLiteral("screenshots"),
                                    QStringLiteral("Save a picture of each tab into dir and quit."),
                                    QStringLiteral("dir"));
-    cli.addOptions({help, version, simulator, port, midiIn, midiOut, tctype, start});
+    cli.addOptions({help, version, simulator, simulatorNetwork, connectHost, port, midiIn, midiOut,
+                    tctype, start});
     cli.addOptions(switches);
     cli.addOptions({instance, shots});
     cli.addPositionalArgument(QStringLiteral("FILE"),
@@ -123,6 +132,8 @@ AppStartup::Parse AppStartup::parse(const QStringList& arguments) {
 
     m_options.simulator = cli.isSet(simulator);
     m_options.port = cli.value(port);
+    m_options.simulatorNetwork = cli.isSet(simulatorNetwork);
+    m_options.networkHost = cli.value(connectHost);
     m_options.screenshots = cli.value(shots);
     m_options.instance = cli.value(instance);
     m_options.midiIn = cli.value(midiIn);
@@ -192,6 +203,20 @@ bool AppStartup::start() {
     } else if (!m_options.port.isEmpty()) {
         panel.explicitPort = m_options.port;
     }
+    if (m_options.simulatorNetwork) {
+        // A unit of its own behind the network proxy's protocol.
+        m_networkSim = std::make_unique<SimulatedUnit>();
+        const quint16 tcpPort = m_networkSim->listenTcp();
+        if (tcpPort == 0 || !m_networkSim->start()) {
+            m_message = QStringLiteral("cannot start the simulated unit on TCP");
+            return false;
+        }
+        panel.networkHost = QStringLiteral("127.0.0.1:%1").arg(tcpPort);
+        m_announcer = std::make_unique<ServiceAnnouncer>();
+        m_announcer->announce(QStringLiteral("QZ62 simulator"), tcpPort); // where discovery runs
+    }
+    if (!m_options.networkHost.isEmpty())
+        panel.networkHost = m_options.networkHost;
     CueWindow::setDefaultsForThisRun(m_options.sheetDefaults);
 
     m_window = std::make_unique<MainWindow>();

@@ -8,18 +8,21 @@
 
 class MainWindow;
 class MessageBoxPresenter;
+class ServiceAnnouncer;
 class SimulatedUnit;
 class SingleInstance;
 
 // What `qz62 [options] [FILE...]` asks for.
 struct StartupOptions {
     bool simulator = false;
-    QString port;               // explicit serial port
-    QString screenshots;        // save pictures of the window here, then quit
-    QString instance;           // separates independent running applications
-    QString midiIn;             // part of a source's name
-    QString midiOut;            // part of a destination's name
-    QVariantHash sheetDefaults; // new sheets' options for this run, by defaults key
+    bool simulatorNetwork = false; // a simulated unit behind the network proxy's protocol
+    QString networkHost;           // connect to this network proxy (host:port)
+    QString port;                  // explicit serial port
+    QString screenshots;           // save pictures of the window here, then quit
+    QString instance;              // separates independent running applications
+    QString midiIn;                // part of a source's name
+    QString midiOut;               // part of a destination's name
+    QVariantHash sheetDefaults;    // new sheets' options for this run, by defaults key
     QStringList files;
 };
 
@@ -62,6 +65,8 @@ private:
     StartupOptions m_options;
     QString m_message;
     std::unique_ptr<SimulatedUnit> m_sim;
+    std::unique_ptr<SimulatedUnit> m_networkSim;
+    std::unique_ptr<ServiceAnnouncer> m_announcer;
     std::unique_ptr<SingleInstance> m_instance;
     std::unique_ptr<MainWindow> m_window;
     std::unique_ptr<MessageBoxPresenter> m_presenter;

@@ -3,6 +3,7 @@
 #include "Version.h"
 #include "link/ComThread.h"
 #include "link/MsgClass.h"
+#include "link/NetworkLink.h"
 #include "panel/InhibitPing.h"
 #include "protocol/Commands.h"
 
@@ -26,6 +27,7 @@ void PanelController::setTickIntervalMs(int ms) {
 void PanelController::startUp() {
     m_msg = std::make_unique<MsgClass>();
     m_comThread = std::make_unique<ComThread>();
+    m_comThread->setNetworkSender(m_network);
     if (!m_searchDirectory.isEmpty())
         m_comThread->setSearchDirectory(m_searchDirectory);
     if (!m_explicitPort.isEmpty())
@@ -38,6 +40,24 @@ void PanelController::startUp() {
     // The title keeps this suffix after a successful start until the network
     // link names its service; the banner and status bar show the link.
     setWindowTitle(QString::fromLatin1(kNotFoundTitle));
+}
+
+void PanelController::setNetworkLink(NetworkLink* link) {
+    if (m_network)
+        disconnect(m_network, nullptr, this, nullptr);
+    m_network = link;
+    if (m_comThread)
+        m_comThread->setNetworkSender(link);
+    if (!link)
+        return;
+    // Queued, as from a link thread: the parser may open an alert, and the
+    // stream's callbacks must not wait for it.
+    connect(link, &NetworkLink::hasString, this, &PanelController::threadHasString,
+            Qt::QueuedConnection);
+    connect(
+        link, &NetworkLink::outputOpened, this, [this] { getInitValues(); }, Qt::QueuedConnection);
+    connect(link, &NetworkLink::titleChanged, this, &PanelController::setWindowTitle,
+            Qt::QueuedConnection);
 }
 
 bool PanelController::openLink() {
@@ -139,14 +159,16 @@ void PanelController::processLines() {
 
 void PanelController::threadHasString(const QString& text) {
     unitSpoke();
-    for (const QString& piece : text.split(QLatin1Char('\n')))
-        m_parser.processRxString(piece);
-    // The log adds its own line end.
-    QString logged = text;
-    while (logged.endsWith(QLatin1Char('\n')) || logged.endsWith(QLatin1Char('\r')))
-        logged.chop(1);
-    if (!logged.isEmpty())
-        emit rxLine(logged);
+    // In line with the serial chunks: behind any lines still waiting for an
+    // open alert.
+    for (const QString& piece : text.split(QLatin1Char('\n'))) {
+        QString line = piece;
+        if (line.endsWith(QLatin1Char('\r')))
+            line.chop(1);
+        if (!line.isEmpty())
+            m_pendingLines.push_back(line);
+    }
+    processLines();
 }
 
 void PanelController::threadLinkLost(const QString& reason) {

@@ -12,6 +12,7 @@
 #include <memory>
 
 class ComThread;
+class NetworkLink;
 
 // The control panel's life with the unit, without widgets: it creates the
 // serial link, finds the unit, reads every setting, keeps the link alive with
@@ -57,6 +58,11 @@ public:
     // The main window is closing: stop the link thread.
     void windowClosing();
 
+    // The network link offers to carry every command before the serial link
+    // does; its replies go to the same parser, and when it opens every
+    // setting is read. Not owned; it must outlive this or be unset (nullptr).
+    void setNetworkLink(NetworkLink* link);
+
     void getInitValues() { m_settings.getInitValues(); }
     // Every 0.1 s: hides the transfer progress after its time-out and sends
     // the keep-alive.
@@ -97,6 +103,7 @@ private:
     StatusParser m_parser;
     PanelSettings m_settings;
     std::unique_ptr<ComThread> m_comThread;
+    NetworkLink* m_network = nullptr;
     std::unique_ptr<MsgClass> m_msg;
     QTimer m_timer;
     int m_pingDowncount = 0;

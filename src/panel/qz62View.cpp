@@ -4,6 +4,7 @@
 #include "overlay/MonitorView.h"
 #include "overlay/PunchView.h"
 #include "panel/BarsColorList.h"
+#include "panel/NetworkPanel.h"
 #include "panel/VideoStandards.h"
 #include "ui_qz62View.h"
 
@@ -46,6 +47,10 @@ qz62View::qz62View(QWidget* parent) : QWidget(parent), m_ui(std::make_unique<Ui:
     m_ui->layout_tabStreamer->addWidget(m_monitorView);
     m_punchView = new PunchView;
     m_ui->layout_tabPunch->addWidget(m_punchView);
+    // The network link's list on the unit tab, its state in the banner.
+    m_networkPanel = new NetworkPanel;
+    m_ui->layoutUnit->insertWidget(1, m_networkPanel);
+    m_ui->layoutBanner->insertWidget(1, m_networkPanel->stateLabel());
 
     m_rateMatrix = new QButtonGroup(this);
     m_rateMatrix->addButton(m_ui->radioButtonRefFlat, 0);
@@ -161,11 +166,13 @@ void qz62View::awakeFromNib(const PanelOptions& options) {
 
     refreshAll();
     m_controller.startUp();
+    m_networkPanel->awakeFromNib(m_controller, options);
 }
 
 void qz62View::windowClosing() {
     m_monitorView->windowClosing();
     m_punchView->windowClosing();
+    m_networkPanel->windowClosing(m_controller);
     m_controller.windowClosing();
 }
 
@@ -275,6 +282,8 @@ void qz62View::connectControls() {
     connect(&parser, &StatusParser::showUnitTab, this, &qz62View::onTransferStarted);
     connect(&m_controller, &PanelController::rxLine, this, &qz62View::appendRxLine);
     connect(&m_controller, &PanelController::linkStateChanged, this, &qz62View::showLinkState);
+    connect(&m_networkPanel->link(), &NetworkLink::stateChanged, this,
+            [this] { showLinkState(m_controller.linkState(), m_controller.linkDetail()); });
     connect(&m_controller, &PanelController::windowTitleChanged, this,
             &qz62View::windowTitleChanged);
 }
@@ -442,8 +451,16 @@ void qz62View::showLinkState(PanelController::LinkState state, const QString& de
         m_linkText = QStringLiteral("Link closed");
         break;
     }
+    // Without a unit on USB the network link may still carry the settings.
+    const NetworkLink& network = m_networkPanel->link();
+    const bool overNetwork = network.state() == NetworkLink::State::Connected &&
+                             (state == S::Idle || state == S::NotFound || state == S::Lost);
+    if (overNetwork)
+        m_linkText = QStringLiteral("Unit connected over the network (%1)")
+                         .arg(network.currentService().name);
     m_ui->labelLinkState->setText(m_linkText);
-    m_ui->linkBanner->setStyleSheet(QString::fromLatin1(bannerStyle(state)));
+    m_ui->linkBanner->setStyleSheet(
+        QString::fromLatin1(bannerStyle(overNetwork ? S::Connected : state)));
     m_ui->buttonReconnect->setVisible(state == S::NotFound || state == S::Lost);
     emit linkStateTextChanged(m_linkText, state);
 }

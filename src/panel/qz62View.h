@@ -8,6 +8,7 @@
 #include <memory>
 
 class MonitorView;
+class NetworkPanel;
 class PunchView;
 class QButtonGroup;
 class QCheckBox;
@@ -21,6 +22,8 @@ struct PanelOptions {
     QString explicitPort;    // use this port instead of searching
     QString searchDirectory; // where to look for adapters (default /dev)
     int tickIntervalMs = PanelController::kTickMs;
+    bool serviceDiscovery = true; // browse for network proxies
+    QString networkHost;          // connect to this proxy (host:port) at start
 };
 
 // The main window's control panel: the video and timecode settings, the unit
@@ -47,6 +50,7 @@ public:
     QTabWidget* tabView() const;
     MonitorView* monitorView() const { return m_monitorView; }
     PunchView* punchView() const { return m_punchView; }
+    NetworkPanel* networkPanel() const { return m_networkPanel; }
     int tag() const { return kViewTag; }
     // Text for the user to read in the unit tab's log (MIDI file contents,
     // self-tests), after what the unit sent so far.
@@ -83,4 +87,5 @@ private:
     QString m_linkText;
     MonitorView* m_monitorView = nullptr;
     PunchView* m_punchView = nullptr;
+    NetworkPanel* m_networkPanel = nullptr;
 };

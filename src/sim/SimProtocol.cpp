@@ -116,7 +116,36 @@ void SimProtocol::handleSysex(const QByteArray& frame) {
     }
 }
 
+bool SimProtocol::updateLine(const QString& line, Clock::time_point now, int channel,
+                             QByteArray& out) {
+    if (channel == kSerialChannel)
+        return false;
+    const QByteArray bytes = line.toLatin1();
+    auto it = m_updates.find(channel);
+    if (it == m_updates.end() || !it->active()) {
+        if (!SimNetworkUpdate::isStart(bytes))
+            return false;
+        if (it == m_updates.end())
+            it = m_updates.insert(channel, SimNetworkUpdate());
+        it->start(now);
+        return true;
+    }
+    const int before = it->completed();
+    out = it->record(bytes, now);
+    noteUpdateEnd(*it, before);
+    return true;
+}
+
+void SimProtocol::noteUpdateEnd(const SimNetworkUpdate& update, int doneBefore) {
+    if (update.completed() == doneBefore)
+        return;
+    ++m_updatesDone;
+    m_lastUpdateRecords = update.lastTotal();
+}
+
 QByteArray SimProtocol::handleLine(const QString& line, Clock::time_point now, int channel) {
+    if (QByteArray answer; updateLine(line, now, channel, answer))
+        return answer;
     m_commands.append({line, now});
     QStringList lines{line}; // the echo
     lines += answer(line, now, channel);
@@ -203,6 +232,13 @@ QStringList SimProtocol::answer(const QString& line, Clock::time_point now, int 
 }
 
 SimProtocol::Output SimProtocol::tick(Clock::time_point now) {
+    for (auto it = m_updates.begin(); it != m_updates.end(); ++it) {
+        const int before = it->completed();
+        QByteArray bytes = it->tick(now);
+        noteUpdateEnd(*it, before);
+        if (!bytes.isEmpty())
+            return {it.key(), bytes};
+    }
     if (!m_inOutPending || now < m_lastInOut + kInOutQuiet)
         return {};
     m_inOutPending = false;
@@ -211,7 +247,11 @@ SimProtocol::Output SimProtocol::tick(Clock::time_point now) {
 }
 
 std::optional<SimProtocol::Clock::time_point> SimProtocol::nextDeadline() const {
-    if (!m_inOutPending)
-        return std::nullopt;
-    return m_lastInOut + kInOutQuiet;
+    std::optional<Clock::time_point> due;
+    if (m_inOutPending)
+        due = m_lastInOut + kInOutQuiet;
+    for (const SimNetworkUpdate& update : m_updates)
+        if (auto d = update.deadline())
+            due = due ? std::min(*due, *d) : *d;
+    return due;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "sim/SimNetworkUpdate.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QMap>
@@ -26,7 +28,9 @@
 // - "h 0" starts an in/out list; once the "f" lines stop for half a second
 //   the unit reports their count as "h n" (hexadecimal);
 // - raw MIDI Note On (0x90 note velocity) fires a trigger; a system-exclusive
-//   frame F0 20 01 <7/8-coded text> F7 shows cue text.
+//   frame F0 20 01 <7/8-coded text> F7 shows cue text;
+// - on a network channel, " u 0" starts an update (SimNetworkUpdate): the
+//   lines that follow are records, reported as "u n" progress.
 class SimProtocol {
 public:
     using Clock = std::chrono::steady_clock;
@@ -64,7 +68,10 @@ public:
     // in/out list); empty bytes when nothing is due.
     Output tick(Clock::time_point now);
     // Forgets a channel's partial input (its connection closed).
-    void dropChannel(int channel) { m_parsers.remove(channel); }
+    void dropChannel(int channel) {
+        m_parsers.remove(channel);
+        m_updates.remove(channel);
+    }
     // When tick() next has something to say.
     std::optional<Clock::time_point> nextDeadline() const;
 
@@ -83,6 +90,9 @@ public:
     QString sampleText() const { return m_sampleText; }
     QString counterText() const { return m_counterText; }
     int inOutCount() const { return m_inOutCount; }
+    // Network updates finished, and the records of the last one.
+    int networkUpdatesDone() const { return m_updatesDone; }
+    int networkUpdateRecords() const { return m_lastUpdateRecords; }
     QByteArray settingsArea() const;
     const QList<Command>& commands() const { return m_commands; }
     const QList<Trigger>& triggers() const { return m_triggers; }
@@ -98,10 +108,16 @@ private:
     };
 
     QByteArray handleLine(const QString& line, Clock::time_point now, int channel);
+    // The line belongs to a network update: its answer, if any, in out.
+    bool updateLine(const QString& line, Clock::time_point now, int channel, QByteArray& out);
+    void noteUpdateEnd(const SimNetworkUpdate& update, int doneBefore);
     QStringList answer(const QString& line, Clock::time_point now, int channel);
     void handleSysex(const QByteArray& frame);
 
     QMap<int, Parser> m_parsers;
+    QMap<int, SimNetworkUpdate> m_updates; // network channels only
+    int m_updatesDone = 0;
+    int m_lastUpdateRecords = 0;
 
     QMap<QString, QString> m_settings;
     std::array<QString, 4> m_windows;

@@ -185,6 +185,16 @@ int SimulatedUnit::inOutCount() const {
     return m_protocol.inOutCount();
 }
 
+int SimulatedUnit::networkUpdatesDone() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_protocol.networkUpdatesDone();
+}
+
+int SimulatedUnit::networkUpdateRecords() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_protocol.networkUpdateRecords();
+}
+
 void SimulatedUnit::clearRecord() {
     std::lock_guard<std::mutex> lock(m_mutex);
     m_protocol.clearRecord();

@@ -78,6 +78,10 @@ public:
     QString window(int index) const;
     QString cueText() const;
     int inOutCount() const;
+    // Updates received over the network (" u 0" and the text) that ended,
+    // and the records of the last one.
+    int networkUpdatesDone() const;
+    int networkUpdateRecords() const;
     void clearRecord();
 
 private:

@@ -1,6 +1,9 @@
 // qz62-sim: a simulated QZ62 unit on a pseudo-terminal. Prints the terminal's
 // path (and, with --tcp, the network address on a second line), then serves
-// until killed.
+// until killed. With --tcp it also announces itself as a network proxy
+// through service discovery, as "QZ62 simulator" or the --announce name
+// (nothing is announced where no discovery daemon runs).
+#include "link/ServiceDiscovery.h"
 #include "sim/SimulatedUnit.h"
 
 #include <QCoreApplication>
@@ -15,6 +18,7 @@ int main(int argc, char** argv) {
     SimulatedUnit sim;
     bool tcp = false;
     int tcpPort = 0;
+    QString announceName = QStringLiteral("QZ62 simulator");
     for (qsizetype i = 0; i < args.size(); ++i) {
         const QString& a = args.at(i);
         if (a == QLatin1String("--baud") && i + 1 < args.size()) {
@@ -23,6 +27,10 @@ int main(int argc, char** argv) {
             sim.setReplyDelayMs(args.at(++i).toInt());
         } else if (a == QLatin1String("--tcp") && i + 1 < args.size()) {
             tcpPort = args.at(++i).toInt(&tcp);
+        } else if (a == QLatin1String("--announce") && i + 1 < args.size()) {
+            announceName = args.at(++i);
+        } else if (a == QLatin1String("--no-announce")) {
+            announceName.clear();
         } else if (a == QLatin1String("--silent")) {
             sim.setSilent(true);
         } else if (a == QLatin1String("--not-qz62")) {
@@ -30,8 +38,9 @@ int main(int argc, char** argv) {
         } else if (a == QLatin1String("--firmware") && i + 1 < args.size()) {
             sim.setFirmwareVersion(args.at(++i));
         } else {
-            std::fprintf(stderr, "usage: qz62-sim [--baud N] [--late MS] [--silent] [--not-qz62] "
-                                 "[--firmware X.Y.Z]\n");
+            std::fprintf(stderr,
+                         "usage: qz62-sim [--baud N] [--late MS] [--silent] [--not-qz62] "
+                         "[--firmware X.Y.Z] [--tcp PORT [--announce NAME | --no-announce]]\n");
             return 2;
         }
     }
@@ -53,6 +62,9 @@ int main(int argc, char** argv) {
     std::printf("%s\n", sim.ptyPath().toLocal8Bit().constData());
     if (tcp)
         std::printf("127.0.0.1:%d\n", int(sim.tcpPort()));
+    ServiceAnnouncer announcer;
+    if (tcp && !announceName.isEmpty() && !announcer.announce(announceName, sim.tcpPort()))
+        std::fprintf(stderr, "qz62-sim: not announced (%s)\n", qPrintable(announcer.error()));
     std::fflush(stdout);
     int received = 0;
     sigwait(&endSignals, &received);

@@ -101,6 +101,8 @@ struct App {
         PanelOptions options;
         options.explicitPort = port;
         options.tickIntervalMs = tickMs;
+        // Proxies on the machine's network must not take the commands.
+        options.serviceDiscovery = false;
         window.panel()->awakeFromNib(options);
     }
     PanelController& controller() { return window.panel()->controller(); }

@@ -1,0 +1,239 @@
+#include "link/NetworkLink.h"
+
+#include "link/QueuedCalls.h"
+
+#include <QHostAddress>
+#include <QStringDecoder>
+#include <QTcpSocket>
+#include <QThread>
+#include <QTimer>
+#include <cstdio>
+
+NetworkLink::NetworkLink(QObject* parent)
+    : QObject(parent), m_fromOtherThreads(std::make_unique<QueuedCalls>(this)) {}
+
+NetworkLink::~NetworkLink() {
+    m_fromOtherThreads->cancel();
+    closeStreams();
+}
+
+void NetworkLink::startBrowsing(std::unique_ptr<ServiceDiscovery> discovery) {
+    m_discovery = std::move(discovery);
+    if (!m_discovery) {
+        m_discoveryError = QStringLiteral("no service discovery");
+        setState(State::Unavailable, m_discoveryError);
+        return;
+    }
+    connect(m_discovery.get(), &ServiceDiscovery::serviceFound, this, &NetworkLink::serviceFound);
+    connect(m_discovery.get(), &ServiceDiscovery::serviceRemoved, this,
+            &NetworkLink::serviceRemoved);
+    if (!m_discovery->startBrowsing()) {
+        m_discoveryError = m_discovery->error();
+        std::printf("service discovery unavailable: %s\n", qPrintable(m_discoveryError));
+        setState(State::Unavailable, m_discoveryError);
+        return;
+    }
+    m_discoveryError.clear();
+    showListState();
+}
+
+// --- the service list ---
+
+void NetworkLink::serviceFound(const NetService& service) {
+    for (NetService& listed : m_services) {
+        if (listed.sameAs(service)) {
+            listed = service; // a new address: used from the next connection
+            return;
+        }
+    }
+    m_services.append(service);
+    emit servicesChanged();
+    if (!m_streamExists.load())
+        showListState();
+    // Chosen from the event loop, as the user would: whoever reacts to the
+    // list's change sees the new row before it is selected.
+    QTimer::singleShot(0, this, &NetworkLink::selectFirstRow);
+}
+
+void NetworkLink::serviceRemoved(const NetService& service) {
+    for (qsizetype i = 0; i < m_services.size(); ++i) {
+        if (!m_services.at(i).sameAs(service))
+            continue;
+        m_services.removeAt(i);
+        if (m_selectedRow == i)
+            setSelectedRow(-1);
+        else if (m_selectedRow > i)
+            setSelectedRow(m_selectedRow - 1);
+        emit servicesChanged();
+        if (!m_streamExists.load())
+            showListState();
+        return;
+    }
+}
+
+void NetworkLink::selectFirstRow() {
+    if (m_services.isEmpty()) {
+        emit titleChanged(QStringLiteral("network"));
+        return;
+    }
+    // Finding another service never takes the stream away from the one in
+    // use, whichever row the user chose.
+    if (m_streamExists.load())
+        return;
+    serviceTableClickedAction(0);
+}
+
+void NetworkLink::serviceTableClickedAction(int row) {
+    if (row < 0 || row >= m_services.size())
+        return;
+    setSelectedRow(row);
+    openStreamsToNetService(m_services.at(row));
+}
+
+void NetworkLink::connectToHost(const QString& host, quint16 port) {
+    NetService service;
+    service.name = QStringLiteral("%1:%2").arg(host).arg(port);
+    service.host = host;
+    service.port = port;
+    setSelectedRow(-1);
+    openStreamsToNetService(service);
+}
+
+void NetworkLink::setSelectedRow(int row) {
+    if (row == m_selectedRow)
+        return;
+    m_selectedRow = row;
+    emit selectedRowChanged(row);
+}
+
+// --- the stream ---
+
+void NetworkLink::openStreamsToNetService(const NetService& service) {
+    closeStreams();
+    if (service.host.isEmpty() || service.port == 0) {
+        setState(State::Lost, QStringLiteral("%1 has no address").arg(service.name));
+        return;
+    }
+    m_current = service;
+    auto* socket = new QTcpSocket(this);
+    socket->setReadBufferSize(kReadBufferBytes);
+    m_socket = socket;
+    connect(socket, &QTcpSocket::connected, this, [this, socket] {
+        if (socket != m_socket)
+            return;
+        socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+        m_input = MsgClass();
+        m_outputOpen.store(true);
+        setState(State::Connected, m_current.name);
+        emit outputOpened();
+    });
+    connect(socket, &QTcpSocket::readyRead, this, [this, socket] {
+        if (socket == m_socket)
+            bytesAvailable();
+    });
+    connect(socket, &QTcpSocket::errorOccurred, this, [this, socket] {
+        if (socket == m_socket)
+            streamEnded(socket->errorString());
+    });
+    connect(socket, &QTcpSocket::disconnected, this, [this, socket] {
+        if (socket == m_socket)
+            streamEnded(QStringLiteral("the proxy closed the connection"));
+    });
+    m_streamExists.store(true);
+    setState(State::Connecting, service.name);
+    emit titleChanged(service.name);
+    socket->connectToHost(service.host, service.port);
+}
+
+void NetworkLink::closeStreams() {
+    m_outputOpen.store(false);
+    m_streamExists.store(false);
+    m_input = MsgClass(); // a line cut off by the close is not a reply
+    if (QTcpSocket* socket = m_socket) {
+        m_socket = nullptr;
+        socket->disconnect(this);
+        socket->abort();
+        socket->deleteLater(); // this may run inside one of its signals
+    }
+}
+
+void NetworkLink::streamEnded(const QString& reason) {
+    const QString name = m_current.name;
+    closeStreams();
+    setState(State::Lost, QStringLiteral("%1: %2").arg(name, reason));
+}
+
+void NetworkLink::bytesAvailable() {
+    QStringList lines;
+    while (m_socket && m_socket->bytesAvailable() > 0) {
+        const QByteArray bytes = m_socket->read(kReadChunkBytes);
+        if (bytes.isEmpty())
+            break;
+        QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+        const QString text = utf8.decode(bytes);
+        if (utf8.hasError()) {
+            ++m_droppedReads;
+            std::printf("dropped %d received bytes that are not UTF-8\n", int(bytes.size()));
+            continue;
+        }
+        MsgClass chunk;
+        chunk.txBytes(bytes);
+        lines += m_input.drain(chunk);
+    }
+    if (lines.isEmpty())
+        return;
+    // Messages from drain() end in "\n" already; lines do not.
+    QString text;
+    for (const QString& line : std::as_const(lines)) {
+        text += line;
+        if (!line.endsWith(QLatin1Char('\n')))
+            text += QLatin1Char('\n');
+    }
+    emit hasString(text);
+}
+
+int NetworkLink::sendStringToNetwork(const QString& command) {
+    return sendBytesToNetwork((command + QLatin1Char('\n')).toUtf8());
+}
+
+int NetworkLink::sendBytesToNetwork(const QByteArray& bytes) {
+    if (!m_streamExists.load())
+        return -1;
+    if (QThread::currentThread() == thread())
+        outputData(bytes);
+    else
+        m_fromOtherThreads->post([this, bytes] { outputData(bytes); });
+    return 0;
+}
+
+void NetworkLink::outputText(const QString& text) {
+    outputData(text.toUtf8());
+}
+
+void NetworkLink::outputData(const QByteArray& data) {
+    if (!m_outputOpen.load() || !m_socket || data.isEmpty())
+        return; // not open yet: dropped
+    if (m_socket->write(data) < 1) {
+        const QString name = m_current.name;
+        const QString reason = m_socket->errorString();
+        closeStreams();
+        setState(State::Lost, QStringLiteral("%1: %2").arg(name, reason));
+    }
+}
+
+void NetworkLink::setState(State state, const QString& detail) {
+    if (state == m_state && detail == m_stateDetail)
+        return;
+    m_state = state;
+    m_stateDetail = detail;
+    emit stateChanged(state, detail);
+}
+
+void NetworkLink::showListState() {
+    if (m_state == State::Unavailable || m_state == State::Lost)
+        return; // the list alone does not hide those
+    if (m_services.isEmpty())
+        setState(State::Searching, QString());
+    else
+        setState(State::Found, QString::number(m_services.size()));
+}

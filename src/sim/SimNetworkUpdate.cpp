@@ -1,0 +1,48 @@
+#include "sim/SimNetworkUpdate.h"
+
+namespace {
+QByteArray progress(int count) {
+    return "u " + QByteArray::number(count) + "\r\n";
+}
+
+bool isEndRecord(const QByteArray& line) {
+    const QByteArray t = line.trimmed();
+    return t.compare(":00000001FF", Qt::CaseInsensitive) == 0 || t.startsWith("S7") ||
+           t.startsWith("S8") || t.startsWith("S9");
+}
+} // namespace
+
+void SimNetworkUpdate::start(Clock::time_point now) {
+    m_active = true;
+    m_records = 0;
+    m_lastLine = now;
+}
+
+QByteArray SimNetworkUpdate::record(const QByteArray& line, Clock::time_point now) {
+    ++m_records;
+    m_lastLine = now;
+    if (isEndRecord(line))
+        return finish();
+    if (m_records % kProgressLines == 0)
+        return progress(m_records) + '>';
+    return {};
+}
+
+QByteArray SimNetworkUpdate::tick(Clock::time_point now) {
+    if (!m_active || now < m_lastLine + kQuiet)
+        return {};
+    return finish();
+}
+
+std::optional<SimNetworkUpdate::Clock::time_point> SimNetworkUpdate::deadline() const {
+    if (!m_active)
+        return std::nullopt;
+    return m_lastLine + kQuiet;
+}
+
+QByteArray SimNetworkUpdate::finish() {
+    m_active = false;
+    m_lastTotal = m_records;
+    ++m_completed;
+    return progress(m_records) + progress(0) + '>';
+}
