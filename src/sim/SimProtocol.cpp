@@ -46,7 +46,9 @@ void SimProtocol::resetSettings() {
     m_windows = {QStringLiteral("32 10 200 112 0"), QStringLiteral("48 10 10 112 1"),
                  QStringLiteral("32 180 200 112 2"), QStringLiteral("32 180 10 112 3")};
     m_area.fill(0xff);
-    for (int i = 0; i < kSettingsSize; ++i)
+    // The settings and the row after them hold data (a row of nothing but
+    // 0xff reads as one the host missed).
+    for (int i = 0; i < kSettingsSize + 16; ++i)
         m_area[std::size_t(i)] = static_cast<unsigned char>((i * 37 + 11) & 0xff);
 }
 
@@ -68,6 +70,10 @@ QByteArray SimProtocol::feed(const QByteArray& bytes, Clock::time_point now, int
     Parser& p = m_parsers[channel];
     QByteArray out;
     for (char byte : bytes) {
+        if (channel == kSerialChannel && m_boot.active()) {
+            out += m_boot.feed(byte, now);
+            continue;
+        }
         switch (p.mode) {
         case Mode::Sysex:
             p.midi += byte;
@@ -122,6 +128,8 @@ QByteArray SimProtocol::handleLine(const QString& line, Clock::time_point now, i
     lines += answer(line, now, channel);
     QByteArray out = toWire(lines);
     out += '>';
+    if (channel == kSerialChannel)
+        m_boot.afterCommand(line, now);
     return out;
 }
 
@@ -203,6 +211,8 @@ QStringList SimProtocol::answer(const QString& line, Clock::time_point now, int 
 }
 
 SimProtocol::Output SimProtocol::tick(Clock::time_point now) {
+    if (QByteArray boot = m_boot.tick(now); !boot.isEmpty())
+        return {kSerialChannel, boot};
     if (!m_inOutPending || now < m_lastInOut + kInOutQuiet)
         return {};
     m_inOutPending = false;
@@ -211,7 +221,8 @@ SimProtocol::Output SimProtocol::tick(Clock::time_point now) {
 }
 
 std::optional<SimProtocol::Clock::time_point> SimProtocol::nextDeadline() const {
+    std::optional<Clock::time_point> boot = m_boot.nextDeadline();
     if (!m_inOutPending)
-        return std::nullopt;
-    return m_lastInOut + kInOutQuiet;
+        return boot;
+    return boot ? std::min(*boot, m_lastInOut + kInOutQuiet) : m_lastInOut + kInOutQuiet;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "sim/SimBootLoader.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QMap>
@@ -26,7 +28,8 @@
 // - "h 0" starts an in/out list; once the "f" lines stop for half a second
 //   the unit reports their count as "h n" (hexadecimal);
 // - raw MIDI Note On (0x90 note velocity) fires a trigger; a system-exclusive
-//   frame F0 20 01 <7/8-coded text> F7 shows cue text.
+//   frame F0 20 01 <7/8-coded text> F7 shows cue text;
+// - "L" and "u 0" on the serial line start the update side (SimBootLoader).
 class SimProtocol {
 public:
     using Clock = std::chrono::steady_clock;
@@ -84,6 +87,8 @@ public:
     QString counterText() const { return m_counterText; }
     int inOutCount() const { return m_inOutCount; }
     QByteArray settingsArea() const;
+    SimBootLoader& bootLoader() { return m_boot; }
+    const SimBootLoader& bootLoader() const { return m_boot; }
     const QList<Command>& commands() const { return m_commands; }
     const QList<Trigger>& triggers() const { return m_triggers; }
     const QStringList& sysexTexts() const { return m_sysexTexts; }
@@ -102,6 +107,7 @@ private:
     void handleSysex(const QByteArray& frame);
 
     QMap<int, Parser> m_parsers;
+    SimBootLoader m_boot; // the serial line while an update runs
 
     QMap<QString, QString> m_settings;
     std::array<QString, 4> m_windows;
