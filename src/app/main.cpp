@@ -9,6 +9,7 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDir>
+#include <QFile>
 #include <QTabWidget>
 #include <QTimer>
 #include <cstdio>
@@ -65,13 +66,22 @@ int main(int argc, char** argv) {
     const QCommandLineOption shots(QStringLiteral("screenshots"),
                                    QStringLiteral("Save a picture of each tab into dir and quit."),
                                    QStringLiteral("dir"));
+    const QCommandLineOption unitData(
+        QStringLiteral("unit-data"),
+        QStringLiteral("Folder holding the unit's own update files (loader.bin, c192b.sx, "
+                       "c192b.mcs, fonts.mcs); sets QZ62_UNIT_DATA."),
+        QStringLiteral("dir"));
     cli.addOption(simulator);
+    cli.addOption(unitData);
     cli.addOption(port);
     cli.addOption(shots);
     cli.addPositionalArgument(QStringLiteral("sheets"),
                               QStringLiteral("Cue sheet text files to open."),
                               QStringLiteral("[sheet.txt...]"));
     cli.process(app);
+
+    if (cli.isSet(unitData))
+        qputenv("QZ62_UNIT_DATA", QFile::encodeName(cli.value(unitData)));
 
     PanelOptions options;
     std::unique_ptr<SimulatedUnit> sim;
