@@ -81,6 +81,16 @@ struct UpdateApp {
     QStringList finals;
 };
 
+// With QZ62_UPDATE_SHOTS=dir, pictures of the window for a person to look at.
+void shoot(QWidget& window, const char* name) {
+    const QString dir = qEnvironmentVariable("QZ62_UPDATE_SHOTS");
+    if (dir.isEmpty())
+        return;
+    window.resize(1000, 760);
+    QDir().mkpath(dir);
+    window.grab().save(QDir(dir).filePath(QString::fromLatin1(name) + ".png"));
+}
+
 // S1 text of 16 bytes, built here independently of SRecord.
 QString s1(std::uint32_t address, const QByteArray& data) {
     QByteArray body =
@@ -127,6 +137,8 @@ TEST(UpdateEndToEnd, MicroUpdateKeepsTheUnitsSettingsAndSendsTheImage) {
     ASSERT_EQ(runTool("srec_cat", {bin, "-binary", "-offset", "0x7ff0", "-o", u.file}).exitCode, 0);
 
     u.panel()->updateMicroAction()->trigger();
+    if (waitFor([&] { return u.label().startsWith("micro download 4"); }))
+        shoot(u.app.window, "update-running");
     ASSERT_TRUE(waitFor([&] { return u.finished(); }, kUpdateWaitMs)) << u.label().toStdString();
 
     // What the unit must have been sent: the program from 0x8000 with the
@@ -149,6 +161,7 @@ TEST(UpdateEndToEnd, MicroUpdateKeepsTheUnitsSettingsAndSendsTheImage) {
     EXPECT_EQ(sent.size(), expected.size());
     EXPECT_EQ(sent, expected);
     u.expectLinkBack();
+    shoot(u.app.window, "update-done");
 }
 
 TEST(UpdateEndToEnd, EachFailureEndsWithItsMessageAndTheLinkComesBack) {
