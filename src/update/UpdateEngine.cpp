@@ -17,19 +17,21 @@ int msLeft(Clock::time_point deadline) {
     return left > 0 ? int(left) : 0;
 }
 
-// poll() on one descriptor until it is ready for `events` or the time is up;
-// a hang-up or error counts as ready (the read or write then says so).
-bool pollFor(int fd, short events, int timeoutMs) {
+constexpr short kHangUp = POLLHUP | POLLERR | POLLNVAL;
+
+// poll() on one descriptor until it is ready for `events`, hangs up, or the
+// time is up (0).
+short pollFor(int fd, short events, int timeoutMs) {
     if (fd < 0)
-        return false;
+        return POLLNVAL;
     const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
     for (;;) {
         pollfd p{fd, events, 0};
         const int n = ::poll(&p, 1, msLeft(deadline));
         if (n > 0)
-            return true;
+            return p.revents;
         if (n == 0 || errno != EINTR)
-            return false;
+            return 0;
     }
 }
 } // namespace
@@ -102,14 +104,15 @@ bool UpdateEngine::writeAll(const QByteArray& bytes) {
             continue;
         }
         // The port takes nothing now (flow control): wait for room.
-        if (!pollFor(fd(), POLLOUT, 1000))
+        const short ready = pollFor(fd(), POLLOUT, 1000);
+        if (!(ready & POLLOUT) || (ready & kHangUp))
             return false;
     }
     return true;
 }
 
 bool UpdateEngine::waitReadable(int timeoutMs) {
-    return pollFor(fd(), POLLIN, timeoutMs);
+    return pollFor(fd(), POLLIN, timeoutMs) != 0;
 }
 
 int UpdateEngine::readByte(int timeoutMs) {
@@ -119,9 +122,14 @@ int UpdateEngine::readByte(int timeoutMs) {
         const int n = m_port->read(&byte, 1);
         if (n == 1)
             return static_cast<unsigned char>(byte);
-        if (n == Transport::kGone || !waitReadable(msLeft(deadline)))
+        // A hung-up terminal reads as nothing and polls as ready at once.
+        if (n == Transport::kGone || Clock::now() >= deadline)
             return -1;
-        // poll() said readable: a byte or a hang-up; the read tells which.
+        const short ready = pollFor(fd(), POLLIN, msLeft(deadline));
+        if (ready == 0)
+            return -1;
+        if (ready & kHangUp) // a last byte may still be there
+            return m_port->read(&byte, 1) == 1 ? static_cast<unsigned char>(byte) : -1;
     }
 }
 

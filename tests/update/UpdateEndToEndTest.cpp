@@ -166,43 +166,50 @@ TEST(UpdateEndToEnd, MicroUpdateKeepsTheUnitsSettingsAndSendsTheImage) {
 
 TEST(UpdateEndToEnd, EachFailureEndsWithItsMessageAndTheLinkComesBack) {
     enum class Run { Micro, Firmware };
+    enum class Unit { Answers, Silent, Unplugged }; // after start-up
+    using Faults = SimBootLoader::Faults;
     const struct {
         const char* name;
         Run run;
-        SimBootLoader::Faults faults;
-        bool silent;
+        Faults faults;
+        Unit unit;
         const char* message;
     } cases[] = {
-        {"loader byte 10 echoed wrongly", Run::Micro, {.wrongEchoAt = 10}, false, "preload failed"},
+        {"loader byte 10 echoed wrongly",
+         Run::Micro,
+         {.wrongEchoAt = 10},
+         Unit::Answers,
+         "preload failed"},
         {"erase not acknowledged",
          Run::Micro,
          {.noEraseAck = true},
-         false,
+         Unit::Answers,
          "FLASH erase failed, FLASH corrupted!"},
         {"record 3 refused",
          Run::Micro,
          {.nakRecordAt = 3},
-         false,
+         Unit::Answers,
          "update failed, FLASH corrupted!"},
         {"silent unit, the user aborts",
          Run::Micro,
          {},
-         true,
+         Unit::Silent,
          "operation aborted, cycle power and try again"},
+        {"unplugged while the loader goes out", Run::Micro, {}, Unit::Unplugged, "preload failed"},
         {"firmware erase fails",
          Run::Firmware,
          {.noReady = true},
-         false,
+         Unit::Answers,
          "flash erase failed, try again"},
         {"transmission 1 echoed damaged",
          Run::Firmware,
          {.badEchoAt = 1},
-         false,
+         Unit::Answers,
          "echo failed, try again"},
         {"silent unit: no answer to the firmware start",
          Run::Firmware,
          {},
-         true,
+         Unit::Silent,
          "flash erase failed, try again"},
     };
     UnitData data;
@@ -222,7 +229,9 @@ TEST(UpdateEndToEnd, EachFailureEndsWithItsMessageAndTheLinkComesBack) {
         UpdateApp u(sim);
         u.record();
         ASSERT_TRUE(startUpSent(sim));
-        sim.setSilent(c.silent);
+        sim.setSilent(c.unit == Unit::Silent);
+        if (c.unit == Unit::Unplugged)
+            sim.setWireBaud(38400); // slow enough to pull the plug in the middle
         u.file = c.run == Run::Micro ? s19 : mcs;
         if (c.run == Run::Micro)
             u.panel()->updateMicroAction()->trigger();
@@ -230,15 +239,23 @@ TEST(UpdateEndToEnd, EachFailureEndsWithItsMessageAndTheLinkComesBack) {
             u.panel()->updateFirmwareAction()->trigger();
         ASSERT_TRUE(u.controller().updates().isRunning());
         EXPECT_TRUE(u.panel()->abortButton()->isVisibleTo(&u.app.window));
-        if (c.silent && c.run == Run::Micro) {
+        if (c.unit == Unit::Silent && c.run == Run::Micro) {
             ASSERT_TRUE(waitFor([&] { return u.label() == "initializing update, stand by..."; }));
             u.panel()->abortButton()->click();
+        }
+        if (c.unit == Unit::Unplugged) {
+            ASSERT_TRUE(waitFor([&] { return u.label().startsWith("micro preload 2"); }));
+            sim.unplug();
         }
         ASSERT_TRUE(waitFor([&] { return u.finished(); }, kUpdateWaitMs))
             << u.label().toStdString();
         EXPECT_EQ(u.finals, QStringList{c.message});
         EXPECT_EQ(u.label(), c.message);
-        u.expectLinkBack();
+        if (c.unit == Unit::Unplugged) // the link has its port back and finds it gone
+            EXPECT_TRUE(waitFor(
+                [&] { return u.controller().linkState() == PanelController::LinkState::Lost; }));
+        else
+            u.expectLinkBack();
     }
 }
 
