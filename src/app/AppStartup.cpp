@@ -13,6 +13,7 @@
 
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QFile>
 #include <QFileOpenEvent>
 #include <QStatusBar>
 #include <QTimer>
@@ -98,6 +99,11 @@ AppStartup::Parse AppStartup::parse(const QStringList& arguments) {
                         QStringLiteral("no-") + name,
                         QStringLiteral("New sheets: the opposite of --%1.").arg(name));
     }
+    const QCommandLineOption unitData(
+        QStringLiteral("unit-data"),
+        QStringLiteral("Folder holding the unit's own update files (loader.bin, c192b.sx, "
+                       "c192b.mcs, fonts.mcs); sets QZ62_UNIT_DATA."),
+        QStringLiteral("dir"));
     const QCommandLineOption instance(
         QStringLiteral("instance"),
         QStringLiteral("Run apart from the usual application (a second unit, a test rig): "
@@ -109,7 +115,7 @@ AppStartup::Parse AppStartup::parse(const QStringList& arguments) {
     cli.addOptions({help, version, simulator, simulatorNetwork, connectHost, port, midiIn, midiOut,
                     tctype, start});
     cli.addOptions(switches);
-    cli.addOptions({instance, shots});
+    cli.addOptions({unitData, instance, shots});
     cli.addPositionalArgument(QStringLiteral("FILE"),
                               QStringLiteral("Cue sheets, PDF cue sheets or text cue lists."),
                               QStringLiteral("[FILE...]"));
@@ -139,6 +145,8 @@ AppStartup::Parse AppStartup::parse(const QStringList& arguments) {
     m_options.midiIn = cli.value(midiIn);
     m_options.midiOut = cli.value(midiOut);
     m_options.files = cli.positionalArguments();
+    if (cli.isSet(unitData))
+        qputenv("QZ62_UNIT_DATA", QFile::encodeName(cli.value(unitData)));
     if (cli.isSet(tctype)) {
         bool ok = false;
         const int type = cli.value(tctype).toInt(&ok);

@@ -3,6 +3,7 @@
 #include "Version.h"
 #include "app/CueWindows.h"
 #include "midi/MidiView.h"
+#include "panel/UpdatePanel.h"
 #include "ui_MainWindow.h"
 
 #include <QCloseEvent>
@@ -27,6 +28,8 @@ MainWindow::MainWindow(QWidget* parent)
 
     m_cueWindows = new CueWindows(m_panel, m_ui->menuFile, this);
     m_cueWindows->attachTimecode(m_midiView->controller());
+
+    m_updatePanel = new UpdatePanel(m_panel, m_ui->menuUpdate, this);
 
     m_linkLabel = new QLabel(this);
     statusBar()->addPermanentWidget(m_linkLabel);

@@ -8,6 +8,7 @@
 class CueWindows;
 class QLabel;
 class MidiView;
+class UpdatePanel;
 namespace Ui {
 class MainWindow;
 }
@@ -25,6 +26,7 @@ public:
     // CueFiring to midiView()->controller().
     MidiView* midiView() const { return m_midiView; }
     CueWindows* cueWindows() const { return m_cueWindows; }
+    UpdatePanel* updatePanel() const { return m_updatePanel; }
     QString statusText() const;
 
 protected:
@@ -39,4 +41,5 @@ private:
     QLabel* m_linkLabel = nullptr;
     MidiView* m_midiView = nullptr;
     CueWindows* m_cueWindows = nullptr;
+    UpdatePanel* m_updatePanel = nullptr;
 };

@@ -105,6 +105,7 @@ public:
     int txCount() const override { return m_worker.queuedCount(); }
     // The network link, or nullptr (not owned).
     void setNetworkSender(NetworkSender* sender) { m_network.store(sender); }
+    NetworkSender* networkSender() const { return m_network.load(); }
 
     // --- the port while the thread is stopped ---
     // Synchronous exchange (see SerialTransport::sendStringPolling).

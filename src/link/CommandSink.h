@@ -32,4 +32,6 @@ public:
     virtual ~NetworkSender() = default;
     virtual int sendStringToNetwork(const QString& command) = 0;
     virtual int sendBytesToNetwork(const QByteArray& bytes) = 0;
+    // Whether the stream is open now (any thread).
+    virtual bool isOpen() const = 0;
 };

@@ -75,7 +75,7 @@ public:
     // --- the stream ---
     void openStreamsToNetService(const NetService& service);
     void closeStreams();
-    bool isOpen() const { return m_outputOpen.load(); }
+    bool isOpen() const override { return m_outputOpen.load(); }
     State state() const { return m_state; }
     QString stateDetail() const { return m_stateDetail; }
     // The service the stream goes to (empty name when none).

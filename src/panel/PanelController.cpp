@@ -5,17 +5,20 @@
 #include "link/MsgClass.h"
 #include "link/NetworkLink.h"
 #include "panel/InhibitPing.h"
+#include "panel/UpdateController.h"
 #include "protocol/Commands.h"
 
 #include <QStringList>
 
 PanelController::PanelController(QObject* parent)
-    : QObject(parent), m_parser(this), m_settings(m_parser, this) {
+    : QObject(parent), m_parser(this), m_settings(m_parser, this),
+      m_updates(std::make_unique<UpdateController>(*this)) {
     m_timer.setInterval(kTickMs);
     connect(&m_timer, &QTimer::timeout, this, &PanelController::timer_service);
 }
 
 PanelController::~PanelController() {
+    m_updates->shutdown();
     if (m_comThread)
         m_comThread->stopThread();
 }
@@ -90,6 +93,7 @@ bool PanelController::reconnect() {
 
 void PanelController::windowClosing() {
     m_timer.stop();
+    m_updates->shutdown();
     if (m_comThread) {
         m_comThread->stopThread();
         m_parser.setCommandSink(nullptr);

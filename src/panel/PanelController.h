@@ -13,6 +13,7 @@
 
 class ComThread;
 class NetworkLink;
+class UpdateController;
 
 // The control panel's life with the unit, without widgets: it creates the
 // serial link, finds the unit, reads every setting, keeps the link alive with
@@ -75,6 +76,8 @@ public:
     StatusParser& parser() { return m_parser; }
     PanelSettings& settings() { return m_settings; }
     ComThread* comThread() const { return m_comThread.get(); }
+    // The microcontroller, firmware and font updates.
+    UpdateController& updates() { return *m_updates; }
     LinkState linkState() const { return m_linkState; }
     QString linkDetail() const { return m_linkDetail; }
     int pingDowncount() const { return m_pingDowncount; }
@@ -104,6 +107,7 @@ private:
     PanelSettings m_settings;
     std::unique_ptr<ComThread> m_comThread;
     NetworkLink* m_network = nullptr;
+    std::unique_ptr<UpdateController> m_updates; // borrows the link's port: goes first
     std::unique_ptr<MsgClass> m_msg;
     QTimer m_timer;
     int m_pingDowncount = 0;

@@ -209,6 +209,15 @@ void StatusParser::tickProgress() {
         --m_progressDowncount;
 }
 
+void StatusParser::showUpdateProgress(int percent, const QString& label) {
+    if (!m_progress.visible)
+        showProgress(100);
+    m_progress.maximum = 100;
+    m_progress.value = percent;
+    m_progress.label = label;
+    emit changed(PanelGroup::Progress);
+}
+
 void StatusParser::showProgress(int maximum) {
     m_progress.visible = true;
     m_progress.maximum = maximum;

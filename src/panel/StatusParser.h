@@ -50,11 +50,16 @@ public:
     const PanelState& state() const { return m_state; }
     PanelState& mutableState() { return m_state; }
     const UnitMemory& memory() const { return m_memory; }
+    UnitMemory& mutableMemory() { return m_memory; }
     const ProgressState& progress() const { return m_progress; }
 
     // Counts down in 0.1 s ticks to hiding the progress display; "f" sets it.
     int progressDowncount() const { return m_progressDowncount; }
+    void setProgressDowncount(int ticks) { m_progressDowncount = ticks; }
     void tickProgress();
+    // An update engine's report: shows the display (unit tab forward) with
+    // the bar at percent of 100 and the label.
+    void showUpdateProgress(int percent, const QString& label);
 
     // For the controls: a setting was changed locally, show it everywhere.
     void notifyChanged(PanelGroup group) { emit changed(group); }

@@ -46,7 +46,9 @@ void SimProtocol::resetSettings() {
     m_windows = {QStringLiteral("32 10 200 112 0"), QStringLiteral("48 10 10 112 1"),
                  QStringLiteral("32 180 200 112 2"), QStringLiteral("32 180 10 112 3")};
     m_area.fill(0xff);
-    for (int i = 0; i < kSettingsSize; ++i)
+    // The settings and the row after them hold data (a row of nothing but
+    // 0xff reads as one the host missed).
+    for (int i = 0; i < kSettingsSize + 16; ++i)
         m_area[std::size_t(i)] = static_cast<unsigned char>((i * 37 + 11) & 0xff);
 }
 
@@ -68,6 +70,10 @@ QByteArray SimProtocol::feed(const QByteArray& bytes, Clock::time_point now, int
     Parser& p = m_parsers[channel];
     QByteArray out;
     for (char byte : bytes) {
+        if (channel == kSerialChannel && m_boot.active()) {
+            out += m_boot.feed(byte, now);
+            continue;
+        }
         switch (p.mode) {
         case Mode::Sysex:
             p.midi += byte;
@@ -151,6 +157,8 @@ QByteArray SimProtocol::handleLine(const QString& line, Clock::time_point now, i
     lines += answer(line, now, channel);
     QByteArray out = toWire(lines);
     out += '>';
+    if (channel == kSerialChannel)
+        m_boot.afterCommand(line, now);
     return out;
 }
 
@@ -232,6 +240,8 @@ QStringList SimProtocol::answer(const QString& line, Clock::time_point now, int 
 }
 
 SimProtocol::Output SimProtocol::tick(Clock::time_point now) {
+    if (QByteArray boot = m_boot.tick(now); !boot.isEmpty())
+        return {kSerialChannel, boot};
     for (auto it = m_updates.begin(); it != m_updates.end(); ++it) {
         const int before = it->completed();
         QByteArray bytes = it->tick(now);
@@ -247,9 +257,9 @@ SimProtocol::Output SimProtocol::tick(Clock::time_point now) {
 }
 
 std::optional<SimProtocol::Clock::time_point> SimProtocol::nextDeadline() const {
-    std::optional<Clock::time_point> due;
+    std::optional<Clock::time_point> due = m_boot.nextDeadline();
     if (m_inOutPending)
-        due = m_lastInOut + kInOutQuiet;
+        due = due ? std::min(*due, m_lastInOut + kInOutQuiet) : m_lastInOut + kInOutQuiet;
     for (const SimNetworkUpdate& update : m_updates)
         if (auto d = update.deadline())
             due = due ? std::min(*due, *d) : *d;

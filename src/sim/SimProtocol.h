@@ -1,5 +1,6 @@
 #pragma once
 
+#include "sim/SimBootLoader.h"
 #include "sim/SimNetworkUpdate.h"
 
 #include <QByteArray>
@@ -31,6 +32,7 @@
 //   frame F0 20 01 <7/8-coded text> F7 shows cue text;
 // - on a network channel, " u 0" starts an update (SimNetworkUpdate): the
 //   lines that follow are records, reported as "u n" progress.
+// - "L" and "u 0" on the serial line start the update side (SimBootLoader).
 class SimProtocol {
 public:
     using Clock = std::chrono::steady_clock;
@@ -94,6 +96,8 @@ public:
     int networkUpdatesDone() const { return m_updatesDone; }
     int networkUpdateRecords() const { return m_lastUpdateRecords; }
     QByteArray settingsArea() const;
+    SimBootLoader& bootLoader() { return m_boot; }
+    const SimBootLoader& bootLoader() const { return m_boot; }
     const QList<Command>& commands() const { return m_commands; }
     const QList<Trigger>& triggers() const { return m_triggers; }
     const QStringList& sysexTexts() const { return m_sysexTexts; }
@@ -118,6 +122,7 @@ private:
     QMap<int, SimNetworkUpdate> m_updates; // network channels only
     int m_updatesDone = 0;
     int m_lastUpdateRecords = 0;
+    SimBootLoader m_boot; // the serial line while an update runs
 
     QMap<QString, QString> m_settings;
     std::array<QString, 4> m_windows;

@@ -195,6 +195,39 @@ int SimulatedUnit::networkUpdateRecords() const {
     return m_protocol.networkUpdateRecords();
 }
 
+void SimulatedUnit::setBootFaults(const SimBootLoader::Faults& faults) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_protocol.bootLoader().setFaults(faults);
+}
+
+QByteArray SimulatedUnit::settingsArea() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    const QByteArray area = m_protocol.settingsArea();
+    return QByteArray(area.constData(), area.size()); // not shared with the serving thread
+}
+
+QByteArray SimulatedUnit::bootLoaderBytes() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    const QByteArray loader = m_protocol.bootLoader().loader();
+    return QByteArray(loader.constData(), loader.size());
+}
+
+QStringList SimulatedUnit::bootRecords() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    QStringList copy;
+    for (const QString& r : m_protocol.bootLoader().records())
+        copy << QString(r.constData(), r.size());
+    return copy;
+}
+
+QList<QByteArray> SimulatedUnit::firmwareTransmissions() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    QList<QByteArray> copy;
+    for (const QByteArray& t : m_protocol.bootLoader().transmissions())
+        copy << QByteArray(t.constData(), t.size());
+    return copy;
+}
+
 void SimulatedUnit::clearRecord() {
     std::lock_guard<std::mutex> lock(m_mutex);
     m_protocol.clearRecord();

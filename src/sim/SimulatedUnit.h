@@ -63,8 +63,11 @@ public:
     void setReplyDelayMs(int delayMs) { m_replyDelayMs.store(delayMs); }
     // Records what arrives but sends nothing back.
     void setSilent(bool silent) { m_silent.store(silent); }
+    bool isSilent() const { return m_silent.load(); }
     void setFailIdentification(bool fail);
     void setFirmwareVersion(const QString& version);
+    // How the unit's update side answers (SimBootLoader); faults included.
+    void setBootFaults(const SimBootLoader::Faults& faults);
     // Sends bytes as they are (garbage, unsolicited lines), paced like any
     // output, even when silent.
     void sendRaw(const QByteArray& bytes);
@@ -82,6 +85,11 @@ public:
     // and the records of the last one.
     int networkUpdatesDone() const;
     int networkUpdateRecords() const;
+    QByteArray settingsArea() const;
+    // What the update side received in the last update.
+    QByteArray bootLoaderBytes() const;
+    QStringList bootRecords() const;
+    QList<QByteArray> firmwareTransmissions() const;
     void clearRecord();
 
 private:

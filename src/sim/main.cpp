@@ -19,6 +19,7 @@ int main(int argc, char** argv) {
     bool tcp = false;
     int tcpPort = 0;
     QString announceName = QStringLiteral("QZ62 simulator");
+    SimBootLoader::Faults faults;
     for (qsizetype i = 0; i < args.size(); ++i) {
         const QString& a = args.at(i);
         if (a == QLatin1String("--baud") && i + 1 < args.size()) {
@@ -37,13 +38,28 @@ int main(int argc, char** argv) {
             sim.setFailIdentification(true);
         } else if (a == QLatin1String("--firmware") && i + 1 < args.size()) {
             sim.setFirmwareVersion(args.at(++i));
+        } else if (a == QLatin1String("--wrong-echo") && i + 1 < args.size()) {
+            faults.wrongEchoAt = args.at(++i).toInt();
+        } else if (a == QLatin1String("--no-erase-ack")) {
+            faults.noEraseAck = true;
+        } else if (a == QLatin1String("--nak-record") && i + 1 < args.size()) {
+            faults.nakRecordAt = args.at(++i).toInt();
+        } else if (a == QLatin1String("--no-ready")) {
+            faults.noReady = true;
+        } else if (a == QLatin1String("--bad-echo") && i + 1 < args.size()) {
+            faults.badEchoAt = args.at(++i).toInt();
+        } else if (a == QLatin1String("--erase-ms") && i + 1 < args.size()) {
+            faults.firmwareEraseMs = args.at(++i).toInt();
         } else {
             std::fprintf(stderr,
                          "usage: qz62-sim [--baud N] [--late MS] [--silent] [--not-qz62] "
-                         "[--firmware X.Y.Z] [--tcp PORT [--announce NAME | --no-announce]]\n");
+                         "[--firmware X.Y.Z] [--tcp PORT [--announce NAME | --no-announce]]\n"
+                         "                [--wrong-echo N] [--no-erase-ack] [--nak-record N] "
+                         "[--no-ready] [--bad-echo N] [--erase-ms MS]\n");
             return 2;
         }
     }
+    sim.setBootFaults(faults);
     // Wait for the end signal synchronously, so the terminal is closed cleanly.
     sigset_t endSignals;
     sigemptyset(&endSignals);

@@ -154,6 +154,10 @@ bool SRecord::empty() const {
 }
 
 QStringList SRecord::updateImage(const QStringList& fileLines, ImageStats* stats) {
+    return recordsFromImage(imageFromLines(fileLines, stats));
+}
+
+QByteArray SRecord::imageFromLines(const QStringList& fileLines, ImageStats* stats) {
     QByteArray image(kImageBytes, char(0xFF));
     SRecord record;
     ImageStats found;
@@ -177,7 +181,7 @@ QStringList SRecord::updateImage(const QStringList& fileLines, ImageStats* stats
     }
     if (stats)
         *stats = found;
-    return recordsFromImage(image);
+    return image;
 }
 
 QStringList SRecord::recordsFromImage(const QByteArray& image) {

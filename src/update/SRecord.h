@@ -66,6 +66,8 @@ public:
         QList<int> unreadLines; // 1-based numbers of non-blank lines that are not records
     };
     static QStringList updateImage(const QStringList& fileLines, ImageStats* stats = nullptr);
+    // The image alone (kImageBytes bytes).
+    static QByteArray imageFromLines(const QStringList& fileLines, ImageStats* stats = nullptr);
     // The same starting from a ready image (at least kImageBytes bytes).
     static QStringList recordsFromImage(const QByteArray& image);
 

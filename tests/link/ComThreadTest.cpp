@@ -182,6 +182,7 @@ TEST_F(LinkTest, NetworkLinkTakesCommandsFirst) {
             bytes << data;
             return answer;
         }
+        bool isOpen() const override { return answer >= 0; }
     } network;
     startLink();
     link.setNetworkSender(&network);
