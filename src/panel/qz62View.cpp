@@ -459,8 +459,10 @@ void qz62View::showLinkState(PanelController::LinkState state, const QString& de
         m_linkText = QStringLiteral("Unit connected over the network (%1)")
                          .arg(network.currentService().name);
     m_ui->labelLinkState->setText(m_linkText);
-    m_ui->linkBanner->setStyleSheet(
-        QString::fromLatin1(bannerStyle(overNetwork ? S::Connected : state)));
-    m_ui->buttonReconnect->setVisible(state == S::NotFound || state == S::Lost);
-    emit linkStateTextChanged(m_linkText, state);
+    const S shown = overNetwork ? S::Connected : state;
+    m_ui->linkBanner->setStyleSheet(QString::fromLatin1(bannerStyle(shown)));
+    // Connect retries the USB port; with the unit reached over the network
+    // there is nothing to retry.
+    m_ui->buttonReconnect->setVisible(shown == S::NotFound || shown == S::Lost);
+    emit linkStateTextChanged(m_linkText, shown);
 }
