@@ -32,26 +32,39 @@ void PreviewCanvas::paintEvent(QPaintEvent*) {
     painter.drawRect(r.adjusted(0, 0, -1, -1));
 }
 
-bool PreviewCanvas::place(const QPointF& at, bool clampToPicture) {
+bool PreviewCanvas::fractions(const QPointF& at, bool clampToPicture, double& fx,
+                              double& fy) const {
     const QRectF r = pictureRect();
     if (!m_placeable || r.isEmpty())
         return false;
     if (!clampToPicture && !r.contains(at))
         return false;
-    const double fx = std::clamp((at.x() - r.left()) / r.width(), 0.0, 1.0);
-    const double fy = std::clamp((at.y() - r.top()) / r.height(), 0.0, 1.0);
-    emit placed(fx, fy);
+    fx = std::clamp((at.x() - r.left()) / r.width(), 0.0, 1.0);
+    fy = std::clamp((at.y() - r.top()) / r.height(), 0.0, 1.0);
     return true;
 }
 
 void PreviewCanvas::mousePressEvent(QMouseEvent* event) {
-    if (!place(event->position(), true))
-        QWidget::mousePressEvent(event);
+    double fx = 0;
+    double fy = 0;
+    if (event->button() != Qt::LeftButton || !fractions(event->position(), true, fx, fy))
+        return QWidget::mousePressEvent(event);
+    emit placed(fx, fy);
+    emit pressed(fx, fy);
 }
 
 void PreviewCanvas::mouseMoveEvent(QMouseEvent* event) {
-    // A drag that leaves the picture stops moving the punch and goes no
-    // further.
-    if (event->buttons() & Qt::LeftButton)
-        place(event->position(), false);
+    // A drag that leaves the picture stops moving and goes no further.
+    double fx = 0;
+    double fy = 0;
+    if ((event->buttons() & Qt::LeftButton) && fractions(event->position(), false, fx, fy)) {
+        emit placed(fx, fy);
+        emit dragged(fx, fy);
+    }
+}
+
+void PreviewCanvas::mouseReleaseEvent(QMouseEvent* event) {
+    if (event->button() == Qt::LeftButton && m_placeable)
+        emit released();
+    QWidget::mouseReleaseEvent(event);
 }

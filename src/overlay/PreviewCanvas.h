@@ -24,15 +24,23 @@ public:
     int heightForWidth(int w) const override { return w * 9 / 16; }
 
 signals:
+    // A press (clamped to the picture) or a drag step inside it.
     void placed(double fromLeft, double fromTop);
+    // The same, told apart, for editors that pick something up first.
+    void pressed(double fromLeft, double fromTop);
+    void dragged(double fromLeft, double fromTop);
+    void released();
 
 protected:
     void paintEvent(QPaintEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
 
 private:
-    bool place(const QPointF& at, bool clampToPicture);
+    // The point as fractions of the picture; false when it is not placeable
+    // there.
+    bool fractions(const QPointF& at, bool clampToPicture, double& fx, double& fy) const;
 
     QImage m_image;
     bool m_placeable = false;

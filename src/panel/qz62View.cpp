@@ -1,6 +1,7 @@
 #include "panel/qz62View.h"
 
 #include "link/ComThread.h"
+#include "overlay/AnnunciatorView.h"
 #include "overlay/MonitorView.h"
 #include "overlay/PunchView.h"
 #include "panel/BarsColorList.h"
@@ -47,6 +48,8 @@ qz62View::qz62View(QWidget* parent) : QWidget(parent), m_ui(std::make_unique<Ui:
     m_ui->layout_tabStreamer->addWidget(m_monitorView);
     m_punchView = new PunchView;
     m_ui->layout_tabPunch->addWidget(m_punchView);
+    m_annunciatorView = new AnnunciatorView;
+    m_ui->layout_tabAnnunciator->addWidget(m_annunciatorView);
     // The network link's list on the unit tab, its state in the banner.
     m_networkPanel = new NetworkPanel;
     m_ui->layoutUnit->insertWidget(1, m_networkPanel);
@@ -128,8 +131,10 @@ qz62View::~qz62View() {
     // The editors' workers go before the controller whose link they use.
     m_monitorView->windowClosing();
     m_punchView->windowClosing();
+    m_annunciatorView->windowClosing();
     m_controller.parser().setStreamerReceiver(nullptr);
     m_controller.parser().setPunchReceiver(nullptr);
+    m_controller.parser().setAnnunciatorReceiver(nullptr);
 }
 
 QTabWidget* qz62View::tabView() const {
@@ -159,10 +164,13 @@ void qz62View::awakeFromNib(const PanelOptions& options) {
     auto link = [this]() -> CommandSink* { return m_controller.comThread(); };
     m_monitorView->editor().setComThread(link);
     m_punchView->editor().setComThread(link);
+    m_annunciatorView->editor().setComThread(link);
     m_controller.parser().setStreamerReceiver(&m_monitorView->editor());
     m_controller.parser().setPunchReceiver(&m_punchView->editor());
+    m_controller.parser().setAnnunciatorReceiver(&m_annunciatorView->editor());
     m_monitorView->awakeFromNib();
     m_punchView->awakeFromNib();
+    m_annunciatorView->awakeFromNib();
 
     refreshAll();
     m_controller.startUp();
@@ -172,6 +180,7 @@ void qz62View::awakeFromNib(const PanelOptions& options) {
 void qz62View::windowClosing() {
     m_monitorView->windowClosing();
     m_punchView->windowClosing();
+    m_annunciatorView->windowClosing();
     m_networkPanel->windowClosing(m_controller);
     m_controller.windowClosing();
 }

@@ -10,6 +10,7 @@
 class MonitorView;
 class NetworkPanel;
 class PunchView;
+class AnnunciatorView;
 class QButtonGroup;
 class QCheckBox;
 class QTabWidget;
@@ -50,6 +51,7 @@ public:
     QTabWidget* tabView() const;
     MonitorView* monitorView() const { return m_monitorView; }
     PunchView* punchView() const { return m_punchView; }
+    AnnunciatorView* annunciatorView() const { return m_annunciatorView; }
     NetworkPanel* networkPanel() const { return m_networkPanel; }
     int tag() const { return kViewTag; }
     // Text for the user to read in the unit tab's log (MIDI file contents,
@@ -87,5 +89,6 @@ private:
     QString m_linkText;
     MonitorView* m_monitorView = nullptr;
     PunchView* m_punchView = nullptr;
+    AnnunciatorView* m_annunciatorView = nullptr;
     NetworkPanel* m_networkPanel = nullptr;
 };

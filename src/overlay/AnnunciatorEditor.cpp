@@ -1,0 +1,421 @@
+#include "overlay/AnnunciatorEditor.h"
+
+#include "link/CommandSink.h"
+#include "link/Diagnostics.h"
+#include "link/QueuedCalls.h"
+#include "protocol/Commands.h"
+#include "protocol/ReplyScanner.h"
+
+namespace {
+using Settings = AnnunciatorSettings;
+constexpr int kWidth = PreviewWorker::kCanvasWidth;
+constexpr int kHeight = PreviewWorker::kCanvasHeight;
+constexpr int kUnitSteps = 255; // positions travel in 1/255 of the picture
+
+const char* const kTimecodeSample = "01:00:00:00";
+const char* const kFeetSample = "000000.00";
+
+std::size_t at(Settings::Item item) {
+    return std::size_t(item);
+}
+
+// An element's anchor from its position on the unit, in whole canvas pixels.
+QPointF anchorOf(const TextItem& item) {
+    return {double(item.x * kWidth / kUnitSteps),
+            double((kUnitSteps - item.y) * kHeight / kUnitSteps)};
+}
+
+struct DragTarget {
+    Settings::Item item;
+    int request; // the preview request that sends it once settled
+};
+
+DragTarget target(int dragItem) {
+    switch (dragItem) {
+    case AnnunciatorEditor::kDragTc:
+        return {Settings::kTc, DrawAnnunciatorThread::kTransmitTc};
+    case AnnunciatorEditor::kDragText:
+        return {Settings::kText, DrawAnnunciatorThread::kTransmitText};
+    case AnnunciatorEditor::kDragBarBeat:
+        return {Settings::kBarBeat, DrawAnnunciatorThread::kTransmitBarBeat};
+    default:
+        return {Settings::kAnnunciator, PreviewWorker::kRedrawAndTransmit};
+    }
+}
+
+void applySize(DrawAnnunciatorThread& thread, Settings::Item item, int points) {
+    switch (item) {
+    case Settings::kText:
+        thread.setTextSize(points);
+        return;
+    case Settings::kAnnunciator:
+        thread.setAnnunciatorSize(points);
+        return;
+    case Settings::kBarBeat:
+        thread.setBarBeatSize(points);
+        return;
+    case Settings::kTc:
+    case Settings::kItems:
+        break;
+    }
+    thread.setTcSize(points);
+}
+
+QRectF lastDrawn(const DrawAnnunciatorThread& thread, Settings::Item item) {
+    switch (item) {
+    case Settings::kText:
+        return thread.textRect();
+    case Settings::kAnnunciator:
+        return thread.annunciatorRect();
+    case Settings::kBarBeat:
+        return thread.barBeatRect();
+    case Settings::kTc:
+    case Settings::kItems:
+        break;
+    }
+    return thread.tcRect();
+}
+} // namespace
+
+AnnunciatorEditor::AnnunciatorEditor()
+    : m_calls(std::make_unique<QueuedCalls>(nullptr)),
+      m_thread(std::make_unique<DrawAnnunciatorThread>()) {
+    m_settings.items[at(Settings::kAnnunciator)].fontPoint =
+        DrawAnnunciatorThread::kAnnunciatorPoints;
+    for (std::size_t i = 0; i < Settings::kItems; ++i) {
+        m_points[i] = anchorOf(m_settings.items[i]);
+        m_settings.itemColors[i] = {m_settings.items[i].foreColor(),
+                                    m_settings.items[i].backColor()};
+    }
+}
+
+AnnunciatorEditor::~AnnunciatorEditor() {
+    windowClosing();
+}
+
+void AnnunciatorEditor::awakeFromNib() {
+    setDraw(PreviewWorker::kRedraw);
+    PreviewWorker::Parent parent;
+    parent.calls = m_calls.get();
+    parent.threadNeedsDisplay = [this](const QImage& image) { threadNeedsDisplay(image); };
+    parent.threadNeedsTx = [this](int code) { threadNeedsTx(code); };
+    m_thread->startThread(std::move(parent));
+}
+
+void AnnunciatorEditor::windowClosing() {
+    if (m_thread)
+        m_thread->stopThread();
+    m_calls->cancel();
+}
+
+void AnnunciatorEditor::threadNeedsDisplay(const QImage& image) {
+    m_image = image;
+    if (m_onImage)
+        m_onImage(m_image);
+}
+
+void AnnunciatorEditor::changed() {
+    if (m_onChanged)
+        m_onChanged();
+}
+
+void AnnunciatorEditor::send(const QString& command) {
+    if (CommandSink* sink = m_sink ? m_sink() : nullptr)
+        sink->sendString(command);
+}
+
+// --- commands ---
+
+void AnnunciatorEditor::sendAnnunciator() {
+    send(cmd::annunciator(std::max(m_settings.mode, 0)));
+    // The unit answers a mode change with its own "U" (or "m"); that answer
+    // must not move the buttons the user has just pressed.
+    m_skipEcho = true;
+}
+
+void AnnunciatorEditor::setWindowPosition(Item item) {
+    const TextItem& t = m_settings.items[at(item)];
+    send(cmd::window(t.fontPoint, t.x, t.y, int(t.color), int(item)));
+}
+
+void AnnunciatorEditor::sendTc() {
+    send(cmd::tcDisplay(m_settings.tcSource));
+}
+
+void AnnunciatorEditor::sendCom() {
+    const int bits =
+        (m_settings.comCell == Settings::kSony ? 1 : 0) | (m_settings.showMidi ? 2 : 0);
+    send(cmd::counterDisplay(bits));
+}
+
+void AnnunciatorEditor::sendAnnunciatorColors() {
+    std::array<unsigned, Settings::kPairs> bytes{};
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        const Settings::Colors& c = m_settings.annunciatorColors[i];
+        bytes[i] = unsigned(c.back) * 16 + unsigned(c.fore);
+    }
+    send(cmd::annunciatorColors(bytes[0], bytes[1], bytes[2]));
+}
+
+void AnnunciatorEditor::onShowSampleText() {
+    send(cmd::sampleText());
+}
+void AnnunciatorEditor::onClearSampleText() {
+    send(cmd::clearText());
+}
+void AnnunciatorEditor::onShowSampleBarBeat() {
+    send(cmd::sampleCounter());
+}
+void AnnunciatorEditor::onClearSampleBarBeat() {
+    send(cmd::clearCounter());
+}
+
+// --- the user's choices ---
+
+void AnnunciatorEditor::setMode(int mode) {
+    m_settings.mode = std::clamp(mode, int(Settings::kOff), int(Settings::kPlayback));
+    sendAnnunciator();
+}
+
+void AnnunciatorEditor::setAnnunciatorColor(int pair, const Settings::Colors& colors) {
+    if (pair < 0 || pair >= Settings::kPairs)
+        return;
+    m_settings.annunciatorColors[std::size_t(pair)] = {std::clamp(colors.fore, 0, 7),
+                                                       std::clamp(colors.back, 0, 15)};
+    sendAnnunciatorColors();
+}
+
+void AnnunciatorEditor::setItemForeground(Item item, int code) {
+    m_settings.itemColors[at(item)].fore = code;
+    m_settings.items[at(item)].setForeColor(code);
+    setWindowPosition(item);
+}
+
+void AnnunciatorEditor::setItemBackground(Item item, int code) {
+    m_settings.itemColors[at(item)].back = code;
+    m_settings.items[at(item)].setBackColor(code);
+    setWindowPosition(item);
+}
+
+void AnnunciatorEditor::setTcSource(int source) {
+    m_settings.tcSource = std::max(source, 0);
+    sendTc();
+}
+
+void AnnunciatorEditor::setCom(int cell) {
+    m_settings.comCell = cell == Settings::kSony ? Settings::kSony : Settings::kMidi;
+    sendCom();
+}
+
+void AnnunciatorEditor::setShowMidi(bool on) {
+    m_settings.showMidi = on;
+    sendCom();
+}
+
+void AnnunciatorEditor::setFontPoint(Item item, int points) {
+    m_settings.items[at(item)].fontPoint = points;
+    applySize(*m_thread, item, points);
+    switch (item) {
+    case Settings::kAnnunciator:
+        setWindowPosition(item);
+        // Shown in Rehearse while it is being sized, so the user sees it.
+        send(cmd::annunciator(Settings::kRehearse));
+        return;
+    case Settings::kText:
+        setWindowPosition(item);
+        onShowSampleText();
+        return;
+    case Settings::kBarBeat:
+        setWindowPosition(item);
+        onShowSampleBarBeat();
+        return;
+    case Settings::kTc:
+    case Settings::kItems:
+        break;
+    }
+    setWindowPosition(Settings::kTc);
+    if (m_settings.tcSource == Settings::kTcOff) {
+        m_settings.tcSource = 1;
+        sendTc();
+        changed();
+    }
+}
+
+// --- the preview ---
+
+void AnnunciatorEditor::setDraw(int code) {
+    if (!m_thread) {
+        diag::print("PunchView thread is nil!\n");
+        return;
+    }
+    {
+        std::lock_guard<std::mutex> lock(m_thread->ioLock());
+        m_thread->backColor = Qt::black;
+        m_thread->foreColor = Qt::white;
+        m_thread->frameColor = QColor::fromRgbF(0.5f, 0.5f, 0.5f);
+        m_thread->annunciatorPoint = m_points[at(Settings::kAnnunciator)];
+        m_thread->tcPoint = m_points[at(Settings::kTc)];
+        m_thread->textPoint = m_points[at(Settings::kText)];
+        m_thread->barBeatPoint = m_points[at(Settings::kBarBeat)];
+    }
+    m_thread->setDraw(code);
+}
+
+void AnnunciatorEditor::threadNeedsTx(int code) {
+    // Placing an element makes it visible on the unit.
+    switch (code) {
+    case PreviewWorker::kRedrawAndTransmit:
+        setWindowPosition(Settings::kAnnunciator);
+        send(cmd::annunciator(Settings::kRehearse));
+        break;
+    case DrawAnnunciatorThread::kTransmitTc:
+        setWindowPosition(Settings::kTc);
+        if (m_settings.tcSource == Settings::kTcOff) {
+            m_settings.tcSource = 1;
+            sendTc();
+            changed();
+        }
+        break;
+    case DrawAnnunciatorThread::kTransmitText:
+        setWindowPosition(Settings::kText);
+        onShowSampleText();
+        break;
+    case DrawAnnunciatorThread::kTransmitBarBeat:
+        setWindowPosition(Settings::kBarBeat);
+        onShowSampleBarBeat();
+        break;
+    default:
+        break;
+    }
+}
+
+bool AnnunciatorEditor::closeToRect(const QPointF& p, const QRectF& r) {
+    const QRectF grown(r.x() - kGracePixels, r.y() - kGracePixels, r.width() + 2 * kGracePixels,
+                       r.height() + 2 * kGracePixels);
+    return p.x() >= grown.left() && p.x() <= grown.right() && p.y() >= grown.top() &&
+           p.y() <= grown.bottom();
+}
+
+bool AnnunciatorEditor::mouseDown(const QPointF& canvas) {
+    // The annunciator wins where elements overlap: it is the one placed most.
+    const std::pair<QRectF, Drag> order[] = {
+        {m_thread->annunciatorRect(), kDragAnnunciator},
+        {m_thread->textRect(), kDragText},
+        {m_thread->tcRect(), kDragTc},
+        {m_thread->barBeatRect(), kDragBarBeat},
+    };
+    m_dragItem = kNoDrag;
+    for (const auto& [rect, drag] : order) {
+        if (closeToRect(canvas, rect)) {
+            m_dragItem = drag;
+            break;
+        }
+    }
+    if (m_dragItem == kNoDrag)
+        return false;
+    dragStep(canvas);
+    return true;
+}
+
+void AnnunciatorEditor::mouseDragged(const QPointF& canvas) {
+    if (m_dragItem >= kDragAnnunciator && m_dragItem <= kDragBarBeat)
+        dragStep(canvas);
+}
+
+void AnnunciatorEditor::dragStep(const QPointF& canvas) {
+    const DragTarget t = target(m_dragItem);
+    // The mouse holds the element by its centre; the unit places it by its
+    // top-left corner. Nothing is clamped: an element may hang off the
+    // picture, where the unit clips it.
+    const QRectF drawn = lastDrawn(*m_thread, t.item);
+    QPointF& p = m_points[at(t.item)];
+    p = QPointF(canvas.x() - drawn.width() / 2, canvas.y() + drawn.height() / 2);
+    TextItem& item = m_settings.items[at(t.item)];
+    item.x = int(p.x() * kUnitSteps / kWidth);
+    item.y = int(kUnitSteps - p.y() * kUnitSteps / kHeight);
+    setDraw(t.request);
+}
+
+// --- the unit's reports ---
+
+void AnnunciatorEditor::fromString(const QString& line) {
+    if (m_skipEcho) {
+        m_skipEcho = false;
+        return;
+    }
+    ReplyScanner scan(line);
+    int mode = 0;
+    if (!scan.scanInt(mode) || mode < Settings::kOff || mode > Settings::kPlayback)
+        return;
+    m_settings.mode = mode;
+    changed();
+    setDraw(PreviewWorker::kRedraw);
+}
+
+void AnnunciatorEditor::tcFromString(const QString& line) {
+    if (m_skipEcho) {
+        m_skipEcho = false;
+        return;
+    }
+    ReplyScanner scan(line);
+    int source = 0;
+    if (!scan.scanInt(source) || source < 0)
+        return;
+    m_settings.tcSource = source;
+    changed();
+    m_thread->setTcString(
+        QString::fromLatin1(source == Settings::kTcFeet ? kFeetSample : kTimecodeSample));
+    setDraw(PreviewWorker::kRedraw);
+}
+
+void AnnunciatorEditor::comFromString(const QString& line) {
+    ReplyScanner scan(line);
+    int bits = 0;
+    m_settings.comCell = -1;
+    if (scan.scanInt(bits)) {
+        m_settings.comCell = bits & 1;
+        m_settings.showMidi = (bits & 2) != 0;
+    }
+    changed();
+}
+
+void AnnunciatorEditor::annunciatorColorsFromString(const QString& line) {
+    ReplyScanner scan(line);
+    QList<unsigned> bytes;
+    unsigned v = 0;
+    while (bytes.size() < Settings::kPairs && scan.scanHexInt(v))
+        bytes << v;
+    if (bytes.isEmpty())
+        return;
+    for (qsizetype i = 0; i < bytes.size(); ++i)
+        m_settings.annunciatorColors[std::size_t(i)] = {int(bytes[i] & 7u),
+                                                        int((bytes[i] >> 4) & 15u)};
+    changed();
+}
+
+void AnnunciatorEditor::windowFromArray(const QList<int>& numbers) {
+    if (numbers.size() != 5 || numbers[4] < 0 || numbers[4] >= Settings::kItems)
+        return;
+    const auto item = Item(numbers[4]);
+    TextItem& t = m_settings.items[at(item)];
+    t.fontPoint = numbers[0];
+    t.x = numbers[1];
+    t.y = numbers[2];
+    t.color = unsigned(numbers[3]);
+    m_points[at(item)] = anchorOf(t);
+    // The preview draws the element in the size the unit uses.
+    if (t.fontPoint > 0)
+        applySize(*m_thread, item, t.fontPoint);
+    // The annunciator's colours come with "t" only.
+    if (item != Settings::kAnnunciator)
+        m_settings.itemColors[at(item)] = {t.foreColor(), t.backColor()};
+    changed();
+    setDraw(PreviewWorker::kRedraw);
+}
+
+void AnnunciatorEditor::pointsFromArray(const QList<int>& numbers) {
+    if (numbers.isEmpty())
+        return;
+    m_settings.pointChoices = numbers;
+    changed();
+}

@@ -1,0 +1,134 @@
+#pragma once
+
+#include "overlay/DrawAnnunciatorThread.h"
+#include "overlay/TextItem.h"
+#include "panel/ReplyReceivers.h"
+
+#include <QImage>
+#include <QList>
+#include <QPointF>
+#include <QString>
+#include <array>
+#include <functional>
+#include <memory>
+
+class CommandSink;
+class QueuedCalls;
+
+// What the annunciator panel shows. Elements are numbered as the unit
+// numbers them in the "r" command.
+struct AnnunciatorSettings {
+    enum Item { kText = 0, kAnnunciator = 1, kBarBeat = 2, kTc = 3, kItems = 4 };
+    enum Mode { kOff = 0, kRehearse = 1, kRecord = 2, kPlayback = 3 };
+    enum Pair { kFirstPair = 0, kRecordPair = 1, kPlaybackPair = 2, kPairs = 3 };
+    // Timecode counter sources: 0 hides the counter, 2 counts feet and
+    // frames, every other source shows timecode.
+    static constexpr int kTcOff = 0;
+    static constexpr int kTcFeet = 2;
+    static constexpr int kMidi = 0;
+    static constexpr int kSony = 1;
+
+    struct Colors {
+        int fore = 0; // 0..7, the "Bars" codes
+        int back = 7; // 0..15
+        bool operator==(const Colors&) const = default;
+    };
+
+    int mode = kOff;
+    std::array<Colors, kPairs> annunciatorColors{};
+    int tcSource = kTcOff;
+    int comCell = kMidi; // -1: neither MIDI nor Sony is shown chosen
+    bool showMidi = false;
+    QList<int> pointChoices{24, 32, 48, 64, 72, 96};
+    std::array<TextItem, kItems> items{};
+    // What the colour choosers of the text, bar/beat and timecode show. They
+    // follow the unit's report; a choice the user makes is shown as chosen.
+    std::array<Colors, kItems> itemColors{};
+};
+
+// The annunciator layout editor without its widgets: keeps what the panel
+// shows, sends the "U", "r", "m", "t", "n", "V" and "V2" commands, takes the
+// unit's reports back, picks and drags the four elements on the preview, and
+// drives the preview worker. Main thread only.
+class AnnunciatorEditor final : public AnnunciatorReceiver {
+public:
+    using Item = AnnunciatorSettings::Item;
+    static constexpr int kGracePixels = 40;
+    // dragItem: which element the mouse holds.
+    enum Drag { kNoDrag = 0, kDragAnnunciator = 1, kDragTc = 2, kDragText = 3, kDragBarBeat = 4 };
+
+    AnnunciatorEditor();
+    ~AnnunciatorEditor() override;
+
+    void setComThread(std::function<CommandSink*()> sink) { m_sink = std::move(sink); }
+    void setImageHandler(std::function<void(const QImage&)> h) { m_onImage = std::move(h); }
+    void setChangedHandler(std::function<void()> h) { m_onChanged = std::move(h); }
+
+    void awakeFromNib();
+    void windowClosing();
+
+    const AnnunciatorSettings& settings() const { return m_settings; }
+    // An element's top-left anchor in canvas pixels (origin bottom left).
+    QPointF point(Item item) const { return m_points[std::size_t(item)]; }
+    QImage image() const { return m_image; }
+    DrawAnnunciatorThread* thread() const { return m_thread.get(); }
+    int dragItem() const { return m_dragItem; }
+    bool skipEcho() const { return m_skipEcho; }
+
+    // The user's choices.
+    void setMode(int mode); // the radio buttons: sends "U" and guards its echo
+    void setAnnunciatorColor(int pair, const AnnunciatorSettings::Colors& colors);
+    void setItemForeground(Item item, int code);
+    void setItemBackground(Item item, int code);
+    void setTcSource(int source);
+    void setCom(int cell);
+    void setShowMidi(bool on);
+    void setFontPoint(Item item, int points);
+    void onShowSampleText();
+    void onClearSampleText();
+    void onShowSampleBarBeat();
+    void onClearSampleBarBeat();
+
+    // The preview, in canvas pixels with the origin at the bottom left. A
+    // press near an element (kGracePixels of slack) picks it up and moves
+    // its centre to the mouse; returns whether one was picked. The unit gets
+    // the element's position once the drag has settled.
+    bool mouseDown(const QPointF& canvas);
+    void mouseDragged(const QPointF& canvas);
+    void mouseUp() { m_dragItem = kNoDrag; }
+    static bool closeToRect(const QPointF& p, const QRectF& r);
+
+    void setDraw(int code);
+    // The "r" command for an element.
+    void setWindowPosition(Item item);
+
+    // AnnunciatorReceiver
+    void fromString(const QString& line) override;
+    void tcFromString(const QString& line) override;
+    void comFromString(const QString& line) override;
+    void annunciatorColorsFromString(const QString& line) override;
+    void windowFromArray(const QList<int>& numbers) override;
+    void pointsFromArray(const QList<int>& numbers) override;
+
+private:
+    void send(const QString& command);
+    void sendAnnunciator();
+    void sendTc();
+    void sendCom();
+    void sendAnnunciatorColors();
+    void threadNeedsDisplay(const QImage& image);
+    void threadNeedsTx(int code);
+    void dragStep(const QPointF& canvas);
+    void changed();
+
+    AnnunciatorSettings m_settings;
+    std::array<QPointF, AnnunciatorSettings::kItems> m_points{};
+    int m_dragItem = kNoDrag;
+    bool m_skipEcho = false;
+    std::function<CommandSink*()> m_sink;
+    std::function<void(const QImage&)> m_onImage;
+    std::function<void()> m_onChanged;
+    QImage m_image;
+    std::unique_ptr<QueuedCalls> m_calls; // outlives the worker
+    std::unique_ptr<DrawAnnunciatorThread> m_thread;
+};
