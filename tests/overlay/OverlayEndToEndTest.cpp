@@ -1,12 +1,15 @@
 #include "PanelTestSupport.h"
+#include "overlay/AnnunciatorView.h"
 #include "overlay/ColorWell.h"
 #include "overlay/PreviewCanvas.h"
 
 #include <QApplication>
 #include <QMenu>
 #include <QMouseEvent>
+#include <QRadioButton>
 #include <QSlider>
 #include <chrono>
+#include <functional>
 
 namespace {
 
@@ -143,6 +146,131 @@ TEST(OverlayEndToEnd, ReportsLandInTheControlsWithoutEcho) {
     QTest::qWait(700);
     EXPECT_TRUE(commandsStarting(s.sim, "C ").isEmpty());
     EXPECT_TRUE(commandsStarting(s.sim, "E ").isEmpty());
+}
+
+} // namespace
+
+namespace {
+
+// A mouse event on the preview at a canvas point (pixels, origin at the
+// bottom left).
+void mouseAt(PreviewCanvas* canvas, QEvent::Type type, const QPointF& canvasPoint) {
+    const QRectF r = canvas->pictureRect();
+    const QPointF at(r.left() + canvasPoint.x() / 1920 * r.width(),
+                     r.top() + (1 - canvasPoint.y() / 1080) * r.height());
+    const Qt::MouseButtons held =
+        type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::MouseButtons(Qt::LeftButton);
+    QMouseEvent event(type, at, canvas->mapToGlobal(at), Qt::LeftButton, held, {});
+    QApplication::sendEvent(canvas, &event);
+}
+
+// Dragging the timecode counter sends its place once, after the drag, then
+// switches the counter on; choosing Record sends "U 2".
+TEST(OverlayEndToEnd, AnnunciatorDragReachesTheUnitOnce) {
+    Started s;
+    auto& sim = s.sim;
+    App& app = *s.app;
+    auto* view = app.window.panel()->annunciatorView();
+    const DrawAnnunciatorThread* renderer = view->editor().thread();
+    s.sim.sendRaw("m 0\r\n>");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return app.value("comboBoxAnnunciatorLtc") == 0; }, kWaitMs));
+    const QRectF tc = renderer->tcRect();
+    ASSERT_GT(tc.width(), 0);
+    QTest::qWait(600);
+    sim.clearRecord();
+
+    auto* canvas = view->canvas();
+    canvas->resize(960, 540); // one widget pixel, two canvas pixels
+    const QPointF from = tc.center();
+    const QPointF to(960, 540);
+    mouseAt(canvas, QEvent::MouseButtonPress, from);
+    for (int step = 1; step <= 20; ++step) {
+        mouseAt(canvas, QEvent::MouseMove, from + (to - from) * step / 20.0);
+        QTest::qWait(5);
+    }
+    mouseAt(canvas, QEvent::MouseButtonRelease, to);
+    EXPECT_EQ(view->editor().dragItem(), AnnunciatorEditor::kNoDrag);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !commandsStarting(sim, "m ").isEmpty(); }, kWaitMs));
+    QTest::qWait(500);
+    const QStringList sent = withoutPings(sim.commandLines());
+    ASSERT_EQ(sent.size(), 2) << sent.join(" | ").toStdString();
+    // The counter's centre at the middle: its top-left corner half its size
+    // up and to the left, in 1/255 of the picture.
+    const int x = int((960 - tc.width() / 2) * 255 / 1920);
+    const int y = int(255 - (540 + tc.height() / 2) * 255 / 1080);
+    EXPECT_EQ(sent.at(0), QStringLiteral("r 32 %1 %2 112 3").arg(x).arg(y));
+    EXPECT_EQ(sent.at(1), "m 1");
+    EXPECT_EQ(sim.window(3), sent.at(0).mid(2));
+    EXPECT_EQ(app.value("comboBoxAnnunciatorLtc"), 1);
+
+    sim.clearRecord();
+    app.find<QRadioButton>("radioAnnunciatorRecord")->click();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !commandsStarting(sim, "U ").isEmpty(); }, kWaitMs));
+    EXPECT_EQ(commandsStarting(sim, "U ").first().line, "U 2");
+    // The unit's echo is the report the guard drops.
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !view->editor().skipEcho(); }, kWaitMs));
+    EXPECT_TRUE(app.find<QRadioButton>("radioAnnunciatorRecord")->isChecked());
+}
+
+// The unit's annunciator reports land in the controls; bad ones change
+// nothing; none sends anything back.
+TEST(OverlayEndToEnd, AnnunciatorReportsLandInTheControls) {
+    Started s;
+    App& app = *s.app;
+    const AnnunciatorEditor& editor = app.window.panel()->annunciatorView()->editor();
+    auto text = [&](const char* name) { return app.find<QComboBox>(name)->currentText(); };
+    auto checked = [&](const char* name) { return app.find<QAbstractButton>(name)->isChecked(); };
+    struct Case {
+        const char* report;
+        std::function<bool()> landed;
+    };
+    const Case cases[] = {
+        {"t 70 21 43",
+         [&] {
+             return app.value("comboBoxAnnunciatorBackground") == 7 &&
+                    app.value("comboBoxAnnunciatorForeground") == 0 &&
+                    app.value("comboBoxAnnunciatorBackgroundRecord") == 2 &&
+                    app.value("comboBoxAnnunciatorForegroundPlayback") == 3;
+         }},
+        {"t 13",
+         [&] {
+             return app.value("comboBoxAnnunciatorBackground") == 1 &&
+                    app.value("comboBoxAnnunciatorBackgroundRecord") == 2;
+         }},
+        {"r 32 128 0 112 3",
+         [&] {
+             return editor.point(AnnunciatorSettings::kTc) == QPointF(963, 1080) &&
+                    text("tcPointCombo") == "32";
+         }},
+        {"r 40 10 10 37 0",
+         [&] {
+             return text("textPointCombo") == "40" && app.value("comboBoxTextForeground") == 5 &&
+                    app.value("comboBoxTextBackground") == 2;
+         }},
+        {"z 20 48", [&] { return app.find<QComboBox>("barBeatPointCombo")->count() == 3; }},
+        {"n 3", [&] { return checked("radioButtonSony") && checked("checkBoxShowMidi"); }},
+        {"n",
+         [&] {
+             return !checked("radioButtonSony") && !checked("radioButtonMidi") &&
+                    checked("checkBoxShowMidi");
+         }},
+        {"U 3", [&] { return checked("radioAnnunciatorPlayback"); }},
+        {"m 2", [&] { return app.value("comboBoxAnnunciatorLtc") == 2; }},
+        {"m 5", [&] { return text("comboBoxAnnunciatorLtc") == "Source 5"; }},
+    };
+    for (const Case& c : cases) {
+        s.sim.sendRaw(QByteArray(c.report) + "\r\n>");
+        EXPECT_TRUE(QTest::qWaitFor(c.landed, kWaitMs)) << c.report;
+    }
+    for (const char* bad : {"r 1 2 3", "r 32 10 10 112 7", "z", "U", "U 9", "m", "t"})
+        s.sim.sendRaw(QByteArray(bad) + "\r\n>");
+    s.sim.sendRaw("U 1\r\n>"); // a good one last: everything before it is read
+    EXPECT_TRUE(QTest::qWaitFor([&] { return checked("radioAnnunciatorRehearse"); }, kWaitMs));
+    EXPECT_EQ(editor.point(AnnunciatorSettings::kTc), QPointF(963, 1080));
+    EXPECT_EQ(app.value("comboBoxAnnunciatorLtc"), 5);
+    EXPECT_EQ(app.value("comboBoxAnnunciatorBackground"), 1);
+    QTest::qWait(700);
+    EXPECT_TRUE(withoutPings(s.sim.commandLines()).isEmpty());
 }
 
 } // namespace

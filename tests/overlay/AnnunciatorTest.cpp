@@ -1,0 +1,242 @@
+#include "link/CommandSink.h"
+#include "link/QueuedCalls.h"
+#include "overlay/AnnunciatorEditor.h"
+
+#include <QTest>
+#include <gtest/gtest.h>
+
+namespace {
+
+using Settings = AnnunciatorSettings;
+using Thread = DrawAnnunciatorThread;
+
+struct RecordingSink : CommandSink {
+    void sendString(const QString& command) override { lines << command; }
+    void sendBytes(const QByteArray&) override {}
+    int txCount() const override { return 0; }
+    QStringList lines;
+};
+
+void placeAll(Thread& t, QPointF ann, QPointF tc, QPointF text, QPointF barBeat) {
+    std::lock_guard<std::mutex> lock(t.ioLock());
+    t.annunciatorPoint = ann;
+    t.tcPoint = tc;
+    t.textPoint = text;
+    t.barBeatPoint = barBeat;
+}
+
+// Placement keeps every element inside the picture, far edge first; the
+// bar/beat box keeps its anchor and the text line's measure.
+TEST(Annunciator, RendererPlacesAndClampsElements) {
+    Thread t;
+    t.setTextString(QString(200, QLatin1Char('W')));
+    placeAll(t, {300, 700}, {100, 5000}, {500, 500}, {-100, 5000});
+    const QImage image = t.renderNow();
+    ASSERT_EQ(image.size(), QSize(1920, 1080));
+
+    const QRectF text = t.textRect();
+    EXPECT_GT(text.width(), 1920); // wider than the picture: at the left edge
+    EXPECT_EQ(text.x(), 0);
+    const QRectF tc = t.tcRect();
+    EXPECT_GT(tc.height(), 0);
+    EXPECT_EQ(tc.y(), 1080 - tc.height()); // above the top: at the top
+    EXPECT_EQ(tc.x(), 100);
+    const QRectF ann = t.annunciatorRect();
+    EXPECT_EQ(ann.topLeft(), QPointF(300, 700 - ann.height()));
+    EXPECT_EQ(t.barBeatRect().topLeft(), QPointF(-100, 5000));
+    EXPECT_EQ(t.barBeatRect().size(), t.barBeatRectSize());
+
+    // The bar/beat counter is measured in the text line's font.
+    const QSizeF before = t.barBeatRectSize();
+    t.setTextSize(64);
+    EXPECT_GT(t.barBeatRectSize().height(), before.height());
+    t.setBarBeatSize(12);
+    EXPECT_GT(t.barBeatRectSize().height(), before.height());
+
+    // Pixels: the grey frame, the annunciator's black box just inside its
+    // anchor (rows of the image are top first), the frame beside it.
+    EXPECT_EQ(image.pixel(1900, 540), qRgb(128, 128, 128));
+    EXPECT_EQ(qGray(image.pixel(301, 1080 - 700 + 1)), 0);
+    EXPECT_EQ(image.pixel(298, 1080 - 700 + 1), qRgb(128, 128, 128));
+    EXPECT_EQ(image.pixel(301, 1080 - 702), qRgb(128, 128, 128));
+}
+
+// Two quick moves of an element ask once for its transmit, about a third
+// of a second after the second; a redraw-only request in a countdown
+// cancels it. A stopped renderer stays stopped.
+TEST(Annunciator, RendererAsksOnceAfterQuickMoves) {
+    Thread t;
+    QueuedCalls calls(nullptr);
+    int pictures = 0;
+    QList<int> tx;
+    PreviewWorker::Parent parent;
+    parent.calls = &calls;
+    parent.threadNeedsDisplay = [&](const QImage&) { ++pictures; };
+    parent.threadNeedsTx = [&](int code) { tx << code; };
+    t.startThread(parent);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return pictures == 1; }, 2000));
+
+    t.setDraw(Thread::kTransmitTc);
+    QTest::qWait(60);
+    t.setDraw(Thread::kTransmitTc);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !tx.isEmpty(); }, 3000));
+    QTest::qWait(500);
+    EXPECT_EQ(tx, QList<int>{Thread::kTransmitTc});
+    EXPECT_GE(pictures, 3);
+
+    tx.clear();
+    t.setDraw(Thread::kTransmitText);
+    QTest::qWait(100);
+    t.setTcString(QStringLiteral("000000.00"));
+    QTest::qWait(800);
+    EXPECT_TRUE(tx.isEmpty());
+
+    t.stopThread();
+    t.startThread(parent);
+    EXPECT_FALSE(t.isRunning());
+}
+
+TEST(Annunciator, TextItemColorSettersCross) {
+    struct Case {
+        unsigned color;
+        enum { None, Fore, Back } set;
+        int value;
+        int fore, back;
+    };
+    const Case cases[] = {
+        {0x70, Case::None, 0, 0, 7},      {0x70, Case::Fore, 3, 0, 3}, {0x70, Case::Back, 3, 3, 7},
+        {0x1f5, Case::Fore, 2, 5, 2}, // bits above the byte are dropped
+        {0x70, Case::Back, 0x1c, 0xc, 7},
+    };
+    for (const Case& c : cases) {
+        TextItem item;
+        item.color = c.color;
+        if (c.set == Case::Fore)
+            item.setForeColor(c.value);
+        else if (c.set == Case::Back)
+            item.setBackColor(c.value);
+        EXPECT_EQ(item.foreColor(), c.fore) << c.color << " " << c.value;
+        EXPECT_EQ(item.backColor(), c.back) << c.color << " " << c.value;
+    }
+}
+
+struct Editor {
+    Editor() {
+        editor.setComThread([this] { return &sink; });
+    }
+    RecordingSink sink;
+    AnnunciatorEditor editor;
+};
+
+// The echo guard: the mode just sent is not undone by the unit's answer,
+// whether "U" or "m" comes first; the report after that counts again.
+TEST(Annunciator, ModeChangeIgnoresTheNextReport) {
+    Editor e;
+    e.editor.setMode(Settings::kRecord);
+    EXPECT_EQ(e.sink.lines, QStringList{"U 2"});
+    e.editor.fromString("U 0");
+    EXPECT_EQ(e.editor.settings().mode, Settings::kRecord);
+    e.editor.fromString("U 3");
+    EXPECT_EQ(e.editor.settings().mode, Settings::kPlayback);
+
+    e.editor.setMode(Settings::kRehearse);
+    e.editor.tcFromString("m 2");
+    EXPECT_EQ(e.editor.settings().tcSource, Settings::kTcOff);
+    e.editor.fromString("U 0");
+    EXPECT_EQ(e.editor.settings().mode, Settings::kOff);
+    EXPECT_EQ(e.sink.lines, (QStringList{"U 2", "U 1"}));
+}
+
+// Choices send the unit's command forms; sizing or placing an element makes
+// it visible on the unit.
+TEST(Annunciator, ChoicesSendTheirCommands) {
+    Editor e;
+    AnnunciatorEditor& ed = e.editor;
+    ed.windowFromArray({32, 180, 10, 0x70, Settings::kTc});
+    ed.setFontPoint(Settings::kTc, 48); // source off: switched on
+    ed.setFontPoint(Settings::kTc, 64); // now on: no "m"
+    ed.setFontPoint(Settings::kAnnunciator, 72);
+    ed.setFontPoint(Settings::kText, 24);
+    ed.setFontPoint(Settings::kBarBeat, 96);
+    ed.setItemForeground(Settings::kTc, 3);
+    ed.setItemBackground(Settings::kText, 5);
+    ed.setAnnunciatorColor(Settings::kRecordPair, {2, 9});
+    ed.setCom(Settings::kSony);
+    ed.setShowMidi(true);
+    ed.setTcSource(2);
+    ed.onClearSampleText();
+    ed.onClearSampleBarBeat();
+    EXPECT_EQ(e.sink.lines,
+              (QStringList{"r 48 180 10 112 3", "m 1", "r 64 180 10 112 3", "r 72 10 10 112 1",
+                           "U 1", "r 24 10 10 112 0", "V Sample Text", "r 96 10 10 112 2",
+                           "V2 Protools counter", "r 64 180 10 48 3", "r 24 10 10 117 0",
+                           "t 70 92 70", "n 1", "n 3", "m 2", "V", "V2 "}));
+}
+
+// A press within the grace of two elements picks the annunciator; a press
+// far from all picks none and moves nothing.
+TEST(Annunciator, PressPicksTheNearestElementInOrder) {
+    Editor e;
+    AnnunciatorEditor& ed = e.editor;
+    ed.windowFromArray({48, 100, 100, 0x70, Settings::kAnnunciator});
+    ed.windowFromArray({32, 100, 110, 0x70, Settings::kText});
+    ed.windowFromArray({32, 200, 200, 0x70, Settings::kTc});
+    ed.windowFromArray({32, 10, 240, 0x70, Settings::kBarBeat});
+    ed.thread()->renderNow();
+    const QRectF ann = ed.thread()->annunciatorRect();
+    const QRectF text = ed.thread()->textRect();
+    ASSERT_TRUE(ann.intersects(text.adjusted(-40, -40, 40, 40)));
+    struct Case {
+        QPointF at;
+        int drag;
+    };
+    const Case cases[] = {
+        {text.center(), AnnunciatorEditor::kDragAnnunciator},
+        {ed.thread()->tcRect().topRight() + QPointF(39, 0), AnnunciatorEditor::kDragTc},
+        {ed.thread()->tcRect().topRight() + QPointF(41, 0), AnnunciatorEditor::kNoDrag},
+        {ed.thread()->barBeatRect().center(), AnnunciatorEditor::kDragBarBeat},
+    };
+    for (const Case& c : cases) {
+        const QPointF before = ed.point(Settings::kTc);
+        EXPECT_EQ(ed.mouseDown(c.at), c.drag != AnnunciatorEditor::kNoDrag);
+        EXPECT_EQ(ed.dragItem(), c.drag);
+        if (c.drag == AnnunciatorEditor::kNoDrag) {
+            EXPECT_EQ(ed.point(Settings::kTc), before);
+        }
+        ed.mouseUp();
+    }
+    EXPECT_TRUE(e.sink.lines.isEmpty()); // only the settled drag sends
+}
+
+// Bad reports change nothing and send nothing.
+TEST(Annunciator, BadReportsAreIgnored) {
+    Editor e;
+    AnnunciatorEditor& ed = e.editor;
+    ed.fromString("U 2");
+    ed.tcFromString("m 1");
+    ed.comFromString("n 2");
+    ed.annunciatorColorsFromString("t 31 42 53");
+    ed.pointsFromArray({20, 40});
+    const Settings before = ed.settings();
+    const QPointF tc = ed.point(Settings::kTc);
+    ed.fromString("U");
+    ed.fromString("U x");
+    ed.fromString("U 9");
+    ed.tcFromString("m");
+    ed.tcFromString("m -1");
+    ed.annunciatorColorsFromString("t zz");
+    ed.windowFromArray({32, 10, 10, 112});
+    ed.windowFromArray({32, 10, 10, 112, 3, 1});
+    ed.windowFromArray({32, 10, 10, 112, 4});
+    ed.windowFromArray({32, 10, 10, 112, -1});
+    ed.pointsFromArray({});
+    const Settings& after = ed.settings();
+    EXPECT_EQ(after.mode, before.mode);
+    EXPECT_EQ(after.tcSource, before.tcSource);
+    EXPECT_EQ(after.annunciatorColors, before.annunciatorColors);
+    EXPECT_EQ(after.pointChoices, before.pointChoices);
+    EXPECT_EQ(ed.point(Settings::kTc), tc);
+    EXPECT_TRUE(e.sink.lines.isEmpty());
+}
+
+} // namespace
