@@ -46,8 +46,8 @@ QRadioButton* radio(const char* text, const char* name) {
 QString AnnunciatorView::colorName(int index) {
     if (index >= 0 && index < kForegrounds)
         return barspalette::name(index);
-    // The upper eight background codes key the box over the picture at half
-    // strength.
+    // The upper eight background codes are the same colours with the box's
+    // see-through bit set.
     if (index >= kForegrounds && index < kBackgrounds)
         return QStringLiteral("translucent %1").arg(barspalette::name(index - kForegrounds));
     return QStringLiteral("colour %1").arg(index);
