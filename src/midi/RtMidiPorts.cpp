@@ -101,6 +101,10 @@ bool RtMidiPorts::openClients() {
         jack_client_t* probe = jack_client_open("qz62-probe", JackNoStartServer, nullptr);
         if (!probe)
             return false;
+        const jack_nframes_t rate = jack_get_sample_rate(probe);
+        if (rate > 0)
+            m_jackCycle = std::chrono::microseconds(std::int64_t(jack_get_buffer_size(probe)) *
+                                                    1000000 / std::int64_t(rate));
         jack_client_close(probe);
     }
 #endif
@@ -140,6 +144,12 @@ RtMidiPorts::~RtMidiPorts() {
     std::lock_guard<std::mutex> lock(m_outLock);
     if (m_out)
         m_out->closePort();
+    // RtMidi's JACK output frees the buffer its process callback reads before
+    // it closes the client: a callback that started before the port was
+    // closed would read freed memory. Two cycles let any such callback end;
+    // later ones see no port and touch nothing.
+    if (m_out && m_jackCycle.count() > 0)
+        std::this_thread::sleep_for(2 * m_jackCycle + std::chrono::milliseconds(2));
     m_out.reset();
 }
 

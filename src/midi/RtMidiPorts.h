@@ -2,6 +2,7 @@
 
 #include "midi/MidiPorts.h"
 
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <mutex>
@@ -34,7 +35,9 @@ private:
 
     QString m_clientName;
     QString m_apiName;
-    int m_api = -1;      // the chosen RtMidi::Api, -1 when none is compiled in
+    int m_api = -1; // the chosen RtMidi::Api, -1 when none is compiled in
+    // One cycle of the JACK server's process thread (0 without JACK).
+    std::chrono::microseconds m_jackCycle{0};
     Receiver m_receiver; // set before the MIDI thread starts, never changed
 
     // Sends go through a thread of our own, so a thread that sends (the MIDI
