@@ -1,8 +1,6 @@
 #include "overlay/AnnunciatorEditor.h"
 
 #include "link/CommandSink.h"
-#include "link/Diagnostics.h"
-#include "link/QueuedCalls.h"
 #include "protocol/Commands.h"
 #include "protocol/ReplyScanner.h"
 
@@ -77,9 +75,7 @@ QRectF lastDrawn(const DrawAnnunciatorThread& thread, Settings::Item item) {
 }
 } // namespace
 
-AnnunciatorEditor::AnnunciatorEditor()
-    : m_calls(std::make_unique<QueuedCalls>(nullptr)),
-      m_thread(std::make_unique<DrawAnnunciatorThread>()) {
+AnnunciatorEditor::AnnunciatorEditor() {
     m_settings.items[at(Settings::kAnnunciator)].fontPoint =
         DrawAnnunciatorThread::kAnnunciatorPoints;
     for (std::size_t i = 0; i < Settings::kItems; ++i) {
@@ -95,23 +91,11 @@ AnnunciatorEditor::~AnnunciatorEditor() {
 
 void AnnunciatorEditor::awakeFromNib() {
     setDraw(PreviewWorker::kRedraw);
-    PreviewWorker::Parent parent;
-    parent.calls = m_calls.get();
-    parent.threadNeedsDisplay = [this](const QImage& image) { threadNeedsDisplay(image); };
-    parent.threadNeedsTx = [this](int code) { threadNeedsTx(code); };
-    m_thread->startThread(std::move(parent));
+    m_preview.start([this](int code) { threadNeedsTx(code); });
 }
 
 void AnnunciatorEditor::windowClosing() {
-    if (m_thread)
-        m_thread->stopThread();
-    m_calls->cancel();
-}
-
-void AnnunciatorEditor::threadNeedsDisplay(const QImage& image) {
-    m_image = image;
-    if (m_onImage)
-        m_onImage(m_image);
+    m_preview.stop();
 }
 
 void AnnunciatorEditor::changed() {
@@ -214,7 +198,7 @@ void AnnunciatorEditor::setShowMidi(bool on) {
 
 void AnnunciatorEditor::setFontPoint(Item item, int points) {
     m_settings.items[at(item)].fontPoint = points;
-    applySize(*m_thread, item, points);
+    applySize(*thread(), item, points);
     switch (item) {
     case Settings::kAnnunciator:
         setWindowPosition(item);
@@ -244,21 +228,18 @@ void AnnunciatorEditor::setFontPoint(Item item, int points) {
 // --- the preview ---
 
 void AnnunciatorEditor::setDraw(int code) {
-    if (!m_thread) {
-        diag::print("PunchView thread is nil!\n");
-        return;
-    }
+    DrawAnnunciatorThread& worker = *thread();
     {
-        std::lock_guard<std::mutex> lock(m_thread->ioLock());
-        m_thread->backColor = Qt::black;
-        m_thread->foreColor = Qt::white;
-        m_thread->frameColor = QColor::fromRgbF(0.5f, 0.5f, 0.5f);
-        m_thread->annunciatorPoint = m_points[at(Settings::kAnnunciator)];
-        m_thread->tcPoint = m_points[at(Settings::kTc)];
-        m_thread->textPoint = m_points[at(Settings::kText)];
-        m_thread->barBeatPoint = m_points[at(Settings::kBarBeat)];
+        std::lock_guard<std::mutex> lock(worker.ioLock());
+        worker.backColor = Qt::black;
+        worker.foreColor = Qt::white;
+        worker.frameColor = QColor::fromRgbF(0.5f, 0.5f, 0.5f);
+        worker.annunciatorPoint = m_points[at(Settings::kAnnunciator)];
+        worker.tcPoint = m_points[at(Settings::kTc)];
+        worker.textPoint = m_points[at(Settings::kText)];
+        worker.barBeatPoint = m_points[at(Settings::kBarBeat)];
     }
-    m_thread->setDraw(code);
+    worker.setDraw(code);
 }
 
 void AnnunciatorEditor::threadNeedsTx(int code) {
@@ -299,10 +280,10 @@ bool AnnunciatorEditor::closeToRect(const QPointF& p, const QRectF& r) {
 bool AnnunciatorEditor::mouseDown(const QPointF& canvas) {
     // The annunciator wins where elements overlap: it is the one placed most.
     const std::pair<QRectF, Drag> order[] = {
-        {m_thread->annunciatorRect(), kDragAnnunciator},
-        {m_thread->textRect(), kDragText},
-        {m_thread->tcRect(), kDragTc},
-        {m_thread->barBeatRect(), kDragBarBeat},
+        {thread()->annunciatorRect(), kDragAnnunciator},
+        {thread()->textRect(), kDragText},
+        {thread()->tcRect(), kDragTc},
+        {thread()->barBeatRect(), kDragBarBeat},
     };
     m_dragItem = kNoDrag;
     for (const auto& [rect, drag] : order) {
@@ -327,7 +308,7 @@ void AnnunciatorEditor::dragStep(const QPointF& canvas) {
     // The mouse holds the element by its centre; the unit places it by its
     // top-left corner. Nothing is clamped: an element may hang off the
     // picture, where the unit clips it.
-    const QRectF drawn = lastDrawn(*m_thread, t.item);
+    const QRectF drawn = lastDrawn(*thread(), t.item);
     QPointF& p = m_points[at(t.item)];
     p = QPointF(canvas.x() - drawn.width() / 2, canvas.y() + drawn.height() / 2);
     TextItem& item = m_settings.items[at(t.item)];
@@ -363,7 +344,7 @@ void AnnunciatorEditor::tcFromString(const QString& line) {
         return;
     m_settings.tcSource = source;
     changed();
-    m_thread->setTcString(
+    thread()->setTcString(
         QString::fromLatin1(source == Settings::kTcFeet ? kFeetSample : kTimecodeSample));
     setDraw(PreviewWorker::kRedraw);
 }
@@ -405,7 +386,7 @@ void AnnunciatorEditor::windowFromArray(const QList<int>& numbers) {
     m_points[at(item)] = anchorOf(t);
     // The preview draws the element in the size the unit uses.
     if (t.fontPoint > 0)
-        applySize(*m_thread, item, t.fontPoint);
+        applySize(*thread(), item, t.fontPoint);
     // The annunciator's colours come with "t" only.
     if (item != Settings::kAnnunciator)
         m_settings.itemColors[at(item)] = {t.foreColor(), t.backColor()};

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "overlay/DrawAnnunciatorThread.h"
+#include "overlay/EditorPreview.h"
 #include "overlay/TextItem.h"
 #include "panel/ReplyReceivers.h"
 
@@ -13,7 +14,6 @@
 #include <memory>
 
 class CommandSink;
-class QueuedCalls;
 
 // What the annunciator panel shows. Elements are numbered as the unit
 // numbers them in the "r" command.
@@ -61,7 +61,9 @@ public:
     ~AnnunciatorEditor() override;
 
     void setComThread(std::function<CommandSink*()> sink) { m_sink = std::move(sink); }
-    void setImageHandler(std::function<void(const QImage&)> h) { m_onImage = std::move(h); }
+    void setImageHandler(std::function<void(const QImage&)> h) {
+        m_preview.setImageHandler(std::move(h));
+    }
     void setChangedHandler(std::function<void()> h) { m_onChanged = std::move(h); }
 
     void awakeFromNib();
@@ -70,8 +72,8 @@ public:
     const AnnunciatorSettings& settings() const { return m_settings; }
     // An element's top-left anchor in canvas pixels (origin bottom left).
     QPointF point(Item item) const { return m_points[std::size_t(item)]; }
-    QImage image() const { return m_image; }
-    DrawAnnunciatorThread* thread() const { return m_thread.get(); }
+    QImage image() const { return m_preview.image(); }
+    DrawAnnunciatorThread* thread() const { return m_preview.worker(); }
     int dragItem() const { return m_dragItem; }
     bool skipEcho() const { return m_skipEcho; }
 
@@ -116,7 +118,6 @@ private:
     void sendTc();
     void sendCom();
     void sendAnnunciatorColors();
-    void threadNeedsDisplay(const QImage& image);
     void threadNeedsTx(int code);
     void dragStep(const QPointF& canvas);
     void changed();
@@ -126,9 +127,6 @@ private:
     int m_dragItem = kNoDrag;
     bool m_skipEcho = false;
     std::function<CommandSink*()> m_sink;
-    std::function<void(const QImage&)> m_onImage;
     std::function<void()> m_onChanged;
-    QImage m_image;
-    std::unique_ptr<QueuedCalls> m_calls; // outlives the worker
-    std::unique_ptr<DrawAnnunciatorThread> m_thread;
+    EditorPreview<DrawAnnunciatorThread> m_preview;
 };

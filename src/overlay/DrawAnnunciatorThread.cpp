@@ -1,5 +1,6 @@
 #include "overlay/DrawAnnunciatorThread.h"
 
+#include <QFontDatabase>
 #include <QFontMetricsF>
 #include <QPainter>
 #include <algorithm>
@@ -35,11 +36,11 @@ QFont DrawAnnunciatorThread::previewFont(int points) {
     // One family everywhere the previews are compared: the unit's canvas is
     // measured in pixels, so a point is a pixel here.
 #ifdef Q_OS_MACOS
-    QFont font(QStringLiteral("Helvetica Neue"));
+    QFont font = QFontDatabase::systemFont(QFontDatabase::GeneralFont);
 #else
     QFont font(QStringLiteral("DejaVu Sans"));
-#endif
     font.setStyleHint(QFont::SansSerif);
+#endif
     // A size beyond the picture is drawn no larger than the picture.
     font.setPixelSize(std::clamp(points, 1, kCanvasHeight));
     return font;

@@ -3,7 +3,6 @@
 #include "common/HexScan.h"
 #include "link/CommandSink.h"
 #include "link/Diagnostics.h"
-#include "link/QueuedCalls.h"
 #include "panel/BarsPalette.h"
 #include "protocol/Commands.h"
 
@@ -24,8 +23,7 @@ unsigned wire(double v) {
 }
 } // namespace
 
-PunchEditor::PunchEditor()
-    : m_calls(std::make_unique<QueuedCalls>(nullptr)), m_thread(std::make_unique<DrawThread>()) {}
+PunchEditor::PunchEditor() = default;
 
 PunchEditor::~PunchEditor() {
     windowClosing();
@@ -33,23 +31,11 @@ PunchEditor::~PunchEditor() {
 
 void PunchEditor::awakeFromNib() {
     setDraw(PreviewWorker::kRedraw);
-    PreviewWorker::Parent parent;
-    parent.calls = m_calls.get();
-    parent.threadNeedsDisplay = [this](const QImage& image) { threadNeedsDisplay(image); };
-    parent.threadNeedsTx = [this](int) { punchTx(); };
-    m_thread->startThread(std::move(parent));
+    m_preview.start([this](int) { punchTx(); });
 }
 
 void PunchEditor::windowClosing() {
-    if (m_thread)
-        m_thread->stopThread();
-    m_calls->cancel();
-}
-
-void PunchEditor::threadNeedsDisplay(const QImage& image) {
-    m_image = image;
-    if (m_onImage)
-        m_onImage(m_image);
+    m_preview.stop();
 }
 
 void PunchEditor::changed() {
@@ -145,6 +131,7 @@ void PunchEditor::punchTx() {
 }
 
 void PunchEditor::setDraw(int mode) {
+    DrawThread& worker = *thread();
     // The margin is the size itself, not the drawn radius, so a large punch
     // may reach past the edge of the picture.
     PunchSettings& s = m_settings;
@@ -152,18 +139,14 @@ void PunchEditor::setDraw(int mode) {
     double x = std::min(std::max(s.punchPoint.x(), margin), kWidth - margin);
     double y = std::min(std::max(s.punchPoint.y(), margin), kHeight - margin);
     s.punchPoint = QPointF(x, y);
-    if (!m_thread) {
-        diag::print("PunchView thread is nil!\n");
-        return;
-    }
     {
-        std::lock_guard<std::mutex> lock(m_thread->ioLock());
-        m_thread->punchPoint = s.punchPoint;
-        m_thread->radius = s.size * (kHeight / 2) / kMaxWire;
-        m_thread->backColor = Qt::black;
-        m_thread->foreColor = barspalette::color(s.colors[0]);
+        std::lock_guard<std::mutex> lock(worker.ioLock());
+        worker.punchPoint = s.punchPoint;
+        worker.radius = s.size * (kHeight / 2) / kMaxWire;
+        worker.backColor = Qt::black;
+        worker.foreColor = barspalette::color(s.colors[0]);
     }
-    m_thread->setDraw(mode);
+    worker.setDraw(mode);
 }
 
 void PunchEditor::fromString(const QString& line) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "overlay/DrawThread.h"
+#include "overlay/EditorPreview.h"
 #include "panel/ReplyReceivers.h"
 
 #include <QImage>
@@ -11,7 +12,6 @@
 #include <memory>
 
 class CommandSink;
-class QueuedCalls;
 
 // What the punch panel shows. Colours are 3-bit overlay codes (0 white ..
 // 7 black); the point is the punch centre in canvas pixels from the bottom
@@ -46,15 +46,17 @@ public:
     ~PunchEditor() override;
 
     void setComThread(std::function<CommandSink*()> sink) { m_sink = std::move(sink); }
-    void setImageHandler(std::function<void(const QImage&)> h) { m_onImage = std::move(h); }
+    void setImageHandler(std::function<void(const QImage&)> h) {
+        m_preview.setImageHandler(std::move(h));
+    }
     void setChangedHandler(std::function<void()> h) { m_onChanged = std::move(h); }
 
     void awakeFromNib();
     void windowClosing();
 
     const PunchSettings& settings() const { return m_settings; }
-    QImage image() const { return m_image; }
-    DrawThread* thread() const { return m_thread.get(); }
+    QImage image() const { return m_preview.image(); }
+    DrawThread* thread() const { return m_preview.worker(); }
 
     // Size and position go out once the worker's countdown runs out; every
     // other change at once.
@@ -80,14 +82,10 @@ public:
     void fromString(const QString& line) override;
 
 private:
-    void threadNeedsDisplay(const QImage& image);
     void changed();
 
     PunchSettings m_settings;
     std::function<CommandSink*()> m_sink;
-    std::function<void(const QImage&)> m_onImage;
     std::function<void()> m_onChanged;
-    QImage m_image;
-    std::unique_ptr<QueuedCalls> m_calls; // outlives the worker
-    std::unique_ptr<DrawThread> m_thread;
+    EditorPreview<DrawThread> m_preview;
 };

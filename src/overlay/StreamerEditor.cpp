@@ -3,7 +3,6 @@
 #include "common/HexScan.h"
 #include "link/CommandSink.h"
 #include "link/Diagnostics.h"
-#include "link/QueuedCalls.h"
 #include "panel/BarsPalette.h"
 #include "protocol/Commands.h"
 
@@ -15,9 +14,7 @@ int clampTo(long long v, int high) {
 }
 } // namespace
 
-StreamerEditor::StreamerEditor()
-    : m_calls(std::make_unique<QueuedCalls>(nullptr)),
-      m_thread(std::make_unique<DrawStreamerThread>()) {}
+StreamerEditor::StreamerEditor() = default;
 
 StreamerEditor::~StreamerEditor() {
     windowClosing();
@@ -25,23 +22,11 @@ StreamerEditor::~StreamerEditor() {
 
 void StreamerEditor::awakeFromNib() {
     setDraw(PreviewWorker::kRedraw);
-    PreviewWorker::Parent parent;
-    parent.calls = m_calls.get();
-    parent.threadNeedsDisplay = [this](const QImage& image) { threadNeedsDisplay(image); };
-    parent.threadNeedsTx = [this](int) { streamerTx(); };
-    m_thread->startThread(std::move(parent));
+    m_preview.start([this](int) { streamerTx(); });
 }
 
 void StreamerEditor::windowClosing() {
-    if (m_thread)
-        m_thread->stopThread();
-    m_calls->cancel();
-}
-
-void StreamerEditor::threadNeedsDisplay(const QImage& image) {
-    m_image = image;
-    if (m_onImage)
-        m_onImage(m_image);
+    m_preview.stop();
 }
 
 void StreamerEditor::setWidth(int v) {
@@ -118,26 +103,23 @@ void StreamerEditor::streamerTx() {
 }
 
 void StreamerEditor::setDraw(int mode) {
-    if (!m_thread) {
-        diag::print("MonitorView thread is nil");
-        return;
-    }
+    DrawStreamerThread& worker = *thread();
     const StreamerSettings& s = m_settings;
     const double alpha = (kMaxByte - s.transparency) / double(kMaxByte);
     {
-        std::lock_guard<std::mutex> lock(m_thread->ioLock());
-        m_thread->top = s.top * PreviewWorker::kCanvasHeight / kMaxByte;
-        m_thread->bottom = s.bottom * PreviewWorker::kCanvasHeight / kMaxByte;
-        m_thread->width = s.width;
-        m_thread->backColor = Qt::black;
+        std::lock_guard<std::mutex> lock(worker.ioLock());
+        worker.top = s.top * PreviewWorker::kCanvasHeight / kMaxByte;
+        worker.bottom = s.bottom * PreviewWorker::kCanvasHeight / kMaxByte;
+        worker.width = s.width;
+        worker.backColor = Qt::black;
         QColor fore = barspalette::color(s.colors[0]);
         fore.setAlphaF(float(alpha));
         QColor endBar = barspalette::color(s.colors[StreamerSettings::kEndBar]);
         endBar.setAlphaF(float(alpha));
-        m_thread->foreColor = fore;
-        m_thread->endBarColor = endBar;
+        worker.foreColor = fore;
+        worker.endBarColor = endBar;
     }
-    m_thread->setDraw(mode);
+    worker.setDraw(mode);
 }
 
 void StreamerEditor::fromString(const QString& line) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "overlay/DrawStreamerThread.h"
+#include "overlay/EditorPreview.h"
 #include "panel/ReplyReceivers.h"
 
 #include <QImage>
@@ -10,7 +11,6 @@
 #include <memory>
 
 class CommandSink;
-class QueuedCalls;
 
 // What the streamer panel shows, in the unit's units. Colours are 3-bit
 // overlay codes (0 white .. 7 black): the unit draws nothing else.
@@ -44,7 +44,9 @@ public:
     // Where commands go; returns null while there is no link.
     void setComThread(std::function<CommandSink*()> sink) { m_sink = std::move(sink); }
     // Preview pictures and report-driven changes, for the view.
-    void setImageHandler(std::function<void(const QImage&)> h) { m_onImage = std::move(h); }
+    void setImageHandler(std::function<void(const QImage&)> h) {
+        m_preview.setImageHandler(std::move(h));
+    }
     void setChangedHandler(std::function<void()> h) { m_onChanged = std::move(h); }
 
     // Start-up and shutdown of the preview worker.
@@ -52,8 +54,8 @@ public:
     void windowClosing();
 
     const StreamerSettings& settings() const { return m_settings; }
-    QImage image() const { return m_image; }
-    DrawStreamerThread* thread() const { return m_thread.get(); }
+    QImage image() const { return m_preview.image(); }
+    DrawStreamerThread* thread() const { return m_preview.worker(); }
 
     // The user's changes. Geometry and timing go out once the worker's
     // countdown runs out; colours go out at once.
@@ -83,14 +85,10 @@ public:
     int streamerDuration() const override { return m_settings.duration; }
 
 private:
-    void threadNeedsDisplay(const QImage& image);
     void trigger(int note);
 
     StreamerSettings m_settings;
     std::function<CommandSink*()> m_sink;
-    std::function<void(const QImage&)> m_onImage;
     std::function<void()> m_onChanged;
-    QImage m_image;
-    std::unique_ptr<QueuedCalls> m_calls; // outlives the worker
-    std::unique_ptr<DrawStreamerThread> m_thread;
+    EditorPreview<DrawStreamerThread> m_preview;
 };
