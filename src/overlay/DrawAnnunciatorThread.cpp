@@ -47,11 +47,10 @@ QFont DrawAnnunciatorThread::previewFont(int points) {
 }
 
 DrawAnnunciatorThread::DrawAnnunciatorThread() {
-    m_looks[at(Element::Annunciator)] = {QStringLiteral("Rehearse"),
-                                         previewFont(kAnnunciatorPoints)};
-    m_looks[at(Element::Tc)] = {QStringLiteral("01:00:00:00"), previewFont(kOtherPoints)};
-    m_looks[at(Element::Text)] = {QStringLiteral("Sample Text"), previewFont(kOtherPoints)};
-    m_looks[at(Element::BarBeat)] = {QStringLiteral("Protools counter"), previewFont(kOtherPoints)};
+    m_looks[at(Element::Annunciator)] = {u"Rehearse", kAnnunciatorPoints};
+    m_looks[at(Element::Tc)] = {u"01:00:00:00", kOtherPoints};
+    m_looks[at(Element::Text)] = {u"Sample Text", kOtherPoints};
+    m_looks[at(Element::BarBeat)] = {u"Protools counter", kOtherPoints};
 }
 
 void DrawAnnunciatorThread::setLook(Element e, const QString* text, const int* points,
@@ -60,9 +59,9 @@ void DrawAnnunciatorThread::setLook(Element e, const QString* text, const int* p
         std::lock_guard<std::mutex> lock(m_lookLock);
         Look& look = m_looks[at(e)];
         if (text)
-            look.text = *text;
+            look.text = text->toStdU16String();
         if (points)
-            look.font = previewFont(*points);
+            look.points = *points;
     }
     if (redraw)
         setDraw(kRedraw);
@@ -93,20 +92,27 @@ void DrawAnnunciatorThread::setBarBeatSize(int points) {
     setLook(Element::BarBeat, nullptr, &points, true);
 }
 
-QSizeF DrawAnnunciatorThread::measure(const Look& look) {
-    if (look.text.isEmpty())
+DrawAnnunciatorThread::Face DrawAnnunciatorThread::face(const Look& look, int points) {
+    return {QString::fromStdU16String(look.text), previewFont(points)};
+}
+
+QSizeF DrawAnnunciatorThread::measure(const Face& face) {
+    if (face.text.isEmpty())
         return {0, 0};
     // One line, as wide as the string runs (it may run past the picture).
-    const QFontMetricsF metrics(look.font);
-    return {metrics.horizontalAdvance(look.text), metrics.height()};
+    const QFontMetricsF metrics(face.font);
+    return {metrics.horizontalAdvance(face.text), metrics.height()};
 }
 
 QSizeF DrawAnnunciatorThread::measure(Element e) const {
-    std::lock_guard<std::mutex> lock(m_lookLock);
-    Look look = m_looks[at(e)];
-    if (e == Element::BarBeat)
-        look.font = m_looks[at(Element::Text)].font;
-    return measure(look);
+    Look look;
+    int points = 0;
+    {
+        std::lock_guard<std::mutex> lock(m_lookLock);
+        look = m_looks[at(e)];
+        points = m_looks[at(e == Element::BarBeat ? Element::Text : e)].points;
+    }
+    return measure(face(look, points));
 }
 
 QRectF DrawAnnunciatorThread::rect(Element e) const {
@@ -127,13 +133,13 @@ QImage DrawAnnunciatorThread::render() {
         std::lock_guard<std::mutex> lock(m_lookLock);
         looks = m_looks;
     }
+    std::array<Face, kElements> faces;
     std::array<QSizeF, kElements> sizes;
     std::array<QPointF, kElements> placed;
     for (std::size_t i = 0; i < kElements; ++i) {
-        Look measured = looks[i];
-        if (i == at(Element::BarBeat))
-            measured.font = looks[at(Element::Text)].font;
-        sizes[i] = measure(measured);
+        faces[i] = face(looks[i], looks[i].points);
+        const int measuredIn = looks[i == at(Element::BarBeat) ? at(Element::Text) : i].points;
+        sizes[i] = measure(face(looks[i], measuredIn));
         placed[i] = place(anchors[i], sizes[i]);
     }
 
@@ -146,7 +152,7 @@ QImage DrawAnnunciatorThread::render() {
     // Text reads top down: each box is drawn in the image's own rows, its
     // bottom edge at the placed point.
     for (std::size_t i = 0; i < kElements; ++i) {
-        const Look& look = looks[i];
+        const Face& look = faces[i];
         if (look.text.isEmpty())
             continue;
         const QSizeF own = measure(look);

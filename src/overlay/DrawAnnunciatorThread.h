@@ -8,6 +8,7 @@
 #include <QRectF>
 #include <QString>
 #include <array>
+#include <string>
 
 // Paints the unit's four text elements over a grey frame: the annunciator
 // word, the timecode counter, the free text line and the bar/beat counter,
@@ -82,13 +83,23 @@ protected:
     bool redrawCancelsTransmit() const override { return true; }
 
 private:
+    // What the owner set, kept as plain data: Qt's strings and fonts share
+    // their data behind reference counts the thread checker cannot see, so
+    // each thread makes its own from these.
     struct Look {
+        std::u16string text;
+        int points = 0;
+    };
+    struct Face {
         QString text;
         QFont font;
     };
     void setLook(Element e, const QString* text, const int* points, bool redraw);
+    // An element's string and font; the bar/beat counter can be given the
+    // text line's size to be measured in.
+    static Face face(const Look& look, int points);
+    static QSizeF measure(const Face& face);
     QSizeF measure(Element e) const;
-    static QSizeF measure(const Look& look);
     QRectF rect(Element e) const;
 
     mutable std::mutex m_lookLock; // the strings and fonts
