@@ -13,6 +13,7 @@
 #include "link/NetworkLink.h"
 #include "link/ServiceDiscovery.h"
 #include "panel/PanelController.h"
+#include "sim/SimNetworkUpdate.h"
 #include "sim/SimulatedUnit.h"
 
 #include <QCoreApplication>
@@ -87,16 +88,6 @@ struct Panel {
     QString lastLine;
 };
 
-QString mcsText(int dataLines) {
-    QString text;
-    for (int i = 0; i < dataLines; ++i)
-        text += QStringLiteral(":10%1000102030405060708090A0B0C0D0E0F%2\n")
-                    .arg(i * 16 % 0x10000, 4, 16, QLatin1Char('0'))
-                    .arg(i % 256, 2, 16, QLatin1Char('0'))
-                    .toUpper();
-    return text + QStringLiteral(":00000001FF\n");
-}
-
 void benchUpdate(int runs) {
     QuietAlerts alerts;
     alerts::setPresenter(&alerts);
@@ -107,7 +98,7 @@ void benchUpdate(int runs) {
         return;
     }
     const int lines = 23800; // about 1 MB, a firmware image's size
-    const QString text = mcsText(lines);
+    const QString text = SimNetworkUpdate::sampleImage(lines);
     const double megabytes = double(text.size()) / 1e6;
     std::printf("update over TCP: %.2f MB, %d lines (target > 5 MB/s, stall < 50 ms)\n", megabytes,
                 lines + 1);

@@ -85,26 +85,13 @@ AnnunciatorEditor::AnnunciatorEditor() {
     }
 }
 
-AnnunciatorEditor::~AnnunciatorEditor() {
-    windowClosing();
-}
-
 void AnnunciatorEditor::awakeFromNib() {
     setDraw(PreviewWorker::kRedraw);
-    m_preview.start([this](int code) { threadNeedsTx(code); });
-}
-
-void AnnunciatorEditor::windowClosing() {
-    m_preview.stop();
-}
-
-void AnnunciatorEditor::changed() {
-    if (m_onChanged)
-        m_onChanged();
+    startPreview([this](int code) { threadNeedsTx(code); });
 }
 
 void AnnunciatorEditor::send(const QString& command) {
-    if (CommandSink* sink = m_sink ? m_sink() : nullptr)
+    if (CommandSink* sink = comThread())
         sink->sendString(command);
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "overlay/DrawAnnunciatorThread.h"
-#include "overlay/EditorPreview.h"
+#include "overlay/OverlayEditor.h"
 #include "overlay/TextItem.h"
 #include "panel/ReplyReceivers.h"
 
@@ -50,7 +50,8 @@ struct AnnunciatorSettings {
 // shows, sends the "U", "r", "m", "t", "n", "V" and "V2" commands, takes the
 // unit's reports back, picks and drags the four elements on the preview, and
 // drives the preview worker. Main thread only.
-class AnnunciatorEditor final : public AnnunciatorReceiver {
+class AnnunciatorEditor final : public AnnunciatorReceiver,
+                                public OverlayEditor<DrawAnnunciatorThread> {
 public:
     using Item = AnnunciatorSettings::Item;
     static constexpr int kGracePixels = 40;
@@ -58,22 +59,13 @@ public:
     enum Drag { kNoDrag = 0, kDragAnnunciator = 1, kDragTc = 2, kDragText = 3, kDragBarBeat = 4 };
 
     AnnunciatorEditor();
-    ~AnnunciatorEditor() override;
 
-    void setComThread(std::function<CommandSink*()> sink) { m_sink = std::move(sink); }
-    void setImageHandler(std::function<void(const QImage&)> h) {
-        m_preview.setImageHandler(std::move(h));
-    }
-    void setChangedHandler(std::function<void()> h) { m_onChanged = std::move(h); }
-
+    // Starts the preview worker; windowClosing() stops it.
     void awakeFromNib();
-    void windowClosing();
 
     const AnnunciatorSettings& settings() const { return m_settings; }
     // An element's top-left anchor in canvas pixels (origin bottom left).
     QPointF point(Item item) const { return m_points[std::size_t(item)]; }
-    QImage image() const { return m_preview.image(); }
-    DrawAnnunciatorThread* thread() const { return m_preview.worker(); }
     int dragItem() const { return m_dragItem; }
     bool skipEcho() const { return m_skipEcho; }
 
@@ -120,13 +112,9 @@ private:
     void sendAnnunciatorColors();
     void threadNeedsTx(int code);
     void dragStep(const QPointF& canvas);
-    void changed();
 
     AnnunciatorSettings m_settings;
     std::array<QPointF, AnnunciatorSettings::kItems> m_points{};
     int m_dragItem = kNoDrag;
     bool m_skipEcho = false;
-    std::function<CommandSink*()> m_sink;
-    std::function<void()> m_onChanged;
-    EditorPreview<DrawAnnunciatorThread> m_preview;
 };

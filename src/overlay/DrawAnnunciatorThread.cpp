@@ -133,13 +133,18 @@ QImage DrawAnnunciatorThread::render() {
         std::lock_guard<std::mutex> lock(m_lookLock);
         looks = m_looks;
     }
+    // Each element is drawn in its own size and placed by its measure; the
+    // bar/beat counter's measure is taken in the text line's size.
     std::array<Face, kElements> faces;
+    std::array<QSizeF, kElements> drawn;
     std::array<QSizeF, kElements> sizes;
     std::array<QPointF, kElements> placed;
     for (std::size_t i = 0; i < kElements; ++i) {
         faces[i] = face(looks[i], looks[i].points);
-        const int measuredIn = looks[i == at(Element::BarBeat) ? at(Element::Text) : i].points;
-        sizes[i] = measure(face(looks[i], measuredIn));
+        drawn[i] = measure(faces[i]);
+        sizes[i] = i == at(Element::BarBeat)
+                       ? measure(face(looks[i], looks[at(Element::Text)].points))
+                       : drawn[i];
         placed[i] = place(anchors[i], sizes[i]);
     }
 
@@ -155,7 +160,7 @@ QImage DrawAnnunciatorThread::render() {
         const Face& look = faces[i];
         if (look.text.isEmpty())
             continue;
-        const QSizeF own = measure(look);
+        const QSizeF own = drawn[i];
         const QRectF box(placed[i].x(), kCanvasHeight - placed[i].y() - own.height(), own.width(),
                          own.height());
         painter.fillRect(box, Qt::black);

@@ -25,22 +25,9 @@ unsigned wire(double v) {
 
 PunchEditor::PunchEditor() = default;
 
-PunchEditor::~PunchEditor() {
-    windowClosing();
-}
-
 void PunchEditor::awakeFromNib() {
     setDraw(PreviewWorker::kRedraw);
-    m_preview.start([this](int) { punchTx(); });
-}
-
-void PunchEditor::windowClosing() {
-    m_preview.stop();
-}
-
-void PunchEditor::changed() {
-    if (m_onChanged)
-        m_onChanged();
+    startPreview([this](int) { punchTx(); });
 }
 
 void PunchEditor::setSize(int v) {
@@ -99,7 +86,7 @@ int PunchEditor::hundredthsFromSeconds(double seconds) {
 void PunchEditor::firePunch(int channel) {
     if (channel < 0 || channel > 3)
         return;
-    if (CommandSink* sink = m_sink ? m_sink() : nullptr)
+    if (CommandSink* sink = comThread())
         sink->sendMidiTrigger(kFirstPunchNote + channel);
 }
 
@@ -126,7 +113,7 @@ QString PunchEditor::command() const {
 
 void PunchEditor::punchTx() {
     diag::print("punchTx\n");
-    if (CommandSink* sink = m_sink ? m_sink() : nullptr)
+    if (CommandSink* sink = comThread())
         sink->sendString(command());
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "overlay/DrawThread.h"
-#include "overlay/EditorPreview.h"
+#include "overlay/OverlayEditor.h"
 #include "panel/ReplyReceivers.h"
 
 #include <QImage>
@@ -34,7 +34,7 @@ struct PunchSettings {
 // "E" command, takes the unit's "E" report back without echoing it, places
 // the punch from clicks on the preview, and drives the preview worker. Main
 // thread only.
-class PunchEditor final : public PunchReceiver {
+class PunchEditor final : public PunchReceiver, public OverlayEditor<DrawThread> {
 public:
     static constexpr int kMaxSize = 255;
     static constexpr int kMaxFrames = 250;
@@ -43,20 +43,11 @@ public:
     static constexpr int kFirstPunchNote = 120;
 
     PunchEditor();
-    ~PunchEditor() override;
 
-    void setComThread(std::function<CommandSink*()> sink) { m_sink = std::move(sink); }
-    void setImageHandler(std::function<void(const QImage&)> h) {
-        m_preview.setImageHandler(std::move(h));
-    }
-    void setChangedHandler(std::function<void()> h) { m_onChanged = std::move(h); }
-
+    // Starts the preview worker; windowClosing() stops it.
     void awakeFromNib();
-    void windowClosing();
 
     const PunchSettings& settings() const { return m_settings; }
-    QImage image() const { return m_preview.image(); }
-    DrawThread* thread() const { return m_preview.worker(); }
 
     // Size and position go out once the worker's countdown runs out; every
     // other change at once.
@@ -82,10 +73,5 @@ public:
     void fromString(const QString& line) override;
 
 private:
-    void changed();
-
     PunchSettings m_settings;
-    std::function<CommandSink*()> m_sink;
-    std::function<void()> m_onChanged;
-    EditorPreview<DrawThread> m_preview;
 };

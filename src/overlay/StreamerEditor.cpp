@@ -16,17 +16,9 @@ int clampTo(long long v, int high) {
 
 StreamerEditor::StreamerEditor() = default;
 
-StreamerEditor::~StreamerEditor() {
-    windowClosing();
-}
-
 void StreamerEditor::awakeFromNib() {
     setDraw(PreviewWorker::kRedraw);
-    m_preview.start([this](int) { streamerTx(); });
-}
-
-void StreamerEditor::windowClosing() {
-    m_preview.stop();
+    startPreview([this](int) { streamerTx(); });
 }
 
 void StreamerEditor::setWidth(int v) {
@@ -80,7 +72,7 @@ void StreamerEditor::fireAccumulate() {
 }
 
 void StreamerEditor::trigger(int note) {
-    if (CommandSink* sink = m_sink ? m_sink() : nullptr)
+    if (CommandSink* sink = comThread())
         sink->sendMidiTrigger(note);
 }
 
@@ -98,7 +90,7 @@ QString StreamerEditor::command() const {
 
 void StreamerEditor::streamerTx() {
     diag::print("streamerTx\n");
-    if (CommandSink* sink = m_sink ? m_sink() : nullptr)
+    if (CommandSink* sink = comThread())
         sink->sendString(command());
 }
 
@@ -152,7 +144,6 @@ void StreamerEditor::fromString(const QString& line) {
         colors >>= 3;
     }
     m_settings = s;
-    if (m_onChanged)
-        m_onChanged();
+    changed();
     setDraw(PreviewWorker::kRedraw); // repaint, never echo
 }

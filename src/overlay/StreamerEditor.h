@@ -1,7 +1,7 @@
 #pragma once
 
 #include "overlay/DrawStreamerThread.h"
-#include "overlay/EditorPreview.h"
+#include "overlay/OverlayEditor.h"
 #include "panel/ReplyReceivers.h"
 
 #include <QImage>
@@ -30,7 +30,7 @@ struct StreamerSettings {
 // The streamer editor without its widgets: keeps the settings, sends them as
 // the "C" command, takes the unit's "C" report back without echoing it, and
 // drives the preview worker. Main thread only.
-class StreamerEditor final : public StreamerReceiver {
+class StreamerEditor final : public StreamerReceiver, public OverlayEditor<DrawStreamerThread> {
 public:
     static constexpr int kMaxByte = 255;
     static constexpr int kMaxWidth = 255;
@@ -39,23 +39,11 @@ public:
     static constexpr int kFirstStreamerNote = 124;
 
     StreamerEditor();
-    ~StreamerEditor() override;
 
-    // Where commands go; returns null while there is no link.
-    void setComThread(std::function<CommandSink*()> sink) { m_sink = std::move(sink); }
-    // Preview pictures and report-driven changes, for the view.
-    void setImageHandler(std::function<void(const QImage&)> h) {
-        m_preview.setImageHandler(std::move(h));
-    }
-    void setChangedHandler(std::function<void()> h) { m_onChanged = std::move(h); }
-
-    // Start-up and shutdown of the preview worker.
+    // Starts the preview worker; windowClosing() stops it.
     void awakeFromNib();
-    void windowClosing();
 
     const StreamerSettings& settings() const { return m_settings; }
-    QImage image() const { return m_preview.image(); }
-    DrawStreamerThread* thread() const { return m_preview.worker(); }
 
     // The user's changes. Geometry and timing go out once the worker's
     // countdown runs out; colours go out at once.
@@ -88,7 +76,4 @@ private:
     void trigger(int note);
 
     StreamerSettings m_settings;
-    std::function<CommandSink*()> m_sink;
-    std::function<void()> m_onChanged;
-    EditorPreview<DrawStreamerThread> m_preview;
 };

@@ -46,3 +46,13 @@ QByteArray SimNetworkUpdate::finish() {
     ++m_completed;
     return progress(m_records) + progress(0) + '>';
 }
+
+QString SimNetworkUpdate::sampleImage(int dataLines) {
+    QString text;
+    for (int i = 0; i < dataLines; ++i)
+        text += QStringLiteral(":10%1000102030405060708090A0B0C0D0E0F%2\n")
+                    .arg(i * 16 % 0x10000, 4, 16, QLatin1Char('0'))
+                    .arg(i % 256, 2, 16, QLatin1Char('0'))
+                    .toUpper();
+    return text + QStringLiteral(":00000001FF\n");
+}

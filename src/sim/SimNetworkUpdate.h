@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QString>
 #include <chrono>
 #include <optional>
 
@@ -16,6 +17,10 @@ public:
     using Clock = std::chrono::steady_clock;
     static constexpr int kProgressLines = 100;
     static constexpr std::chrono::milliseconds kQuiet{500};
+
+    // A PROM image's text for a unit to take: a data record per 16 bytes,
+    // then the end record. Tests and benchmarks send it as an update.
+    static QString sampleImage(int dataLines);
 
     // The line that starts an update, trimmed.
     static bool isStart(const QByteArray& line) { return line.trimmed() == "u 0"; }

@@ -6,6 +6,7 @@
 #include "link/ComThread.h"
 #include "panel/InhibitPing.h"
 #include "panel/PanelController.h"
+#include "sim/SimNetworkUpdate.h"
 #include "sim/SimulatedUnit.h"
 
 #include <QTcpServer>
@@ -45,17 +46,6 @@ struct Panel {
     QStringList lines;
 };
 
-// A PROM image's lines: a data record per 16 bytes, then the end record.
-QString mcsText(int dataLines) {
-    QString text;
-    for (int i = 0; i < dataLines; ++i)
-        text += QStringLiteral(":10%1000102030405060708090A0B0C0D0E0F%2\n")
-                    .arg(i * 16 % 0x10000, 4, 16, QLatin1Char('0'))
-                    .arg(i % 256, 2, 16, QLatin1Char('0'))
-                    .toUpper();
-    return text + QStringLiteral(":00000001FF\n");
-}
-
 } // namespace
 
 TEST(NetworkLink, CarriesCommandsRepliesAndUpdateProgressToTheSimulatedUnit) {
@@ -92,7 +82,7 @@ TEST(NetworkLink, CarriesCommandsRepliesAndUpdateProgressToTheSimulatedUnit) {
         highest = std::max(highest, panel.controller.parser().progress().value);
     });
     EXPECT_EQ(panel.link.sendStringToNetwork(QStringLiteral(" u 0")), 0);
-    EXPECT_EQ(panel.link.sendStringToNetwork(mcsText(records)), 0);
+    EXPECT_EQ(panel.link.sendStringToNetwork(SimNetworkUpdate::sampleImage(records)), 0);
     ASSERT_TRUE(waitFor([&] { return panel.alerts.shown.contains(kEndAlert); }, kWaitMs));
     EXPECT_EQ(sim.networkUpdatesDone(), 1);
     EXPECT_EQ(sim.networkUpdateRecords(), records + 1);

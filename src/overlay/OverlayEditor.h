@@ -1,0 +1,67 @@
+#pragma once
+
+#include "link/QueuedCalls.h"
+#include "overlay/PreviewWorker.h"
+
+#include <QImage>
+#include <functional>
+#include <memory>
+
+class CommandSink;
+
+// What every overlay editor has besides its own settings: the link it sends
+// through, the view's handlers, and the preview worker with the mailbox
+// through which the worker reaches the editor and the last picture. Main
+// thread only, apart from the worker itself.
+template <typename Worker>
+class OverlayEditor {
+public:
+    OverlayEditor(const OverlayEditor&) = delete;
+    OverlayEditor& operator=(const OverlayEditor&) = delete;
+
+    // Where commands go; returns null while there is no link.
+    void setComThread(std::function<CommandSink*()> sink) { m_sink = std::move(sink); }
+    // Preview pictures and report-driven changes, for the view.
+    void setImageHandler(std::function<void(const QImage&)> h) { m_onImage = std::move(h); }
+    void setChangedHandler(std::function<void()> h) { m_onChanged = std::move(h); }
+
+    QImage image() const { return m_image; }
+    Worker* thread() const { return m_worker.get(); }
+    // Stops the worker and drops what it posted and was not yet delivered.
+    void windowClosing() {
+        m_worker->stopThread();
+        m_calls->cancel();
+    }
+
+protected:
+    OverlayEditor()
+        : m_calls(std::make_unique<QueuedCalls>(nullptr)), m_worker(std::make_unique<Worker>()) {}
+    ~OverlayEditor() { windowClosing(); }
+
+    CommandSink* comThread() const { return m_sink ? m_sink() : nullptr; }
+    void changed() const {
+        if (m_onChanged)
+            m_onChanged();
+    }
+    // Starts the worker; its transmit requests reach `threadNeedsTx` with
+    // their code.
+    void startPreview(std::function<void(int code)> threadNeedsTx) {
+        PreviewWorker::Parent parent;
+        parent.calls = m_calls.get();
+        parent.threadNeedsDisplay = [this](const QImage& image) {
+            m_image = image;
+            if (m_onImage)
+                m_onImage(m_image);
+        };
+        parent.threadNeedsTx = std::move(threadNeedsTx);
+        m_worker->startThread(std::move(parent));
+    }
+
+private:
+    std::function<CommandSink*()> m_sink;
+    std::function<void(const QImage&)> m_onImage;
+    std::function<void()> m_onChanged;
+    QImage m_image;
+    std::unique_ptr<QueuedCalls> m_calls; // outlives the worker
+    std::unique_ptr<Worker> m_worker;
+};
