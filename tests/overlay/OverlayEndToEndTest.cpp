@@ -210,6 +210,26 @@ TEST(OverlayEndToEnd, AnnunciatorDragReachesTheUnitOnce) {
     // The unit's echo is the report the guard drops.
     ASSERT_TRUE(QTest::qWaitFor([&] { return !view->editor().skipEcho(); }, kWaitMs));
     EXPECT_TRUE(app.find<QRadioButton>("radioAnnunciatorRecord")->isChecked());
+
+    // The other controls, each with what the unit gets.
+    auto click = [&](const char* name) { app.find<QAbstractButton>(name)->click(); };
+    auto next = [&](const char* name) { QTest::keyClick(app.find<QComboBox>(name), Qt::Key_Down); };
+    const std::pair<std::function<void()>, QStringList> actions[] = {
+        {[&] { click("buttonShowSampleText"); }, {"V Sample Text"}},
+        {[&] { click("buttonClearSampleBarBeat"); }, {"V2 "}},
+        {[&] { click("radioButtonSony"); }, {"n 1"}},
+        {[&] { click("checkBoxShowMidi"); }, {"n 3"}},
+        {[&] { next("comboBoxAnnunciatorBackgroundRecord"); }, {"t 70 80 70"}},
+        {[&] { next("textPointCombo"); }, {"r 48 10 200 112 0", "V Sample Text"}},
+        {[&] { next("annunciatorPointCombo"); }, {"r 64 10 10 112 1", "U 1"}},
+    };
+    for (const auto& [act, expected] : actions) {
+        sim.clearRecord();
+        act();
+        EXPECT_TRUE(QTest::qWaitFor(
+            [&] { return withoutPings(sim.commandLines()).size() >= expected.size(); }, kWaitMs));
+        EXPECT_EQ(withoutPings(sim.commandLines()), expected);
+    }
 }
 
 // The unit's annunciator reports land in the controls; bad ones change
