@@ -3,7 +3,7 @@
 // runs, so a busy machine shows less noise).
 #include "cues/CueListImporter.h"
 #include "cues/CueSheet.h"
-#include "cues/TcCalculator.h"
+#include "timecode/TcCalculator.h"
 
 #include <QElapsedTimer>
 #include <QString>

@@ -2,8 +2,8 @@
 // opened into a new window until its rows are painted, a sort of those rows
 // with the table's refresh, and a paste of 10,000 lines. Best of several runs.
 #include "cues/CueDocument.h"
-#include "cues/CueTableView.h"
-#include "cues/CueWindow.h"
+#include "cues/view/CueTableView.h"
+#include "cues/view/CueWindow.h"
 
 #include <QApplication>
 #include <QElapsedTimer>

@@ -10,10 +10,10 @@
 //      and worst of 1,000);
 //   4. CPU used by the idle link thread.
 // usage: bench_link [idle-seconds]   (default 60)
+#include "base/Diagnostics.h"
 #include "link/ComThread.h"
-#include "link/Diagnostics.h"
-#include "link/MsgClass.h"
 #include "protocol/Commands.h"
+#include "protocol/MsgClass.h"
 #include "sim/SimulatedUnit.h"
 
 #include <QCoreApplication>

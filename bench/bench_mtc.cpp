@@ -12,16 +12,16 @@
 //   3. CPU of the MIDI, main and link threads while following 30 fps in real
 //      time over a 10,000-cue sheet.
 // usage: bench_mtc [cpu-seconds] [latency]   (default 20; "latency" runs only 1)
+#include "base/Diagnostics.h"
 #include "cues/CueFiring.h"
 #include "cues/CueSheet.h"
 #include "link/ComThread.h"
-#include "link/CommandSink.h"
-#include "link/Diagnostics.h"
 #include "link/LinkListener.h"
-#include "link/MsgClass.h"
 #include "midi/MidiController.h"
 #include "midi/MtcGenerator.h"
+#include "protocol/CommandSink.h"
 #include "protocol/Commands.h"
+#include "protocol/MsgClass.h"
 #include "sim/SimulatedUnit.h"
 
 #include <QCoreApplication>
@@ -127,7 +127,7 @@ void latency() {
     CueFiring firing(&unit.owner);
     firing.setCommandSink(&unit.link);
     firing.publish(sheet);
-    midi.setCueFiring(&firing);
+    midi.setTimecodeListener(&firing);
 
     // The main thread's load: a big sheet sorted again and again, queries
     // the unit answers late, events handled only between sorts.
@@ -170,7 +170,7 @@ void latency() {
     const auto deadline = Clock::now() + std::chrono::seconds(30);
     while (unit.sim.triggers().size() < qsizetype(fedAt.size()) && Clock::now() < deadline)
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    midi.setCueFiring(nullptr);
+    midi.setTimecodeListener(nullptr);
     const QList<SimProtocol::Trigger> triggers = unit.sim.triggers();
     std::vector<double> us;
     for (qsizetype i = 0; i < std::min(triggers.size(), qsizetype(fedAt.size())); ++i)
@@ -230,7 +230,7 @@ void exactness(int type, bool exact, const char* label) {
         CueFiring firing(&mainThread);
         firing.setCommandSink(&sink);
         firing.publish(sheet);
-        midi.setCueFiring(&firing);
+        midi.setTimecodeListener(&firing);
         MtcGenerator generator(type, 1, 0, 0, 0);
         const QByteArray full = generator.fullFrame();
         midi.decodeData(reinterpret_cast<const std::uint8_t*>(full.constData()), 10);
@@ -239,7 +239,7 @@ void exactness(int type, bool exact, const char* label) {
             const QByteArray qf = generator.nextQuarterFrame();
             midi.decodeData(reinterpret_cast<const std::uint8_t*>(qf.constData()), 2);
         }
-        midi.setCueFiring(nullptr);
+        midi.setTimecodeListener(nullptr);
         // The time code reaches frame F with the last quarter frame of F - 1.
         for (const long long q : sink.fired) {
             const long long cue = (q + 1) / 4 - (first - start);
@@ -272,7 +272,7 @@ void cpu(int seconds) {
     CueFiring firing(&unit.owner);
     firing.setCommandSink(&unit.link);
     firing.publish(sheet);
-    midi.setCueFiring(&firing);
+    midi.setTimecodeListener(&firing);
     int counterUpdates = 0;
     QObject::connect(&midi, &MidiController::counterChanged,
                      [&](const QString&) { ++counterUpdates; });
@@ -309,7 +309,7 @@ void cpu(int seconds) {
     const double wallNs = double((Clock::now() - begin).count());
     const double mainNs = double(threadCpuNs() - mainBefore);
     const double linkNs = double((unit.link.linkThreadCpuTime() - linkBefore).count());
-    midi.setCueFiring(nullptr);
+    midi.setTimecodeListener(nullptr);
     std::printf("cpu at 30 fps over 10,000 cues for %d s (%lld cues fired, %d counter updates): "
                 "MIDI thread %.3f%%, main %.3f%%, link %.3f%% of one core\n",
                 seconds, static_cast<long long>(firing.firedCount()), counterUpdates,

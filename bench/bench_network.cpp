@@ -9,7 +9,7 @@
 //      stream connected, and the reply to the last start-up query parsed
 //      (the listing includes the daemon's own probing of the new name).
 // usage: bench_network [runs]   (default 3)
-#include "link/Alerts.h"
+#include "base/Alerts.h"
 #include "link/NetworkLink.h"
 #include "link/ServiceDiscovery.h"
 #include "panel/PanelController.h"

@@ -5,7 +5,7 @@
 // The simulated unit runs as its own process (qz62-sim), so the CPU figures
 // are the application's alone: main thread and link thread.
 #include "app/MainWindow.h"
-#include "link/Alerts.h"
+#include "base/Alerts.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -61,7 +61,7 @@ MainWindow* startWindow(const QString& label, const QString& port) {
     window->show();
     PanelOptions options;
     options.explicitPort = port;
-    window->panel()->awakeFromNib(options);
+    window->awakeFromNib(options);
     // "t" is the last of the start-up queries.
     QEventLoop loop;
     QObject::connect(&window->panel()->controller(), &PanelController::rxLine, &loop,

@@ -11,9 +11,9 @@
 // Exits 1 when a setting did not read back, the link state lagged more than
 // a second behind the unit, or the program stopped answering (a watchdog
 // aborts after 20 s without an event-loop turn).
-#include "link/Alerts.h"
+#include "base/Alerts.h"
+#include "base/Diagnostics.h"
 #include "link/ComThread.h"
-#include "link/Diagnostics.h"
 #include "panel/PanelController.h"
 #include "panel/PanelSettings.h"
 #include "sim/SimulatedUnit.h"

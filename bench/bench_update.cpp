@@ -5,8 +5,8 @@
 // so the directions add up), and their ratio; the unit's 200 ms to wake its
 // boot monitor is given apart.
 // usage: bench_update [program-KiB]   (default 32, at most 32)
+#include "base/Diagnostics.h"
 #include "link/ComThread.h"
-#include "link/Diagnostics.h"
 #include "sim/SimulatedUnit.h"
 #include "update/MicroUpdateThread.h"
 #include "update/SRecord.h"

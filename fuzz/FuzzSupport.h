@@ -2,8 +2,8 @@
 
 // Small helpers shared by the fuzz targets.
 
-#include "link/Alerts.h"
-#include "link/Diagnostics.h"
+#include "base/Alerts.h"
+#include "base/Diagnostics.h"
 
 #include <QByteArray>
 #include <QString>

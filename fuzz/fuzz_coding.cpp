@@ -4,9 +4,9 @@
 #include "FuzzSupport.h"
 
 #include "cues/CueListImporter.h"
-#include "cues/TCFormatter.h"
-#include "cues/TcCalculator.h"
 #include "protocol/Coding78.h"
+#include "timecode/TCFormatter.h"
+#include "timecode/TcCalculator.h"
 
 #include <cstring>
 

@@ -3,7 +3,7 @@
 // without hanging, keep its bound, and hand on only non-empty, trimmed lines.
 #include "FuzzSupport.h"
 
-#include "link/MsgClass.h"
+#include "protocol/MsgClass.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     fuzzsupport::quietProcess();

@@ -21,7 +21,7 @@ public:
     void mtcEvent(const MidiParser::Mtc& mtc) override {
         m_sheet.mtcEvent(QByteArray(reinterpret_cast<const char*>(mtc.data()), 4));
     }
-    void showTcDigits(const MidiParser::Mtc& mtc) override { MidiParser::formatMtc(mtc); }
+    void showTcDigits(const MidiParser::Mtc& mtc) override { mtcframe::format(mtc); }
     void txMidi(const QByteArray& bytes) override {
         fuzzsupport::check(bytes == MidiParser::pingResponse(), "sent something but a ping answer");
     }
@@ -45,6 +45,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (std::size_t at = 1; at < size; at += chunk)
         parser.decodeData(data + at, std::min(chunk, size - at));
     for (int i = 0; i < 8; ++i)
-        MidiParser::formatMtc(parser.mtc());
+        mtcframe::format(parser.mtc());
     return 0;
 }

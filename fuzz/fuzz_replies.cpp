@@ -5,10 +5,10 @@
 #include "FuzzSupport.h"
 
 #include "cues/CueSheet.h"
-#include "link/CommandSink.h"
-#include "link/MsgClass.h"
-#include "panel/ReplyReceivers.h"
 #include "panel/StatusParser.h"
+#include "protocol/CommandSink.h"
+#include "protocol/MsgClass.h"
+#include "protocol/ReplyReceivers.h"
 
 namespace {
 

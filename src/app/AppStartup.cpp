@@ -5,11 +5,11 @@
 #include "app/MainWindow.h"
 #include "app/MessageBoxPresenter.h"
 #include "app/SingleInstance.h"
-#include "cues/CueWindow.h"
-#include "cues/TcCalculator.h"
+#include "cues/view/CueWindow.h"
 #include "link/ServiceDiscovery.h"
-#include "midi/MidiView.h"
+#include "midi/view/MidiView.h"
 #include "sim/SimulatedUnit.h"
+#include "timecode/TcCalculator.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -244,7 +244,7 @@ bool AppStartup::start() {
         midi->wantDestination(m_options.midiOut);
 
     m_window->show();
-    m_window->panel()->awakeFromNib(panel);
+    m_window->awakeFromNib(panel);
     m_window->midiView()->awakeFromNib();
     qApp->installEventFilter(this);
     // Once the window is up: a file that cannot be opened says so in front of it.
@@ -263,7 +263,7 @@ void AppStartup::shutDown() {
     if (m_presenter)
         alerts::setPresenter(nullptr);
     if (m_window)
-        m_window->panel()->windowClosing();
+        m_window->windowClosing();
 }
 
 bool AppStartup::eventFilter(QObject* watched, QEvent* event) {

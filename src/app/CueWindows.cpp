@@ -1,14 +1,14 @@
 #include "app/CueWindows.h"
 
+#include "base/Alerts.h"
 #include "cues/CueDocument.h"
 #include "cues/CueFiring.h"
 #include "cues/CueListImporter.h"
-#include "cues/CueTableView.h"
-#include "cues/CueWindow.h"
-#include "link/Alerts.h"
+#include "cues/view/CueTableView.h"
+#include "cues/view/CueWindow.h"
 #include "link/ComThread.h"
 #include "midi/MidiController.h"
-#include "panel/qz62View.h"
+#include "panel/view/qz62View.h"
 
 #include <QAction>
 #include <QDir>
@@ -58,7 +58,7 @@ CueWindows::CueWindows(qz62View* panel, QMenu* mainFileMenu, QObject* parent)
 CueWindows::~CueWindows() {
     // The MIDI thread lets go of the firing before it goes.
     if (m_midi)
-        m_midi->setCueFiring(nullptr);
+        m_midi->setTimecodeListener(nullptr);
     const QList<CueWindow*> open = windows();
     m_windows.clear();
     for (CueWindow* w : open) {
@@ -232,7 +232,7 @@ void CueWindows::setFront(CueWindow* window) {
 
 void CueWindows::attachTimecode(MidiController* midi) {
     if (m_midi)
-        m_midi->setCueFiring(nullptr);
+        m_midi->setTimecodeListener(nullptr);
     m_midi = midi;
     if (!midi) {
         m_firing.reset();
@@ -244,7 +244,7 @@ void CueWindows::attachTimecode(MidiController* midi) {
     }
     m_firing->setCommandSink(m_panel->controller().comThread());
     publishFront();
-    midi->setCueFiring(m_firing.get());
+    midi->setTimecodeListener(m_firing.get());
     for (CueWindow* w : windows()) {
         if (auto* counter = w->findChild<QLabel*>(QStringLiteral("labelTimecodeCounter"))) {
             counter->setText(midi->counterText());

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "panel/ReplyReceivers.h"
+#include "protocol/ReplyReceivers.h"
 
 #include <QList>
 #include <QObject>

@@ -2,8 +2,13 @@
 
 #include "Version.h"
 #include "app/CueWindows.h"
-#include "midi/MidiView.h"
-#include "panel/UpdatePanel.h"
+#include "base/view/BarsColorList.h"
+#include "link/ComThread.h"
+#include "midi/view/MidiView.h"
+#include "overlay/view/AnnunciatorView.h"
+#include "overlay/view/MonitorView.h"
+#include "overlay/view/PunchView.h"
+#include "panel/view/UpdatePanel.h"
 #include "ui_MainWindow.h"
 
 #include <QCloseEvent>
@@ -16,6 +21,10 @@ MainWindow::MainWindow(QWidget* parent)
     m_ui->setupUi(this);
     m_panel = new qz62View(this);
     setCentralWidget(m_panel);
+    m_monitorView = new MonitorView;
+    m_punchView = new PunchView;
+    m_annunciatorView = new AnnunciatorView;
+    m_panel->setEditorTabs(m_monitorView, m_punchView, m_annunciatorView);
 
     // The timecode counter sits above the panel; every cue window shows it too.
     m_midiView = new MidiView(this);
@@ -42,8 +51,43 @@ MainWindow::MainWindow(QWidget* parent)
 }
 
 MainWindow::~MainWindow() {
-    // The cue windows talk to the panel: they go first.
+    // The cue windows talk to the panel: they go first; the editors' workers
+    // go before the controller whose link they use.
     delete m_cueWindows;
+    stopEditors();
+}
+
+void MainWindow::awakeFromNib(const PanelOptions& options) {
+    BarsColorList::initColorPanel();
+    // The editors send through whatever link there is at the time, and take
+    // their own report lines.
+    PanelController& controller = m_panel->controller();
+    auto link = [&controller]() -> CommandSink* { return controller.comThread(); };
+    m_monitorView->editor().setComThread(link);
+    m_punchView->editor().setComThread(link);
+    m_annunciatorView->editor().setComThread(link);
+    controller.parser().setStreamerReceiver(&m_monitorView->editor());
+    controller.parser().setPunchReceiver(&m_punchView->editor());
+    controller.parser().setAnnunciatorReceiver(&m_annunciatorView->editor());
+    m_monitorView->awakeFromNib();
+    m_punchView->awakeFromNib();
+    m_annunciatorView->awakeFromNib();
+    m_panel->awakeFromNib(options);
+}
+
+void MainWindow::stopEditors() {
+    m_monitorView->windowClosing();
+    m_punchView->windowClosing();
+    m_annunciatorView->windowClosing();
+    PanelController& controller = m_panel->controller();
+    controller.parser().setStreamerReceiver(nullptr);
+    controller.parser().setPunchReceiver(nullptr);
+    controller.parser().setAnnunciatorReceiver(nullptr);
+}
+
+void MainWindow::windowClosing() {
+    stopEditors();
+    m_panel->windowClosing();
 }
 
 QString MainWindow::statusText() const {
@@ -62,7 +106,7 @@ void MainWindow::closeEvent(QCloseEvent* event) {
         event->ignore();
         return;
     }
-    m_panel->windowClosing();
+    windowClosing();
     event->accept();
 }
 

@@ -1,13 +1,16 @@
 #pragma once
 
-#include "panel/qz62View.h"
+#include "panel/view/qz62View.h"
 
 #include <QMainWindow>
 #include <memory>
 
+class AnnunciatorView;
 class CueWindows;
-class QLabel;
 class MidiView;
+class MonitorView;
+class PunchView;
+class QLabel;
 class UpdatePanel;
 namespace Ui {
 class MainWindow;
@@ -21,7 +24,17 @@ public:
     explicit MainWindow(QWidget* parent = nullptr);
     ~MainWindow() override;
 
+    // Start-up of the panel and the overlay editors on its tabs: the editors
+    // are attached to the link and the reply parser before the unit is looked
+    // for, so no report line reaches a panel that cannot take it.
+    void awakeFromNib(const PanelOptions& options = PanelOptions());
+    // Stops the editors' workers, then the link.
+    void windowClosing();
+
     qz62View* panel() const { return m_panel; }
+    MonitorView* monitorView() const { return m_monitorView; }
+    PunchView* punchView() const { return m_punchView; }
+    AnnunciatorView* annunciatorView() const { return m_annunciatorView; }
     // The timecode counter and the MIDI menus; a cue window attaches its
     // CueFiring to midiView()->controller().
     MidiView* midiView() const { return m_midiView; }
@@ -34,10 +47,14 @@ protected:
 
 private:
     void showAbout();
+    void stopEditors();
     void showLinkState(const QString& text, PanelController::LinkState state);
 
     std::unique_ptr<Ui::MainWindow> m_ui;
     qz62View* m_panel = nullptr;
+    MonitorView* m_monitorView = nullptr;
+    PunchView* m_punchView = nullptr;
+    AnnunciatorView* m_annunciatorView = nullptr;
     QLabel* m_linkLabel = nullptr;
     MidiView* m_midiView = nullptr;
     CueWindows* m_cueWindows = nullptr;

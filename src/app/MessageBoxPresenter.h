@@ -1,6 +1,6 @@
 #pragma once
 
-#include "link/Alerts.h"
+#include "base/Alerts.h"
 
 class QWidget;
 

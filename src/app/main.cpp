@@ -2,7 +2,7 @@
 #include "app/AppStartup.h"
 #include "app/CueWindows.h"
 #include "app/MainWindow.h"
-#include "cues/CueWindow.h"
+#include "cues/view/CueWindow.h"
 
 #include <QApplication>
 #include <QDir>

@@ -1,12 +1,12 @@
 // qz62ctl import and tc: cue lists into cue sheets, timecode arithmetic.
 #include "CliCommands.h"
 #include "CliSupport.h"
+#include "base/OutputFile.h"
 #include "cues/CueListImporter.h"
 #include "cues/CueSheet.h"
-#include "cues/OutputFile.h"
 #include "cues/PdfCueReader.h"
-#include "cues/TcCalculator.h"
 #include "cues/TextFileReader.h"
+#include "timecode/TcCalculator.h"
 
 #include <QFileInfo>
 #include <cstdio>

@@ -1,9 +1,9 @@
 // qz62ctl probe / send: the device link from the command line.
 #include "CliCommands.h"
 
+#include "base/Diagnostics.h"
 #include "link/ComThread.h"
-#include "link/Diagnostics.h"
-#include "link/MsgClass.h"
+#include "protocol/MsgClass.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

@@ -2,6 +2,7 @@
 #include "CliCommands.h"
 #include "CliSupport.h"
 
+#include "cues/CueMidiExport.h"
 #include "cues/CueSheet.h"
 #include "cues/TextFileReader.h"
 #include "midi/MidiTrack.h"
@@ -112,11 +113,11 @@ int exportMidi(const QStringList& args) {
     QByteArray log;
     track.setLogSink([&log](const QByteArray& text) { log += text; });
     QString error;
-    if (!track.onExportMidi(options.outPath, sheet.rows(), options.start.value_or(settings.start),
-                            tcType, options.offsetSeconds.value_or(sheet.offset()),
-                            options.text.value_or(settings.text),
-                            options.pulldown.value_or(settings.pulldown),
-                            options.cueId.value_or(settings.cueId), &error))
+    if (!cuemidi::onExportMidi(
+            track, options.outPath, sheet.rows(), options.start.value_or(settings.start), tcType,
+            options.offsetSeconds.value_or(sheet.offset()), options.text.value_or(settings.text),
+            options.pulldown.value_or(settings.pulldown), options.cueId.value_or(settings.cueId),
+            &error))
         return fail(
             QStringLiteral("export-midi: cannot write '%1': %2").arg(options.outPath, error));
     const MidiTrack::ExportReport& report = track.lastExportReport();

@@ -2,10 +2,10 @@
 #include "CliCommands.h"
 #include "CliSupport.h"
 
-#include "cues/TcCalculator.h"
-#include "link/Diagnostics.h"
+#include "base/Diagnostics.h"
 #include "midi/MidiPorts.h"
 #include "midi/MtcGenerator.h"
+#include "timecode/TcCalculator.h"
 
 #include <atomic>
 #include <chrono>

@@ -1,7 +1,7 @@
 #include "cues/CueDocument.h"
 
+#include "base/Diagnostics.h"
 #include "cues/CueListImporter.h"
-#include "link/Diagnostics.h"
 
 #include <QFileInfo>
 #include <QSaveFile>

@@ -1,8 +1,8 @@
 #include "cues/CueFiring.h"
 
+#include "base/QueuedCalls.h"
 #include "cues/CueSheet.h"
-#include "link/CommandSink.h"
-#include "link/QueuedCalls.h"
+#include "protocol/CommandSink.h"
 #include "protocol/Commands.h"
 #include "protocol/MidiMessages.h"
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "midi/TimecodeListener.h"
+
 #include <QByteArray>
 #include <array>
 #include <atomic>
@@ -47,7 +49,7 @@ struct CueFiringSnapshot {
 // A cue fires once for one pass over its frame: a time that wobbles back onto
 // a frame already fired (quarter frames out of order) does not fire it again;
 // a locate more than a couple of frames away and back does.
-class CueFiring {
+class CueFiring final : public TimecodeListener {
 public:
     // `mainThread` is an object living on the main thread; selection changes
     // are delivered on its thread.
@@ -72,7 +74,7 @@ public:
 
     // --- the MIDI thread ---
     // Four bytes: hours with the rate code in bits 5-6, minutes, seconds, frames.
-    void mtcEvent(const std::array<std::uint8_t, 4>& mtc);
+    void mtcEvent(const mtcframe::Frame& mtc) override;
     void mtcEvent(const QByteArray& mtc);
 
     // Cues fired so far (any thread).

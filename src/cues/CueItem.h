@@ -1,6 +1,6 @@
 #pragma once
 
-#include "cues/TCFormatter.h"
+#include "timecode/TCFormatter.h"
 
 #include <QString>
 

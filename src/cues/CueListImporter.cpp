@@ -1,12 +1,12 @@
 #include "cues/CueListImporter.h"
 
-#include "common/PosixRegex.h"
+#include "base/PosixRegex.h"
 #include "cues/CueSheet.h"
 #include "cues/CueText.h"
 #include "cues/PdfCueReader.h"
-#include "cues/TCFormatter.h"
-#include "cues/TcCalculator.h"
 #include "cues/TextFileReader.h"
+#include "timecode/TCFormatter.h"
+#include "timecode/TcCalculator.h"
 
 #include <QFile>
 #include <QFileInfo>

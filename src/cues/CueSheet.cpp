@@ -2,8 +2,8 @@
 
 #include "cues/CueListImporter.h"
 #include "cues/CueText.h"
-#include "link/CommandSink.h"
 #include "protocol/Coding78.h"
+#include "protocol/CommandSink.h"
 #include "protocol/Commands.h"
 #include "protocol/MidiMessages.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "cues/CueItem.h"
-#include "cues/TcCalculator.h"
+#include "timecode/TcCalculator.h"
 
 #include <QByteArray>
 #include <QList>

@@ -1,8 +1,8 @@
 #include "cues/PdfCueReader.h"
 
+#include "base/Diagnostics.h"
 #include "cues/CueListImporter.h"
-#include "cues/PdfFontDecoder.h"
-#include "link/Diagnostics.h"
+#include "cues/internal/PdfFontDecoder.h"
 
 #include <QFile>
 #include <memory>

@@ -1,6 +1,6 @@
 #include "link/ComThread.h"
 
-#include "link/QueuedCalls.h"
+#include "base/QueuedCalls.h"
 
 TransportLoan::TransportLoan(ComThread* link, std::unique_ptr<SerialTransport> port, bool restart)
     : m_link(link), m_port(std::move(port)), m_restart(restart) {}

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "link/CommandSink.h"
 #include "link/LinkListener.h"
 #include "link/LinkWorker.h"
 #include "link/SerialPortFinder.h"
 #include "link/SerialTransport.h"
+#include "protocol/CommandSink.h"
 
 #include <QString>
 #include <atomic>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "link/MsgClass.h"
+#include "protocol/MsgClass.h"
 
 #include <QString>
 

@@ -1,8 +1,8 @@
 #include "link/LinkWorker.h"
 
-#include "link/Diagnostics.h"
+#include "base/Diagnostics.h"
+#include "base/QueuedCalls.h"
 #include "link/LinkListener.h"
-#include "link/QueuedCalls.h"
 #include "link/Transport.h"
 
 #include <cerrno>

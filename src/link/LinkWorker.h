@@ -1,7 +1,7 @@
 #pragma once
 
-#include "link/MsgClass.h"
-#include "link/WakePipe.h"
+#include "base/WakePipe.h"
+#include "protocol/MsgClass.h"
 
 #include <QByteArray>
 #include <QString>

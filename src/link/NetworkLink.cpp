@@ -1,6 +1,6 @@
 #include "link/NetworkLink.h"
 
-#include "link/QueuedCalls.h"
+#include "base/QueuedCalls.h"
 
 #include <QHostAddress>
 #include <QStringDecoder>

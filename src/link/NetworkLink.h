@@ -1,8 +1,8 @@
 #pragma once
 
-#include "link/CommandSink.h"
-#include "link/MsgClass.h"
 #include "link/ServiceDiscovery.h"
+#include "protocol/CommandSink.h"
+#include "protocol/MsgClass.h"
 
 #include <QList>
 #include <QObject>

@@ -1,7 +1,7 @@
 #include "link/SerialPortFinder.h"
 
-#include "link/Alerts.h"
-#include "link/Diagnostics.h"
+#include "base/Alerts.h"
+#include "base/Diagnostics.h"
 #include "protocol/Commands.h"
 
 #include <QDir>

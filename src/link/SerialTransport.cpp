@@ -1,6 +1,6 @@
 #include "link/SerialTransport.h"
 
-#include "link/Diagnostics.h"
+#include "base/Diagnostics.h"
 
 #include <QByteArray>
 #include <cerrno>

@@ -1,8 +1,7 @@
 #include "midi/MidiController.h"
 
-#include "cues/CueFiring.h"
-#include "link/Diagnostics.h"
-#include "link/QueuedCalls.h"
+#include "base/Diagnostics.h"
+#include "base/QueuedCalls.h"
 
 #include <QSettings>
 #include <QTimer>
@@ -204,8 +203,8 @@ void MidiController::setExactDropFrame(bool exact) {
     m_settings->setValue(QLatin1String(kExactDropFrameKey), exact);
 }
 
-void MidiController::setCueFiring(CueFiring* firing) {
-    m_firing.store(firing);
+void MidiController::setTimecodeListener(TimecodeListener* listener) {
+    m_timecodeListener.store(listener);
     while (m_delivering.load() != 0)
         std::this_thread::yield();
 }
@@ -216,8 +215,8 @@ void MidiController::decodeData(const std::uint8_t* bytes, std::size_t size) {
 
 void MidiController::mtcEvent(const MidiParser::Mtc& mtc) {
     m_delivering.fetch_add(1);
-    if (CueFiring* firing = m_firing.load())
-        firing->mtcEvent(mtc);
+    if (TimecodeListener* listener = m_timecodeListener.load())
+        listener->mtcEvent(mtc);
     m_delivering.fetch_sub(1);
 }
 
@@ -230,7 +229,7 @@ void MidiController::showTcDigits(const MidiParser::Mtc& mtc) {
 
 void MidiController::showCounter() {
     m_counterPending.store(false);
-    const QString text = MidiParser::formatMtc(unpacked(m_shownTime.load()));
+    const QString text = mtcframe::format(unpacked(m_shownTime.load()));
     if (text == m_counterText)
         return;
     m_counterText = text;

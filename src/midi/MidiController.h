@@ -2,6 +2,7 @@
 
 #include "midi/MidiParser.h"
 #include "midi/MidiPorts.h"
+#include "midi/TimecodeListener.h"
 
 #include <QObject>
 #include <QString>
@@ -9,14 +10,13 @@
 #include <atomic>
 #include <memory>
 
-class CueFiring;
 class QSettings;
 class QTimer;
 class QueuedCalls;
 
 // What the MIDI view does, without the widgets: picks the source and the
 // destination, follows the system's MIDI setup, parses what arrives on the
-// MIDI thread and passes every timecode step to the attached CueFiring there,
+// MIDI thread and passes every timecode step to the attached listener there,
 // answers the HUI host's ping, and keeps the counter text for the view.
 //
 // Lives on the main thread. The MIDI thread only runs the parser, the cue
@@ -77,7 +77,7 @@ public:
     void setExactDropFrame(bool exact);
     // Where every timecode step goes, on the MIDI thread; null for none.
     // Returns once no step is being delivered to the previous one.
-    void setCueFiring(CueFiring* firing);
+    void setTimecodeListener(TimecodeListener* listener);
     // The time to show, "HH:MM:SS:FF" (noTimeText() before any).
     QString counterText() const { return m_counterText; }
 
@@ -120,7 +120,7 @@ private:
     bool m_outputOpen = false; // the same for the output
     QString m_counterText = noTimeText();
 
-    std::atomic<CueFiring*> m_firing{nullptr};
+    std::atomic<TimecodeListener*> m_timecodeListener{nullptr};
     std::atomic<int> m_delivering{0};
     std::atomic<std::uint32_t> m_shownTime{0};
     std::atomic<bool> m_counterPending{false};

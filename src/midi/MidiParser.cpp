@@ -8,14 +8,6 @@ constexpr std::uint8_t kEndOfSysex = 0xF7;
 // Sysex header of the HUI host's timecode display.
 constexpr std::array<std::uint8_t, 7> kHuiTimecodeHeader = {0xF0, 0x00, 0x00, 0x66,
                                                             0x05, 0x00, 0x11};
-constexpr int kHours = 0;
-constexpr int kMinutes = 1;
-constexpr int kSeconds = 2;
-constexpr int kFrames = 3;
-constexpr std::uint8_t kRateMask = 0x60;
-constexpr std::uint8_t kRate24 = 0x00;
-constexpr std::uint8_t kRate25 = 0x20;
-constexpr std::uint8_t kRate30Drop = 0x40;
 
 void setLowNibble(std::uint8_t& byte, int n) {
     byte = std::uint8_t((byte & 0xF0) | (n & 0x0F));
@@ -125,7 +117,7 @@ void MidiParser::mtcService() {
         incrTc();
         showTcDigits();
     }
-    std::uint8_t& field = m_mtc[size_t(kFrames - piece / 2)];
+    std::uint8_t& field = m_mtc[size_t(mtcframe::kFrames - piece / 2)];
     if (piece % 2 == 0)
         setLowNibble(field, nibble);
     else
@@ -137,34 +129,8 @@ void MidiParser::mtcService() {
     }
 }
 
-void MidiParser::stepFrame(Mtc& mtc, bool exactDropFrame) {
-    const std::uint8_t rate = mtc[kHours] & kRateMask;
-    const bool exact = exactDropFrame && rate == kRate30Drop;
-    const int limit = rate == kRate25 ? 25 : (rate == kRate24 ? 24 : 30);
-    mtc[kFrames] = std::uint8_t(mtc[kFrames] + 1);
-    if (mtc[kFrames] < limit)
-        return;
-    mtc[kFrames] = 0;
-    mtc[kSeconds] = std::uint8_t(mtc[kSeconds] + 1);
-    if (rate == kRate30Drop && mtc[kSeconds] % 10 != 0 && !exact)
-        mtc[kHours] = 2; // hours and rate overwritten: the unit's drop-frame handling
-    if (mtc[kSeconds] >= 60) {
-        mtc[kSeconds] = 0;
-        mtc[kMinutes] = std::uint8_t(mtc[kMinutes] + 1);
-        if (mtc[kMinutes] >= 60) {
-            mtc[kMinutes] = 0;
-            const int hours = ((mtc[kHours] & 0x1F) + 1) % 24;
-            mtc[kHours] = std::uint8_t((mtc[kHours] & 0xE0) | hours);
-        }
-    }
-    // 29.97 drop frame: frame numbers 0 and 1 do not exist at the start of a
-    // minute, except every tenth minute.
-    if (exact && mtc[kSeconds] == 0 && mtc[kMinutes] % 10 != 0)
-        mtc[kFrames] = 2;
-}
-
 void MidiParser::incrTc() {
-    stepFrame(m_mtc, exactDropFrame());
+    mtcframe::step(m_mtc, exactDropFrame());
     if (m_listener)
         m_listener->mtcEvent(m_mtc);
 }
@@ -193,13 +159,6 @@ void MidiParser::sysexService() {
         m_tcDigits[--slot] = m_buffer[size_t(i)];
     if (m_listener)
         m_listener->showHui();
-}
-
-QString MidiParser::formatMtc(const Mtc& mtc) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%02d:%02d:%02d:%02d", mtc[kHours] & 0x1F, mtc[kMinutes],
-                  mtc[kSeconds], mtc[kFrames]);
-    return QString::fromLatin1(text);
 }
 
 QByteArray MidiParser::pingResponse() {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "timecode/MtcFrame.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QString>
@@ -26,7 +28,7 @@
 class MidiParser {
 public:
     // Hours with the rate code in bits 5-6, minutes, seconds, frames.
-    using Mtc = std::array<std::uint8_t, 4>;
+    using Mtc = mtcframe::Frame;
 
     class Listener {
     public:
@@ -67,15 +69,10 @@ public:
     // HUI timecode-display digits, last digit first.
     const std::array<std::uint8_t, 8>& tcDigits() const { return m_tcDigits; }
 
-    // "HH:MM:SS:FF" of a timecode (rate bits left out).
-    static QString formatMtc(const Mtc& mtc);
     // The answer to the HUI host's ping: 90 00 7F.
     static QByteArray pingResponse();
     // The five sends of the HUI lamp test, in order.
     static QList<QByteArray> testSequence();
-    // One frame step of `mtc` as the parser does it (exposed for the tools
-    // that play timecode and for checks).
-    static void stepFrame(Mtc& mtc, bool exactDropFrame);
 
 private:
     void noteOnService();

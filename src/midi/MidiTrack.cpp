@@ -1,8 +1,7 @@
 #include "midi/MidiTrack.h"
 
-#include "common/HexScan.h"
-#include "cues/CueText.h"
-#include "cues/OutputFile.h"
+#include "base/HexScan.h"
+#include "base/OutputFile.h"
 #include "protocol/Coding78.h"
 #include "protocol/MidiMessages.h"
 
@@ -112,10 +111,6 @@ QByteArray MidiTrack::encode78(const QByteArray& data) {
 
 QByteArray MidiTrack::decode78(const QByteArray& data) {
     return coding78::decode78(data);
-}
-
-QString MidiTrack::cueItemText(const CueItem& item, bool textIncluded, bool cueIdIncluded) {
-    return cuetext::build(item, cueIdIncluded, textIncluded, false);
 }
 
 void MidiTrack::writeVarLenValue(QByteArray& data, int value) {
@@ -397,9 +392,8 @@ QByteArray MidiTrack::fileWithTrack(QByteArray& track) {
     return file;
 }
 
-QByteArray MidiTrack::exportMidi(const QList<CueItem>& cues, const QString& start, int tcType,
-                                 double offsetSeconds, bool textIncluded, bool pulldown,
-                                 bool cueIdIncluded) {
+QByteArray MidiTrack::exportMidi(const QList<Cue>& cues, const QString& start, int tcType,
+                                 double offsetSeconds, bool pulldown) {
     m_exportReport = ExportReport();
     if (cues.isEmpty() || tcType < 0 || tcType > 3)
         return {};
@@ -432,9 +426,8 @@ QByteArray MidiTrack::exportMidi(const QList<CueItem>& cues, const QString& star
     std::int64_t dayBase = 0;
     std::int64_t ahead = startTicks; // the cue's own time before the one being placed
     std::int64_t placed = startTicks;
-    for (const CueItem& cue : cues) {
-        std::int64_t own =
-            dayBase + std::int64_t(ticksFrame) * m_tcc.tcToBinary(cue.getCueIn(), tcType);
+    for (const Cue& cue : cues) {
+        std::int64_t own = dayBase + std::int64_t(ticksFrame) * m_tcc.tcToBinary(cue.in, tcType);
         if (own < ahead - dayTicks / 2) {
             dayBase += dayTicks;
             own += dayTicks;
@@ -453,12 +446,9 @@ QByteArray MidiTrack::exportMidi(const QList<CueItem>& cues, const QString& star
         return int(std::min<std::int64_t>(delta, INT_MAX));
     };
     for (qsizetype i = 0; i < cues.size(); ++i) {
-        const QString text = cueItemText(cues[i], textIncluded, cueIdIncluded);
-        if (!text.isEmpty() && !coding78::fitsLatin1(text)) {
-            const QString id = cues[i].cueId.trimmed();
-            m_exportReport.lostTexts
-                << (id.isEmpty() ? QString() : id + QLatin1String(" at ")) + cues[i].getCueIn();
-        }
+        const QString& text = cues[i].text;
+        if (!text.isEmpty() && !coding78::fitsLatin1(text))
+            m_exportReport.lostTexts << cues[i].name;
         writeCue(track, deltaTo(at[size_t(i)]), text);
         std::int64_t noteEnd = at[size_t(i)] + kNoteLengthTicks;
         if (i + 1 < cues.size() && at[size_t(i) + 1] < noteEnd) {
@@ -473,11 +463,9 @@ QByteArray MidiTrack::exportMidi(const QList<CueItem>& cues, const QString& star
     return fileWithTrack(track);
 }
 
-bool MidiTrack::onExportMidi(const QString& path, const QList<CueItem>& cues, const QString& start,
-                             int tcType, double offsetSeconds, bool textIncluded, bool pulldown,
-                             bool cueIdIncluded, QString* error) {
-    const QByteArray bytes =
-        exportMidi(cues, start, tcType, offsetSeconds, textIncluded, pulldown, cueIdIncluded);
+bool MidiTrack::onExportMidi(const QString& path, const QList<Cue>& cues, const QString& start,
+                             int tcType, double offsetSeconds, bool pulldown, QString* error) {
+    const QByteArray bytes = exportMidi(cues, start, tcType, offsetSeconds, pulldown);
     if (bytes.isEmpty()) {
         if (error)
             *error = QStringLiteral("nothing to export");

@@ -1,7 +1,6 @@
 #pragma once
 
-#include "cues/CueItem.h"
-#include "cues/TcCalculator.h"
+#include "timecode/TcCalculator.h"
 
 #include <QByteArray>
 #include <QList>
@@ -45,8 +44,7 @@ public:
         // Note ends written at the next cue's time, less than 800 ticks on.
         int shortenedNotes = 0;
         // Cues whose text still has a character without a Latin-1 form:
-        // their text message goes out empty. "<identifier> at <in time>", or
-        // the in time alone for a cue without an identifier.
+        // their text message goes out empty. The cues' names.
         QStringList lostTexts;
     };
 
@@ -59,6 +57,14 @@ public:
     struct ReadReport {
         ReadVerdict verdict = ReadVerdict::Complete;
         QString problem; // the first problem met, for the user
+    };
+
+    // One cue of an export: its in time (HH:MM:SS:FF), the text it carries
+    // (empty: none) and how the export names it when the text is lost.
+    struct Cue {
+        QString in;
+        QString text;
+        QString name;
     };
 
     MidiTrack();
@@ -80,14 +86,12 @@ public:
     // the sort does; a cue still earlier is placed at the start or with the
     // cue ahead of it, and a note end that would come after the next cue is
     // written at the next cue's time. lastExportReport() says what was moved.
-    QByteArray exportMidi(const QList<CueItem>& cues, const QString& start, int tcType,
-                          double offsetSeconds, bool textIncluded, bool pulldown,
-                          bool cueIdIncluded);
+    QByteArray exportMidi(const QList<Cue>& cues, const QString& start, int tcType,
+                          double offsetSeconds, bool pulldown);
     // exportMidi() written atomically to path. False (and the file left as
     // it was) when there is nothing to write or the write fails.
-    bool onExportMidi(const QString& path, const QList<CueItem>& cues, const QString& start,
-                      int tcType, double offsetSeconds, bool textIncluded, bool pulldown,
-                      bool cueIdIncluded, QString* error = nullptr);
+    bool onExportMidi(const QString& path, const QList<Cue>& cues, const QString& start, int tcType,
+                      double offsetSeconds, bool pulldown, QString* error = nullptr);
     const ExportReport& lastExportReport() const { return m_exportReport; }
 
     // A one-event file whose event is the bytes given as hexadecimal numbers
@@ -109,11 +113,6 @@ public:
 
     // Logs one system-exclusive message from the unit (without the 0xF0).
     void decodeSysexData(const QByteArray& message);
-
-    // The text carried for a cue: the identifier (with "\n" escape before
-    // the text when both are included) and the text, leading private-use
-    // symbols (above U+F000) removed, nothing trimmed.
-    static QString cueItemText(const CueItem& item, bool textIncluded, bool cueIdIncluded);
 
     // Variable-length quantity, at most 4 groups: values of 2^28 and more
     // lose their high bits, a negative value is written as its 32-bit pattern.

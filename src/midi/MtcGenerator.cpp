@@ -53,8 +53,8 @@ QByteArray MtcGenerator::nextQuarterFrame() {
     const char bytes[2] = {char(0xF1), char((m_piece << 4) | nibble)};
     if (++m_piece == 8) {
         m_piece = 0;
-        MidiParser::stepFrame(m_described, true);
-        MidiParser::stepFrame(m_described, true);
+        mtcframe::step(m_described, true);
+        mtcframe::step(m_described, true);
     }
     return QByteArray(bytes, 2);
 }

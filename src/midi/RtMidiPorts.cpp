@@ -1,6 +1,6 @@
 #include "midi/RtMidiPorts.h"
 
-#include "link/Diagnostics.h"
+#include "base/Diagnostics.h"
 
 #include <QFileInfo>
 #include <RtMidi.h>

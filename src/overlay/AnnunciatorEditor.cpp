@@ -1,6 +1,6 @@
 #include "overlay/AnnunciatorEditor.h"
 
-#include "link/CommandSink.h"
+#include "protocol/CommandSink.h"
 #include "protocol/Commands.h"
 #include "protocol/ReplyScanner.h"
 

@@ -3,7 +3,7 @@
 #include "overlay/DrawAnnunciatorThread.h"
 #include "overlay/OverlayEditor.h"
 #include "overlay/TextItem.h"
-#include "panel/ReplyReceivers.h"
+#include "protocol/ReplyReceivers.h"
 
 #include <QImage>
 #include <QList>

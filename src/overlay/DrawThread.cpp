@@ -1,6 +1,6 @@
 #include "overlay/DrawThread.h"
 
-#include "link/Diagnostics.h"
+#include "base/Diagnostics.h"
 
 #include <QPainter>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "link/QueuedCalls.h"
+#include "base/QueuedCalls.h"
 #include "overlay/PreviewWorker.h"
 
 #include <QImage>

@@ -1,7 +1,7 @@
 #include "overlay/PreviewWorker.h"
 
-#include "link/Diagnostics.h"
-#include "link/QueuedCalls.h"
+#include "base/Diagnostics.h"
+#include "base/QueuedCalls.h"
 
 #include <QPainter>
 #include <QTransform>

@@ -2,7 +2,7 @@
 
 #include "overlay/DrawThread.h"
 #include "overlay/OverlayEditor.h"
-#include "panel/ReplyReceivers.h"
+#include "protocol/ReplyReceivers.h"
 
 #include <QImage>
 #include <QPointF>

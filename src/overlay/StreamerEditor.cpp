@@ -1,9 +1,9 @@
 #include "overlay/StreamerEditor.h"
 
-#include "common/HexScan.h"
-#include "link/CommandSink.h"
-#include "link/Diagnostics.h"
-#include "panel/BarsPalette.h"
+#include "base/BarsPalette.h"
+#include "base/Diagnostics.h"
+#include "base/HexScan.h"
+#include "protocol/CommandSink.h"
 #include "protocol/Commands.h"
 
 #include <algorithm>

@@ -2,7 +2,7 @@
 
 #include "overlay/DrawStreamerThread.h"
 #include "overlay/OverlayEditor.h"
-#include "panel/ReplyReceivers.h"
+#include "protocol/ReplyReceivers.h"
 
 #include <QImage>
 #include <QString>

@@ -2,11 +2,11 @@
 
 #include "Version.h"
 #include "link/ComThread.h"
-#include "link/MsgClass.h"
 #include "link/NetworkLink.h"
 #include "panel/InhibitPing.h"
 #include "panel/UpdateController.h"
 #include "protocol/Commands.h"
+#include "protocol/MsgClass.h"
 
 #include <QStringList>
 

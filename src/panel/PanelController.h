@@ -1,9 +1,9 @@
 #pragma once
 
 #include "link/LinkListener.h"
-#include "link/MsgClass.h"
 #include "panel/PanelSettings.h"
 #include "panel/StatusParser.h"
+#include "protocol/MsgClass.h"
 
 #include <QObject>
 #include <QString>

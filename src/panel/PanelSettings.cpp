@@ -1,9 +1,9 @@
 #include "panel/PanelSettings.h"
 
-#include "link/Alerts.h"
-#include "link/CommandSink.h"
-#include "link/Diagnostics.h"
+#include "base/Alerts.h"
+#include "base/Diagnostics.h"
 #include "panel/StatusParser.h"
+#include "protocol/CommandSink.h"
 #include "protocol/Commands.h"
 
 #include <QTimer>

@@ -1,13 +1,13 @@
 #include "panel/StatusParser.h"
 
-#include "common/PosixRegex.h"
-#include "link/Alerts.h"
-#include "link/CommandSink.h"
-#include "link/Diagnostics.h"
+#include "base/Alerts.h"
+#include "base/Diagnostics.h"
+#include "base/PosixRegex.h"
 #include "panel/InhibitPing.h"
-#include "panel/ReplyReceivers.h"
+#include "protocol/CommandSink.h"
 #include "protocol/Commands.h"
 #include "protocol/Replies.h"
+#include "protocol/ReplyReceivers.h"
 #include "protocol/ReplyScanner.h"
 #include "update/SRecord.h"
 

@@ -1,8 +1,8 @@
 #include "panel/UpdateController.h"
 
-#include "link/Alerts.h"
+#include "base/Alerts.h"
+#include "base/Diagnostics.h"
 #include "link/ComThread.h"
-#include "link/Diagnostics.h"
 #include "panel/InhibitPing.h"
 #include "panel/PanelController.h"
 #include "update/MicroImage.h"

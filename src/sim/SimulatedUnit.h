@@ -1,6 +1,6 @@
 #pragma once
 
-#include "link/WakePipe.h"
+#include "base/WakePipe.h"
 #include "sim/SimProtocol.h"
 
 #include <QByteArray>

@@ -1,6 +1,6 @@
 #include "update/FirmwareUpdateThread.h"
 
-#include "link/Diagnostics.h"
+#include "base/Diagnostics.h"
 
 #include <chrono>
 

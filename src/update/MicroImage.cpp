@@ -1,6 +1,6 @@
 #include "update/MicroImage.h"
 
-#include "link/Diagnostics.h"
+#include "base/Diagnostics.h"
 #include "update/SRecord.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 #include "update/MicroUpdateThread.h"
 
-#include "link/Diagnostics.h"
+#include "base/Diagnostics.h"
 
 #include <thread>
 

@@ -1,6 +1,6 @@
 #include "update/SRecord.h"
 
-#include "common/HexScan.h"
+#include "base/HexScan.h"
 
 #include <algorithm>
 

@@ -1,7 +1,7 @@
 #include "update/UpdateEngine.h"
 
-#include "link/Diagnostics.h"
-#include "link/QueuedCalls.h"
+#include "base/Diagnostics.h"
+#include "base/QueuedCalls.h"
 #include "link/Transport.h"
 
 #include <cerrno>

@@ -1,13 +1,13 @@
 #include "app/AppStartup.h"
-#include "../midi/JackServer.h"
 #include "app/CueWindows.h"
 #include "app/MainWindow.h"
 #include "cues/CueDocument.h"
-#include "cues/CueWindow.h"
+#include "cues/view/CueWindow.h"
 #include "midi/MidiPorts.h"
-#include "midi/MidiView.h"
+#include "midi/view/MidiView.h"
 #include "support/AlertsAndWaiting.h"
 #include "support/FilesAndTools.h"
+#include "support/JackServer.h"
 
 #include <QAction>
 #include <QMenu>

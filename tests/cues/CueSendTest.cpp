@@ -1,11 +1,11 @@
 // The cue sheet's sends, end to end: the real link thread on a pseudo-terminal
 // against the simulated unit, which records commands, triggers and texts.
-#include "CueTestSupport.h"
 #include "cues/CueSheet.h"
 #include "link/ComThread.h"
-#include "link/LinkTestSupport.h"
 #include "protocol/Commands.h"
 #include "sim/SimulatedUnit.h"
+#include "support/CueTestSupport.h"
+#include "support/LinkTestSupport.h"
 
 #include <gtest/gtest.h>
 #include <memory>

@@ -1,6 +1,6 @@
-#include "CueTestSupport.h"
 #include "cues/CueListImporter.h"
 #include "cues/CueSheet.h"
+#include "support/CueTestSupport.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "cues/CueSheet.h"
-#include "CueTestSupport.h"
 #include "cues/CueListImporter.h"
+#include "support/CueTestSupport.h"
 #include "support/FilesAndTools.h"
 
 #include <QTemporaryDir>

@@ -1,12 +1,12 @@
-#include "cues/CueWindow.h"
+#include "cues/view/CueWindow.h"
 #include "app/CueWindows.h"
 #include "cues/CueDocument.h"
 #include "cues/CueTableModel.h"
-#include "cues/CueTableView.h"
+#include "cues/view/CueTableView.h"
 #include "midi/MidiController.h"
-#include "midi/MidiView.h"
-#include "panel/PanelTestSupport.h"
+#include "midi/view/MidiView.h"
 #include "support/FilesAndTools.h"
+#include "support/PanelTestSupport.h"
 
 #include <QApplication>
 #include <QCheckBox>

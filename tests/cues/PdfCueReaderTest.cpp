@@ -2,9 +2,9 @@
 // there (EdiCue and filmlight layouts, a generic two-page sheet, and a
 // hand-written one with TJ arrays and real-number text positions).
 #include "cues/PdfCueReader.h"
-#include "CueTestSupport.h"
 #include "cues/CueListImporter.h"
 #include "cues/CueSheet.h"
+#include "support/CueTestSupport.h"
 #include "support/FilesAndTools.h"
 
 #include <QTemporaryDir>

@@ -1,9 +1,9 @@
 #include "link/ComThread.h"
-#include "LinkTestSupport.h"
 #include "link/TcpTransport.h"
 #include "protocol/Coding78.h"
 #include "protocol/MidiMessages.h"
 #include "sim/SimulatedUnit.h"
+#include "support/LinkTestSupport.h"
 
 #include <QDir>
 #include <QFile>

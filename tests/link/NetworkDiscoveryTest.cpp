@@ -5,10 +5,10 @@
 // The daemon runs in a network namespace of its own (avahi-netns.sh), so the
 // test re-runs itself in there; where the machine cannot make one it is
 // skipped with the reason.
-#include "../panel/PanelTestSupport.h"
 #include "link/ComThread.h"
 #include "link/ServiceDiscovery.h"
-#include "panel/NetworkPanel.h"
+#include "panel/view/NetworkPanel.h"
+#include "support/PanelTestSupport.h"
 
 #include <QLabel>
 #include <QListWidget>
@@ -90,7 +90,7 @@ TEST(NetworkDiscovery, AnnouncedProxiesAreListedTheFirstConnectedAnotherChosen) 
     PanelOptions options;
     options.explicitPort = QStringLiteral("/nonexistent/qz62-port");
     options.tickIntervalMs = kQuietTickMs;
-    window.panel()->awakeFromNib(options);
+    window.awakeFromNib(options);
     NetworkLink& link = window.panel()->networkPanel()->link();
     ASSERT_NE(link.state(), NetworkLink::State::Unavailable) << link.discoveryError().toStdString();
     auto* list = window.findChild<QListWidget*>("theTableView");
@@ -128,5 +128,5 @@ TEST(NetworkDiscovery, AnnouncedProxiesAreListedTheFirstConnectedAnotherChosen) 
     firstAnnouncer.withdraw();
     ASSERT_TRUE(QTest::qWaitFor([&] { return list->count() == 1; }, kWaitMs));
     EXPECT_EQ(list->item(0)->text(), "QZ62 second proxy");
-    window.panel()->windowClosing();
+    window.windowClosing();
 }

@@ -2,12 +2,12 @@
 // that misbehave, with the control panel's controller (no widgets) as the
 // receiver of what arrives.
 #include "link/NetworkLink.h"
-#include "../panel/PanelTestSupport.h"
 #include "link/ComThread.h"
 #include "panel/InhibitPing.h"
 #include "panel/PanelController.h"
 #include "sim/SimNetworkUpdate.h"
 #include "sim/SimulatedUnit.h"
+#include "support/PanelTestSupport.h"
 
 #include <QTcpServer>
 #include <QTcpSocket>

@@ -1,4 +1,5 @@
 // The cue file as written, as a sequencer library reads it, and through qz62ctl.
+#include "cues/CueMidiExport.h"
 #include "midi/MidiTrack.h"
 
 #include "support/FilesAndTools.h"
@@ -27,7 +28,7 @@ QByteArray exportCues(const QList<CueItem>& cues, const QString& start, int type
         if (log)
             *log += t;
     });
-    return track.exportMidi(cues, start, type, offset, text, pulldown, cueId);
+    return cuemidi::exportMidi(track, cues, start, type, offset, text, pulldown, cueId);
 }
 
 const QByteArray kHead = hex("4d546864 00000006 0001 0001 2580");
@@ -115,8 +116,8 @@ TEST(MidiExportTest, PlacesCuesSoTimeNeverRunsBack) {
         MidiTrack track;
         QByteArray log;
         track.setLogSink([&log](const QByteArray& t) { log += t; });
-        track.importMidi(track.exportMidi({cue(c.first, ""), cue(c.second, "")}, c.start, c.type, 0,
-                                          false, false, false));
+        track.importMidi(cuemidi::exportMidi(track, {cue(c.first, ""), cue(c.second, "")}, c.start,
+                                             c.type, 0, false, false, false));
         QStringList notes;
         for (const QByteArray& line : log.split('\n')) {
             int delta = 0, note = 0, velocity = 0;
@@ -167,12 +168,12 @@ TEST(MidiExportTest, ASequencerReadsTheCues) {
     const QString longText = QStringLiteral("Caf\u00e9 ") + QString(250, u'z');
     MidiTrack track;
     track.setLogSink([](const QByteArray&) {});
-    ASSERT_TRUE(track.onExportMidi(path,
-                                   {cue("09:59:59:00", "Early", "A0"),
-                                    cue("10:00:02:00", "First cue", "A1"),
-                                    cue("10:00:04:12", longText, "A2"),
-                                    cue("10:00:04:12", "Same", "A3"), cue("10:01:00:00", "", "A4")},
-                                   "10:00:00:00", 1, -2.0, true, true, true));
+    ASSERT_TRUE(cuemidi::onExportMidi(
+        track, path,
+        {cue("09:59:59:00", "Early", "A0"), cue("10:00:02:00", "First cue", "A1"),
+         cue("10:00:04:12", longText, "A2"), cue("10:00:04:12", "Same", "A3"),
+         cue("10:01:00:00", "", "A4")},
+        "10:00:00:00", 1, -2.0, true, true, true));
     const ToolOutput o = runTool("/usr/bin/python3", {script, path});
     EXPECT_EQ(QString::fromUtf8(o.out).split('\n', Qt::SkipEmptyParts),
               QStringList({"file 1 1 9600",

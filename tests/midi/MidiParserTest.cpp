@@ -3,7 +3,7 @@
 #include "midi/MidiParser.h"
 #include "cues/CueFiring.h"
 #include "cues/CueSheet.h"
-#include "link/CommandSink.h"
+#include "protocol/CommandSink.h"
 
 #include <gtest/gtest.h>
 #include <random>
@@ -15,7 +15,7 @@ struct Recorder : MidiParser::Listener {
     QString shown;
     QByteArray sent;
     void mtcEvent(const MidiParser::Mtc&) override { ++steps; }
-    void showTcDigits(const MidiParser::Mtc& mtc) override { shown = MidiParser::formatMtc(mtc); }
+    void showTcDigits(const MidiParser::Mtc& mtc) override { shown = mtcframe::format(mtc); }
     void txMidi(const QByteArray& bytes) override { sent += bytes; }
 };
 
@@ -95,8 +95,8 @@ TEST(MidiParser, FrameStep) {
     };
     for (const StepCase& c : cases) {
         MidiParser::Mtc mtc = c.in;
-        MidiParser::stepFrame(mtc, c.exact);
-        EXPECT_EQ(mtc, c.out) << MidiParser::formatMtc(c.in).toStdString() << " exact " << c.exact;
+        mtcframe::step(mtc, c.exact);
+        EXPECT_EQ(mtc, c.out) << mtcframe::format(c.in).toStdString() << " exact " << c.exact;
     }
 }
 

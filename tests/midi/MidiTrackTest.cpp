@@ -1,5 +1,6 @@
 // Event writers, 7/8 coding and the file reader's log.
 #include "midi/MidiTrack.h"
+#include "cues/CueText.h"
 
 #include "support/FilesAndTools.h"
 
@@ -92,7 +93,7 @@ TEST(MidiTrackTest, BuildsCueText) {
         CueItem item;
         item.cueId = c.id;
         item.cueText = c.text;
-        EXPECT_EQ(MidiTrack::cueItemText(item, c.withText, c.withId), c.expected);
+        EXPECT_EQ(cuetext::build(item, c.withId, c.withText, false), c.expected);
     }
 }
 

@@ -2,14 +2,14 @@
 // input, cues fired through the real link to the simulated unit: every cue's
 // trigger arrives once, on its frame, and its text follows; a HUI ping on the
 // same input is answered on the chosen output.
-#include "JackServer.h"
 #include "cues/CueFiring.h"
 #include "cues/CueSheet.h"
 #include "link/ComThread.h"
-#include "link/LinkTestSupport.h"
 #include "midi/MidiController.h"
 #include "midi/MtcGenerator.h"
 #include "sim/SimulatedUnit.h"
+#include "support/JackServer.h"
+#include "support/LinkTestSupport.h"
 
 #include <QSettings>
 #include <QTemporaryDir>
@@ -98,7 +98,7 @@ TEST_P(MtcEndToEnd, CuesFireOnceOnTheirFrames) {
     CueFiring firing(&mainThread);
     firing.setCommandSink(&link);
     firing.publish(sheet);
-    midi.setCueFiring(&firing);
+    midi.setTimecodeListener(&firing);
 
     // A HUI host on its own ports: it pings our input, we answer on the
     // output chosen for it.
@@ -150,7 +150,7 @@ TEST_P(MtcEndToEnd, CuesFireOnceOnTheirFrames) {
     }
     EXPECT_EQ(status, 0);
     waitFor([&] { return sim.sysexTexts().size() >= qsizetype(triggerFrames.size()); }, 3000);
-    midi.setCueFiring(nullptr);
+    midi.setTimecodeListener(nullptr);
     EXPECT_NE(midi.counterText(), MidiController::noTimeText());
 
     QList<SimProtocol::Trigger> triggers = sim.triggers();

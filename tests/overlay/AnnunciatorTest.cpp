@@ -1,6 +1,6 @@
-#include "link/CommandSink.h"
-#include "link/QueuedCalls.h"
+#include "base/QueuedCalls.h"
 #include "overlay/AnnunciatorEditor.h"
+#include "protocol/CommandSink.h"
 
 #include <QTest>
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
-#include "link/CommandSink.h"
-#include "link/QueuedCalls.h"
+#include "base/QueuedCalls.h"
 #include "overlay/PunchEditor.h"
 #include "overlay/StreamerEditor.h"
+#include "protocol/CommandSink.h"
 
 #include <QElapsedTimer>
 #include <QTest>

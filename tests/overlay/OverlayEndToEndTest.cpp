@@ -1,7 +1,7 @@
-#include "PanelTestSupport.h"
-#include "overlay/AnnunciatorView.h"
-#include "overlay/ColorWell.h"
-#include "overlay/PreviewCanvas.h"
+#include "overlay/view/AnnunciatorView.h"
+#include "overlay/view/ColorWell.h"
+#include "overlay/view/PreviewCanvas.h"
+#include "support/PanelTestSupport.h"
 
 #include <QApplication>
 #include <QMenu>
@@ -170,7 +170,7 @@ TEST(OverlayEndToEnd, AnnunciatorDragReachesTheUnitOnce) {
     Started s;
     auto& sim = s.sim;
     App& app = *s.app;
-    auto* view = app.window.panel()->annunciatorView();
+    auto* view = app.window.annunciatorView();
     const DrawAnnunciatorThread* renderer = view->editor().thread();
     s.sim.sendRaw("m 0\r\n>");
     ASSERT_TRUE(QTest::qWaitFor([&] { return app.value("comboBoxAnnunciatorLtc") == 0; }, kWaitMs));
@@ -237,7 +237,7 @@ TEST(OverlayEndToEnd, AnnunciatorDragReachesTheUnitOnce) {
 TEST(OverlayEndToEnd, AnnunciatorReportsLandInTheControls) {
     Started s;
     App& app = *s.app;
-    const AnnunciatorEditor& editor = app.window.panel()->annunciatorView()->editor();
+    const AnnunciatorEditor& editor = app.window.annunciatorView()->editor();
     auto text = [&](const char* name) { return app.find<QComboBox>(name)->currentText(); };
     auto checked = [&](const char* name) { return app.find<QAbstractButton>(name)->isChecked(); };
     struct Case {

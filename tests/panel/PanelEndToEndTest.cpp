@@ -1,8 +1,8 @@
-#include "PanelTestSupport.h"
 #include "Version.h"
 #include "link/ComThread.h"
 #include "panel/InhibitPing.h"
 #include "protocol/Commands.h"
+#include "support/PanelTestSupport.h"
 
 #include <QCheckBox>
 #include <QLabel>

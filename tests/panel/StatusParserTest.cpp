@@ -1,6 +1,6 @@
 #include "panel/StatusParser.h"
-#include "PanelTestSupport.h"
 #include "panel/InhibitPing.h"
+#include "support/PanelTestSupport.h"
 
 #include <QSignalSpy>
 #include <algorithm>

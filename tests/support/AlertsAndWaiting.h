@@ -2,7 +2,7 @@
 
 // Helpers shared by the link and control panel tests: waiting on the event
 // loop, recording alerts, readable Qt strings in failure messages.
-#include "link/Alerts.h"
+#include "base/Alerts.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

@@ -3,10 +3,10 @@
 // engines send.
 #include "link/ComThread.h"
 #include "panel/InhibitPing.h"
-#include "panel/PanelTestSupport.h"
 #include "panel/UpdateController.h"
-#include "panel/UpdatePanel.h"
+#include "panel/view/UpdatePanel.h"
 #include "support/FilesAndTools.h"
+#include "support/PanelTestSupport.h"
 #include "update/MicroImage.h"
 
 #include <QAction>

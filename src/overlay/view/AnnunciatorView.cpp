@@ -1,0 +1,286 @@
+#include "overlay/view/AnnunciatorView.h"
+
+#include "base/BarsPalette.h"
+#include "base/view/BarsColorList.h"
+#include "overlay/view/PreviewCanvas.h"
+
+#include <QButtonGroup>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QGridLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QSignalBlocker>
+#include <QVBoxLayout>
+
+namespace {
+using Settings = AnnunciatorSettings;
+constexpr int kForegrounds = 8;
+constexpr int kBackgrounds = 16;
+
+const char* const kModeNames[] = {"Off", "Rehearse", "Record", "Playback"};
+const char* const kModeObjects[] = {"radioAnnunciatorOff", "radioAnnunciatorRehearse",
+                                    "radioAnnunciatorRecord", "radioAnnunciatorPlayback"};
+// The timecode counter's sources; a source the unit reports beyond these is
+// added as a numbered item.
+const char* const kTcSources[] = {"Off", "Timecode", "Feet and frames"};
+const char* const kPairNames[] = {"Normal", "Record", "Playback"};
+const char* const kPairObjects[] = {"", "Record", "Playback"};
+
+void select(QComboBox* combo, int value) {
+    const int index = combo->findData(value);
+    if (index >= 0)
+        combo->setCurrentIndex(index);
+}
+
+QRadioButton* radio(const char* text, const char* name) {
+    auto* button = new QRadioButton(QString::fromLatin1(text));
+    button->setObjectName(QString::fromLatin1(name));
+    return button;
+}
+} // namespace
+
+QString AnnunciatorView::colorName(int index) {
+    if (index >= 0 && index < kForegrounds)
+        return barspalette::name(index);
+    // The upper eight background codes are the same colours with the box's
+    // see-through bit set.
+    if (index >= kForegrounds && index < kBackgrounds)
+        return QStringLiteral("translucent %1").arg(barspalette::name(index - kForegrounds));
+    return QStringLiteral("colour %1").arg(index);
+}
+
+AnnunciatorView::AnnunciatorView(QWidget* parent) : QWidget(parent) {
+    setObjectName(QStringLiteral("AnnunciatorView"));
+    auto* outer = new QHBoxLayout(this);
+
+    auto* left = new QVBoxLayout;
+    m_canvas = new PreviewCanvas;
+    m_canvas->setObjectName(QStringLiteral("annunciatorPreview"));
+    m_canvas->setPlaceable(true);
+    m_canvas->setCursor(Qt::OpenHandCursor);
+    m_canvas->setToolTip(QStringLiteral("Drag an element to place it on the picture"));
+    connect(m_canvas, &PreviewCanvas::pressed, this,
+            [this](double fx, double fy) { m_editor.mouseDown(toCanvas(fx, fy)); });
+    connect(m_canvas, &PreviewCanvas::dragged, this,
+            [this](double fx, double fy) { m_editor.mouseDragged(toCanvas(fx, fy)); });
+    connect(m_canvas, &PreviewCanvas::released, this, [this] { m_editor.mouseUp(); });
+    left->addWidget(m_canvas, 1);
+    auto* samples = new QHBoxLayout;
+    const struct {
+        const char* text;
+        const char* name;
+        const char* tip;
+        void (AnnunciatorEditor::*action)();
+    } sampleButtons[] = {
+        {"Show sample &text", "buttonShowSampleText", "Show a sample on the unit's text line",
+         &AnnunciatorEditor::onShowSampleText},
+        {"Clear text", "buttonClearSampleText", "Clear the unit's text line",
+         &AnnunciatorEditor::onClearSampleText},
+        {"Show sample &counter", "buttonShowSampleBarBeat",
+         "Show a sample on the unit's bar/beat line", &AnnunciatorEditor::onShowSampleBarBeat},
+        {"Clear counter", "buttonClearSampleBarBeat", "Clear the unit's bar/beat line",
+         &AnnunciatorEditor::onClearSampleBarBeat},
+    };
+    for (const auto& b : sampleButtons) {
+        auto* button = new QPushButton(QString::fromLatin1(b.text));
+        button->setObjectName(QString::fromLatin1(b.name));
+        button->setToolTip(QString::fromLatin1(b.tip));
+        connect(button, &QPushButton::clicked, this,
+                [this, action = b.action] { (m_editor.*action)(); });
+        samples->addWidget(button);
+    }
+    left->addLayout(samples);
+    outer->addLayout(left, 3);
+
+    auto* right = new QVBoxLayout;
+    auto* annunciator = new QGroupBox(QStringLiteral("Annunciator"));
+    auto* annGrid = new QGridLayout(annunciator);
+    m_matrixAnnunciator = new QButtonGroup(this);
+    auto* modes = new QHBoxLayout;
+    for (int i = 0; i < 4; ++i) {
+        QRadioButton* button = radio(kModeNames[i], kModeObjects[i]);
+        m_matrixAnnunciator->addButton(button, i);
+        modes->addWidget(button);
+    }
+    connect(m_matrixAnnunciator, &QButtonGroup::idClicked, this,
+            [this](int mode) { m_editor.setMode(mode); });
+    annGrid->addLayout(modes, 0, 0, 1, 3);
+    annGrid->addWidget(new QLabel(QStringLiteral("Text")), 1, 1);
+    annGrid->addWidget(new QLabel(QStringLiteral("Box")), 1, 2);
+    for (int pair = 0; pair < Settings::kPairs; ++pair) {
+        const QByteArray base = QByteArray("comboBoxAnnunciator");
+        QComboBox* fore = colorCombo((base + "Foreground" + kPairObjects[pair]).constData(), false);
+        QComboBox* back = colorCombo((base + "Background" + kPairObjects[pair]).constData(), true);
+        auto send = [this, pair, fore, back] {
+            if (!m_refreshing)
+                m_editor.setAnnunciatorColor(
+                    pair, {fore->currentData().toInt(), back->currentData().toInt()});
+        };
+        connect(fore, &QComboBox::activated, this, send);
+        connect(back, &QComboBox::activated, this, send);
+        annGrid->addWidget(new QLabel(QString::fromLatin1(kPairNames[pair])), pair + 2, 0);
+        annGrid->addWidget(fore, pair + 2, 1);
+        annGrid->addWidget(back, pair + 2, 2);
+        m_pairCombos[std::size_t(pair)] = {fore, back};
+    }
+    annGrid->addWidget(new QLabel(QStringLiteral("Size")), 5, 0);
+    annGrid->addWidget(pointCombo("annunciatorPointCombo", Settings::kAnnunciator), 5, 1);
+    right->addWidget(annunciator);
+
+    auto* elements = new QGroupBox(QStringLiteral("Counter and text lines"));
+    auto* grid = new QGridLayout(elements);
+    grid->addWidget(new QLabel(QStringLiteral("Text")), 0, 1);
+    grid->addWidget(new QLabel(QStringLiteral("Box")), 0, 2);
+    grid->addWidget(new QLabel(QStringLiteral("Size")), 0, 3);
+    addItemRow(grid, 1, QStringLiteral("Timecode"), Settings::kTc, "Tc");
+    addItemRow(grid, 2, QStringLiteral("Text"), Settings::kText, "Text");
+    addItemRow(grid, 3, QStringLiteral("Bar/beat"), Settings::kBarBeat, "BarBeat");
+    m_ltc = new QComboBox;
+    m_ltc->setObjectName(QStringLiteral("comboBoxAnnunciatorLtc"));
+    m_ltc->setToolTip(QStringLiteral("What the timecode counter shows"));
+    for (int i = 0; i < int(std::size(kTcSources)); ++i)
+        m_ltc->addItem(QString::fromLatin1(kTcSources[i]), i);
+    connect(m_ltc, &QComboBox::activated, this, [this](int index) {
+        if (!m_refreshing)
+            m_editor.setTcSource(m_ltc->itemData(index).toInt());
+    });
+    grid->addWidget(new QLabel(QStringLiteral("Counter shows")), 4, 0);
+    grid->addWidget(m_ltc, 4, 1, 1, 2);
+    right->addWidget(elements);
+
+    auto* com = new QGroupBox(QStringLiteral("Counter transport"));
+    auto* comRow = new QHBoxLayout(com);
+    m_matrixCom = new QButtonGroup(this);
+    m_matrixCom->addButton(radio("MIDI", "radioButtonMidi"), Settings::kMidi);
+    m_matrixCom->addButton(radio("Sony", "radioButtonSony"), Settings::kSony);
+    connect(m_matrixCom, &QButtonGroup::idClicked, this,
+            [this](int cell) { m_editor.setCom(cell); });
+    m_showMidi = new QCheckBox(QStringLiteral("Show MIDI"));
+    m_showMidi->setObjectName(QStringLiteral("checkBoxShowMidi"));
+    connect(m_showMidi, &QCheckBox::clicked, this, [this](bool on) { m_editor.setShowMidi(on); });
+    comRow->addWidget(m_matrixCom->button(Settings::kMidi));
+    comRow->addWidget(m_matrixCom->button(Settings::kSony));
+    comRow->addWidget(m_showMidi);
+    comRow->addStretch(1);
+    right->addWidget(com);
+    right->addStretch(1);
+    outer->addLayout(right, 2);
+
+    m_editor.setImageHandler([this](const QImage& image) { m_canvas->setImage(image); });
+    m_editor.setChangedHandler([this] { refresh(); });
+    refresh();
+}
+
+AnnunciatorView::~AnnunciatorView() {
+    m_editor.windowClosing();
+}
+
+void AnnunciatorView::awakeFromNib() {
+    m_editor.awakeFromNib();
+}
+
+void AnnunciatorView::windowClosing() {
+    m_editor.windowClosing();
+}
+
+QComboBox* AnnunciatorView::colorCombo(const char* name, bool background) {
+    auto* combo = new QComboBox;
+    combo->setObjectName(QString::fromLatin1(name));
+    for (int i = 0; i < (background ? kBackgrounds : kForegrounds); ++i)
+        combo->addItem(BarsColorList::swatch(i % kForegrounds), colorName(i), i);
+    combo->setToolTip(background ? QStringLiteral("Colour of the box behind the letters")
+                                 : QStringLiteral("Colour of the letters"));
+    return combo;
+}
+
+QComboBox* AnnunciatorView::pointCombo(const char* name, Item item) {
+    auto* combo = new QComboBox;
+    combo->setObjectName(QString::fromLatin1(name));
+    combo->setToolTip(QStringLiteral("Font size, from the sizes the unit offers"));
+    connect(combo, &QComboBox::activated, this, [this, combo, item](int index) {
+        if (!m_refreshing)
+            m_editor.setFontPoint(item, combo->itemData(index).toInt());
+    });
+    m_items[std::size_t(item)].points = combo;
+    return combo;
+}
+
+void AnnunciatorView::addItemRow(QGridLayout* grid, int row, const QString& label, Item item,
+                                 const char* prefix) {
+    ItemControls& c = m_items[std::size_t(item)];
+    const QByteArray base = QByteArray("comboBox") + prefix;
+    c.fore = colorCombo((base + "Foreground").constData(), false);
+    c.back = colorCombo((base + "Background").constData(), true);
+    connect(c.fore, &QComboBox::activated, this, [this, item, fore = c.fore](int index) {
+        if (!m_refreshing)
+            m_editor.setItemForeground(item, fore->itemData(index).toInt());
+    });
+    connect(c.back, &QComboBox::activated, this, [this, item, back = c.back](int index) {
+        if (!m_refreshing)
+            m_editor.setItemBackground(item, back->itemData(index).toInt());
+    });
+    QByteArray points = QByteArray(prefix) + "PointCombo";
+    points[0] = char(QChar::toLower(uint(points[0])));
+    grid->addWidget(new QLabel(label), row, 0);
+    grid->addWidget(c.fore, row, 1);
+    grid->addWidget(c.back, row, 2);
+    grid->addWidget(pointCombo(points.constData(), item), row, 3);
+}
+
+QPointF AnnunciatorView::toCanvas(double fromLeft, double fromTop) const {
+    return {fromLeft * PreviewWorker::kCanvasWidth, (1.0 - fromTop) * PreviewWorker::kCanvasHeight};
+}
+
+void AnnunciatorView::refresh() {
+    m_refreshing = true;
+    const Settings& s = m_editor.settings();
+
+    // Exclusive groups cannot show "none"; the unit can report a mode or a
+    // transport the panel does not have.
+    auto show = [](QButtonGroup* group, int id) {
+        group->setExclusive(false);
+        for (QAbstractButton* b : group->buttons())
+            b->setChecked(group->id(b) == id);
+        group->setExclusive(true);
+    };
+    show(m_matrixAnnunciator, s.mode);
+    show(m_matrixCom, s.comCell);
+    m_showMidi->setChecked(s.showMidi);
+
+    for (int pair = 0; pair < Settings::kPairs; ++pair) {
+        const Settings::Colors& c = s.annunciatorColors[std::size_t(pair)];
+        select(m_pairCombos[std::size_t(pair)][0], c.fore);
+        select(m_pairCombos[std::size_t(pair)][1], c.back);
+    }
+    for (std::size_t i = 0; i < m_items.size(); ++i) {
+        ItemControls& c = m_items[i];
+        if (c.fore) {
+            select(c.fore, s.itemColors[i].fore);
+            select(c.back, s.itemColors[i].back);
+        }
+        // The sizes the unit offers, and the one in use even if it is not
+        // among them.
+        QList<int> choices = s.pointChoices;
+        const int inUse = s.items[i].fontPoint;
+        if (!choices.contains(inUse))
+            choices << inUse;
+        QList<int> shown;
+        for (int k = 0; k < c.points->count(); ++k)
+            shown << c.points->itemData(k).toInt();
+        if (shown != choices) {
+            c.points->clear();
+            for (int v : choices)
+                c.points->addItem(QString::number(v), v);
+        }
+        select(c.points, inUse);
+    }
+
+    while (m_ltc->count() <= s.tcSource)
+        m_ltc->addItem(QStringLiteral("Source %1").arg(m_ltc->count()), m_ltc->count());
+    select(m_ltc, s.tcSource);
+    m_refreshing = false;
+}

@@ -1,0 +1,100 @@
+#include "sim/SimulatedUnit.h"
+#include "protocol/Coding78.h"
+#include "sim/SimProtocol.h"
+#include "support/LinkTestSupport.h"
+
+#include <QTcpSocket>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <termios.h>
+#include <unistd.h>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+using Clock = SimProtocol::Clock;
+
+// What the unit sends back for one command line (echo, answer, prompt).
+QByteArray exchange(SimProtocol& unit, const QByteArray& command,
+                    Clock::time_point now = Clock::now()) {
+    return unit.feed(command + "\r\n", now);
+}
+
+TEST(SimProtocol, AnswersQueriesInTheSettingsOwnForm) {
+    struct Case {
+        QByteArray command;
+        QByteArray reply;
+    };
+    const Case cases[] = {
+        {"C", "C\r\nC 0 28 0 64 0 ff ff 0\r\n>"},
+        {"H 1 2 3 4 5", "H 1 2 3 4 5\r\n>"},
+        {"H", "H\r\nH 1 2 3 4 5\r\n>"},
+        {"r 1", "r 1\r\nr 48 10 10 112 1\r\n>"},
+        {"r 32 20 30 7 1", "r 32 20 30 7 1\r\n>"},
+        {"r 1", "r 1\r\nr 32 20 30 7 1\r\n>"},
+        {"k", "k\r\nk fc00 30 3.32.6\r\n>"},
+        {"B", "B\r\nQZ62A C190 firmware 3.32.6\r\n>"},
+        {"j fc00", "j fc00\r\nj fc00 0b 30 55 7a 9f c4 e9 0e 33 58 7d a2 c7 ec 11 36\r\n>"},
+        {"ping", "ping\r\n>"},
+        {"w 1", "w 1\r\n>"},
+        {"H", "H\r\nH 10 10 0 0 50\r\n>"}, // back to the defaults
+    };
+    SimProtocol unit;
+    for (const Case& c : cases)
+        EXPECT_EQ(exchange(unit, c.command), c.reply) << c.command.constData();
+}
+
+TEST(SimProtocol, RecordsMidiAndKeepsLinesWhole) {
+    SimProtocol unit;
+    const QByteArray sysex = QByteArray("\xF0\x20\x01", 3) +
+                             coding78::encode78(QByteArray("Hit \xe9", 5)) +
+                             QByteArray(1, char(0xF7));
+    // A command split around raw MIDI stays one line.
+    EXPECT_TRUE(unit.feed("s Bar", Clock::now()).isEmpty());
+    unit.feed(QByteArray("\x90\x7c\x40", 3) + sysex, Clock::now());
+    EXPECT_EQ(unit.feed(" 12\r\n", Clock::now()), QByteArray("s Bar 12\r\n>"));
+    ASSERT_EQ(unit.triggers().size(), 1);
+    EXPECT_EQ(unit.triggers().first().note, 124);
+    ASSERT_EQ(unit.sysexTexts().size(), 1);
+    EXPECT_EQ(unit.sysexTexts().first(), QStringLiteral("Hit \u00e9"));
+    EXPECT_EQ(unit.cueText(), QStringLiteral("Bar 12"));
+}
+
+TEST(SimulatedUnit, EmulatedWireSpeedDelaysEveryByte) {
+    SimulatedUnit sim;
+    ASSERT_TRUE(sim.start());
+    sim.setWireBaud(38400);
+    const int fd = ::open(sim.ptyPath().toLocal8Bit().constData(), O_RDWR | O_NOCTTY);
+    ASSERT_GE(fd, 0);
+    termios raw{};
+    ::cfmakeraw(&raw);
+    ::tcsetattr(fd, TCSANOW, &raw);
+    const QByteArray line = "s " + QByteArray(94, 'x') + "\r\n"; // 98 bytes: 25.5 ms
+    const Clock::time_point sent = Clock::now();
+    ASSERT_EQ(::write(fd, line.constData(), size_t(line.size())), line.size());
+    ASSERT_TRUE(linktest::waitFor([&] { return sim.commands().size() == 1; }));
+    // The line is complete when its CR has arrived: 97 bytes of 10 bits.
+    EXPECT_GE(sim.commands().first().time - sent, 97 * 10 * 1000000us / 38400);
+    ::close(fd);
+}
+
+TEST(SimulatedUnit, ServesTheSameUnitOverTcp) {
+    SimulatedUnit sim;
+    const quint16 port = sim.listenTcp();
+    ASSERT_NE(port, 0);
+    ASSERT_TRUE(sim.start());
+    QTcpSocket socket;
+    socket.connectToHost(QStringLiteral("127.0.0.1"), port);
+    ASSERT_TRUE(socket.waitForConnected(2000));
+    socket.write("Q 1\nQ\n");
+    QByteArray received;
+    ASSERT_TRUE(linktest::waitFor([&] {
+        received += socket.readAll();
+        return received.contains("Q 1\r\n>Q\r\nQ 1\r\n>");
+    }));
+    EXPECT_EQ(sim.setting(QStringLiteral("Q")), QStringLiteral("1"));
+    EXPECT_EQ(sim.commandLines(), (QStringList{"Q 1", "Q"}));
+}
+
+} // namespace
