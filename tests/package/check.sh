@@ -142,6 +142,14 @@ names_every() { # names_every PAGE WORD...
   for word in "$@"; do grep -q -F -e "$word" <<<"$text" || missing+=("$word"); done
   ((${#missing[@]} == 0)) || { echo "$page(1) lacks: ${missing[*]}"; return 1; }
 }
+# A command is named where an entry begins with it, not merely in the text.
+names_every_command() { # names_every_command PAGE COMMAND...
+  local page="$1" text word missing=()
+  shift
+  text="$(rendered "$page")"
+  for word in "$@"; do grep -q -E -e "^ +$word( |\$)" <<<"$text" || missing+=("$word"); done
+  ((${#missing[@]} == 0)) || { echo "$page(1) has no entry for: ${missing[*]}"; return 1; }
+}
 options_of() { grep -o -E -- '--[a-z0-9][a-z0-9-]*' | sort -u; }
 for page in "$root"/usr/share/man/man1/*.1.gz; do
   check "$(basename "$page") renders without warnings" renders_cleanly "$page"
@@ -158,8 +166,8 @@ mapfile -t ctl_options < <({
   run "$bin/qz62ctl" 2>&1
 } | options_of)
 check "qz62ctl has commands" test "${#ctl_commands[@]}" -ge 9
-check "qz62ctl(1) names every command and option" names_every qz62ctl \
-  "${ctl_commands[@]}" "${ctl_options[@]}"
+check "qz62ctl(1) has an entry for every command" names_every_command qz62ctl "${ctl_commands[@]}"
+check "qz62ctl(1) names every option" names_every qz62ctl "${ctl_options[@]}"
 
 # --- bash completion offers every command
 completion="$root/usr/share/bash-completion/completions/qz62ctl"
