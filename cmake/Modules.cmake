@@ -77,6 +77,10 @@ function(qz62_module name)
         target_precompile_headers(${target} REUSE_FROM qz62base)
     endif()
     qz62_warnings(${target})
+    # Installed beside the others in a private folder (cmake/Packaging.cmake),
+    # where each finds the rest through its own folder.
+    set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN")
+    set_property(GLOBAL APPEND PROPERTY QZ62_INSTALLED_MODULES ${target})
     if(view_at EQUAL -1)
         set_property(GLOBAL APPEND PROPERTY QZ62_HEADLESS_MODULES ${target})
     else()

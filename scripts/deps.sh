@@ -11,6 +11,7 @@ debian_packages=(
   xvfb xauth imagemagick
   python3 python3-mido python3-reportlab python3-cairo fonts-dejavu-core midicsv srecord poppler-utils ghostscript
   jackd2 avahi-daemon dbus iproute2
+  dpkg-dev file lintian appstream desktop-file-utils man-db
 )
 
 if [[ "$(uname)" == "Darwin" ]]; then

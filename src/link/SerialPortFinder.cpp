@@ -47,10 +47,18 @@ bool SerialPortFinder::unboundFtdiDevice(const QString& usbDevicesDirectory) {
 }
 
 QString SerialPortFinder::remedy() const {
-    if (m_lastOpenErrno == EACCES || m_lastOpenErrno == EPERM)
-        return QStringLiteral("Add your user to the dialout group (sudo usermod -aG dialout "
-                              "$USER), then log in again.");
-    return QString();
+    return remedyFor(m_lastOpenErrno, m_accessRuleFiles);
+}
+
+QString SerialPortFinder::remedyFor(int openErrno, const QStringList& accessRuleFiles) {
+    if (openErrno != EACCES && openErrno != EPERM)
+        return QString();
+    const bool ruleInstalled = std::any_of(accessRuleFiles.begin(), accessRuleFiles.end(),
+                                           [](const QString& path) { return QFile::exists(path); });
+    if (ruleInstalled)
+        return QStringLiteral("To get access, unplug and replug the adapter.");
+    return QStringLiteral("To get access, install the package, or join the dialout group (sudo "
+                          "usermod -aG dialout $USER, then log in again).");
 }
 
 bool SerialPortFinder::identify(SerialTransport& port) {

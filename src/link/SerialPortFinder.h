@@ -3,6 +3,7 @@
 #include "link/SerialTransport.h"
 
 #include <QString>
+#include <QStringList>
 #include <functional>
 #include <memory>
 
@@ -39,6 +40,11 @@ public:
     // One line telling the user how to fix the open failure, when there is a
     // known fix (a port the user may not open); empty otherwise.
     QString remedy() const;
+    // The same for an open that failed with openErrno: where one of
+    // accessRuleFiles exists, the package's udev rule gives the user at the
+    // seat the adapter once it is plugged in again; otherwise the package or
+    // the dialout group would.
+    static QString remedyFor(int openErrno, const QStringList& accessRuleFiles);
 
     // True when an FTDI USB device (vendor 0403) is attached and none of its
     // interfaces has a driver bound.
@@ -51,6 +57,10 @@ private:
     QString m_searchDirectory = QStringLiteral("/dev");
     QString m_port;
     QString m_usbDevices = QStringLiteral("/sys/bus/usb/devices");
+    // Where the package installs that rule, or an administrator copies it.
+    QStringList m_accessRuleFiles = {QStringLiteral("/lib/udev/rules.d/70-qz62.rules"),
+                                     QStringLiteral("/usr/lib/udev/rules.d/70-qz62.rules"),
+                                     QStringLiteral("/etc/udev/rules.d/70-qz62.rules")};
     bool m_driverCheck = true;
     bool m_directoryReadable = true;
     std::function<void()> m_beforeProbe;

@@ -12,6 +12,30 @@
 #include <cstdio>
 #include <pthread.h>
 
+namespace {
+const char kUsage[] =
+    "usage: qz62-sim [OPTION...]\n"
+    "  Plays a QZ62 unit on a pseudo-terminal: prints its path (and with --tcp the\n"
+    "  network address on a second line), then serves until killed.\n"
+    "  --baud N          emulate the wire speed N (e.g. 38400)\n"
+    "  --late MS         answer every command MS milliseconds late\n"
+    "  --silent          answer nothing\n"
+    "  --not-qz62        fail the identification\n"
+    "  --firmware X.Y.Z  report this firmware version\n"
+    "  --tcp PORT        also serve the network proxy's protocol on 127.0.0.1:PORT\n"
+    "                    (0: any free port), announced to service discovery\n"
+    "  --announce NAME   announce as NAME (default \"QZ62 simulator\")\n"
+    "  --no-announce     announce nothing\n"
+    "  update faults:\n"
+    "  --wrong-echo N    the loader echoes its byte N (from 0) wrongly\n"
+    "  --no-erase-ack    the loader does not acknowledge the FLASH erase\n"
+    "  --nak-record N    record N (from 0) of the microcontroller program is refused\n"
+    "  --no-ready        the firmware erase fails (\"error\" instead of \"ready\")\n"
+    "  --bad-echo N      firmware transmission N (from 0) comes back damaged\n"
+    "  --erase-ms MS     the firmware erase takes MS milliseconds (default 300)\n"
+    "  --help            show this help\n";
+} // namespace
+
 int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
     const QStringList args = app.arguments().mid(1);
@@ -22,7 +46,10 @@ int main(int argc, char** argv) {
     SimBootLoader::Faults faults;
     for (qsizetype i = 0; i < args.size(); ++i) {
         const QString& a = args.at(i);
-        if (a == QLatin1String("--baud") && i + 1 < args.size()) {
+        if (a == QLatin1String("--help") || a == QLatin1String("-h")) {
+            std::fputs(kUsage, stdout);
+            return 0;
+        } else if (a == QLatin1String("--baud") && i + 1 < args.size()) {
             sim.setWireBaud(args.at(++i).toInt());
         } else if (a == QLatin1String("--late") && i + 1 < args.size()) {
             sim.setReplyDelayMs(args.at(++i).toInt());
@@ -51,11 +78,7 @@ int main(int argc, char** argv) {
         } else if (a == QLatin1String("--erase-ms") && i + 1 < args.size()) {
             faults.firmwareEraseMs = args.at(++i).toInt();
         } else {
-            std::fprintf(stderr,
-                         "usage: qz62-sim [--baud N] [--late MS] [--silent] [--not-qz62] "
-                         "[--firmware X.Y.Z] [--tcp PORT [--announce NAME | --no-announce]]\n"
-                         "                [--wrong-echo N] [--no-erase-ack] [--nak-record N] "
-                         "[--no-ready] [--bad-echo N] [--erase-ms MS]\n");
+            std::fputs(kUsage, stderr);
             return 2;
         }
     }

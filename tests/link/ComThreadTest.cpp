@@ -10,6 +10,7 @@
 #include <QTemporaryDir>
 #include <QThread>
 #include <arpa/inet.h>
+#include <cerrno>
 #include <chrono>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
@@ -515,6 +516,39 @@ TEST_F(PortSearchTest, MissingDirectoryLeavesComUnchanged) {
     link.setSearchDirectory(dir.filePath(QStringLiteral("nowhere")));
     EXPECT_EQ(link.openUsbSerial(), -1);
     EXPECT_TRUE(link.com().isEmpty());
+}
+
+TEST(PortRemedy, FollowsTheInstalledAccessRule) {
+    QTemporaryDir dir;
+    const QString rule = dir.filePath(QStringLiteral("70-qz62.rules"));
+    QFile file(rule);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.close();
+    const QString absent = dir.filePath(QStringLiteral("none.rules"));
+    struct Case {
+        const char* name;
+        int openErrno;
+        QStringList ruleFiles;
+        const char* remedy; // nullptr: none
+    };
+    const Case cases[] = {
+        {"no rule: package or group",
+         EACCES,
+         {absent},
+         "install the package, or join the dialout group"},
+        {"rule in a later folder", EACCES, {absent, rule}, "unplug and replug the adapter"},
+        {"not permitted, rule present", EPERM, {rule}, "unplug and replug the adapter"},
+        {"no such port: nothing to fix", ENOENT, {rule}, nullptr},
+        {"busy port: nothing to fix", EBUSY, {absent}, nullptr},
+    };
+    for (const Case& c : cases) {
+        const QString remedy = SerialPortFinder::remedyFor(c.openErrno, c.ruleFiles);
+        if (c.remedy)
+            EXPECT_TRUE(remedy.contains(QLatin1String(c.remedy)))
+                << c.name << ": " << qPrintable(remedy);
+        else
+            EXPECT_TRUE(remedy.isEmpty()) << c.name;
+    }
 }
 
 } // namespace
