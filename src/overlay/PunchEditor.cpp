@@ -118,7 +118,6 @@ void PunchEditor::punchTx() {
 }
 
 void PunchEditor::setDraw(int mode) {
-    DrawThread& worker = *thread();
     // The margin is the size itself, not the drawn radius, so a large punch
     // may reach past the edge of the picture.
     PunchSettings& s = m_settings;
@@ -126,14 +125,12 @@ void PunchEditor::setDraw(int mode) {
     double x = std::min(std::max(s.punchPoint.x(), margin), kWidth - margin);
     double y = std::min(std::max(s.punchPoint.y(), margin), kHeight - margin);
     s.punchPoint = QPointF(x, y);
-    {
-        std::lock_guard<std::mutex> lock(worker.ioLock());
-        worker.punchPoint = s.punchPoint;
-        worker.radius = s.size * (kHeight / 2) / kMaxWire;
-        worker.backColor = Qt::black;
-        worker.foreColor = barspalette::color(s.colors[0]);
-    }
-    worker.setDraw(mode);
+    DrawThread::Settings preview;
+    preview.punchPoint = s.punchPoint;
+    preview.radius = s.size * (kHeight / 2) / kMaxWire;
+    preview.backColor = Qt::black;
+    preview.foreColor = barspalette::color(s.colors[0]);
+    thread()->setDraw(preview, mode);
 }
 
 void PunchEditor::fromString(const QString& line) {

@@ -128,7 +128,7 @@ AnnunciatorView::AnnunciatorView(QWidget* parent) : QWidget(parent) {
         m_pairCombos[std::size_t(pair)] = {fore, back};
     }
     annGrid->addWidget(new QLabel(QStringLiteral("Size")), 5, 0);
-    annGrid->addWidget(pointCombo("annunciatorPointCombo", Settings::kAnnunciator), 5, 1);
+    annGrid->addWidget(pointCombo("annunciatorPointCombo", Element::Annunciator), 5, 1);
     right->addWidget(annunciator);
 
     auto* elements = new QGroupBox(QStringLiteral("Counter and text lines"));
@@ -136,9 +136,9 @@ AnnunciatorView::AnnunciatorView(QWidget* parent) : QWidget(parent) {
     grid->addWidget(new QLabel(QStringLiteral("Text")), 0, 1);
     grid->addWidget(new QLabel(QStringLiteral("Box")), 0, 2);
     grid->addWidget(new QLabel(QStringLiteral("Size")), 0, 3);
-    addItemRow(grid, 1, QStringLiteral("Timecode"), Settings::kTc, "Tc");
-    addItemRow(grid, 2, QStringLiteral("Text"), Settings::kText, "Text");
-    addItemRow(grid, 3, QStringLiteral("Bar/beat"), Settings::kBarBeat, "BarBeat");
+    addItemRow(grid, 1, QStringLiteral("Timecode"), Element::Tc, "Tc");
+    addItemRow(grid, 2, QStringLiteral("Text"), Element::Text, "Text");
+    addItemRow(grid, 3, QStringLiteral("Bar/beat"), Element::BarBeat, "BarBeat");
     m_ltc = new QComboBox;
     m_ltc->setObjectName(QStringLiteral("comboBoxAnnunciatorLtc"));
     m_ltc->setToolTip(QStringLiteral("What the timecode counter shows"));
@@ -197,38 +197,38 @@ QComboBox* AnnunciatorView::colorCombo(const char* name, bool background) {
     return combo;
 }
 
-QComboBox* AnnunciatorView::pointCombo(const char* name, Item item) {
+QComboBox* AnnunciatorView::pointCombo(const char* name, Element e) {
     auto* combo = new QComboBox;
     combo->setObjectName(QString::fromLatin1(name));
     combo->setToolTip(QStringLiteral("Font size, from the sizes the unit offers"));
-    connect(combo, &QComboBox::activated, this, [this, combo, item](int index) {
+    connect(combo, &QComboBox::activated, this, [this, combo, e](int index) {
         if (!m_refreshing)
-            m_editor.setFontPoint(item, combo->itemData(index).toInt());
+            m_editor.setFontPoint(e, combo->itemData(index).toInt());
     });
-    m_items[std::size_t(item)].points = combo;
+    m_items[e].points = combo;
     return combo;
 }
 
-void AnnunciatorView::addItemRow(QGridLayout* grid, int row, const QString& label, Item item,
+void AnnunciatorView::addItemRow(QGridLayout* grid, int row, const QString& label, Element e,
                                  const char* prefix) {
-    ItemControls& c = m_items[std::size_t(item)];
+    ItemControls& c = m_items[e];
     const QByteArray base = QByteArray("comboBox") + prefix;
     c.fore = colorCombo((base + "Foreground").constData(), false);
     c.back = colorCombo((base + "Background").constData(), true);
-    connect(c.fore, &QComboBox::activated, this, [this, item, fore = c.fore](int index) {
+    connect(c.fore, &QComboBox::activated, this, [this, e, fore = c.fore](int index) {
         if (!m_refreshing)
-            m_editor.setItemForeground(item, fore->itemData(index).toInt());
+            m_editor.setItemForeground(e, fore->itemData(index).toInt());
     });
-    connect(c.back, &QComboBox::activated, this, [this, item, back = c.back](int index) {
+    connect(c.back, &QComboBox::activated, this, [this, e, back = c.back](int index) {
         if (!m_refreshing)
-            m_editor.setItemBackground(item, back->itemData(index).toInt());
+            m_editor.setItemBackground(e, back->itemData(index).toInt());
     });
     QByteArray points = QByteArray(prefix) + "PointCombo";
     points[0] = char(QChar::toLower(uint(points[0])));
     grid->addWidget(new QLabel(label), row, 0);
     grid->addWidget(c.fore, row, 1);
     grid->addWidget(c.back, row, 2);
-    grid->addWidget(pointCombo(points.constData(), item), row, 3);
+    grid->addWidget(pointCombo(points.constData(), e), row, 3);
 }
 
 QPointF AnnunciatorView::toCanvas(double fromLeft, double fromTop) const {
@@ -256,16 +256,16 @@ void AnnunciatorView::refresh() {
         select(m_pairCombos[std::size_t(pair)][0], c.fore);
         select(m_pairCombos[std::size_t(pair)][1], c.back);
     }
-    for (std::size_t i = 0; i < m_items.size(); ++i) {
-        ItemControls& c = m_items[i];
+    for (Element e : kEveryElement) {
+        ItemControls& c = m_items[e];
         if (c.fore) {
-            select(c.fore, s.itemColors[i].fore);
-            select(c.back, s.itemColors[i].back);
+            select(c.fore, s.itemColors[e].fore);
+            select(c.back, s.itemColors[e].back);
         }
         // The sizes the unit offers, and the one in use even if it is not
         // among them.
         QList<int> choices = s.pointChoices;
-        const int inUse = s.items[i].fontPoint;
+        const int inUse = s.items[e].fontPoint;
         if (!choices.contains(inUse))
             choices << inUse;
         QList<int> shown;

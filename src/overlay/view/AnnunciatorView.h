@@ -33,15 +33,15 @@ public:
     static QString colorName(int index);
 
 private:
-    using Item = AnnunciatorSettings::Item;
+    using Element = AnnunciatorElement;
     struct ItemControls {
         QComboBox* fore = nullptr;
         QComboBox* back = nullptr;
         QComboBox* points = nullptr;
     };
     QComboBox* colorCombo(const char* name, bool background);
-    QComboBox* pointCombo(const char* name, Item item);
-    void addItemRow(QGridLayout* grid, int row, const QString& label, Item item,
+    QComboBox* pointCombo(const char* name, Element e);
+    void addItemRow(QGridLayout* grid, int row, const QString& label, Element e,
                     const char* prefix);
     QPointF toCanvas(double fromLeft, double fromTop) const;
     void refresh(); // settings -> controls, without sending
@@ -53,6 +53,6 @@ private:
     QCheckBox* m_showMidi = nullptr;
     QComboBox* m_ltc = nullptr;
     std::array<std::array<QComboBox*, 2>, AnnunciatorSettings::kPairs> m_pairCombos{};
-    std::array<ItemControls, AnnunciatorSettings::kItems> m_items{};
+    PerElement<ItemControls> m_items;
     bool m_refreshing = false; // controls follow the unit; nothing is sent
 };
