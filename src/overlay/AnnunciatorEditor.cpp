@@ -30,11 +30,6 @@ AnnunciatorEditor::AnnunciatorEditor() {
     }
 }
 
-void AnnunciatorEditor::awakeFromNib() {
-    setDraw(PreviewWorker::kRedraw);
-    startPreview([this](int code) { threadNeedsTx(code); });
-}
-
 void AnnunciatorEditor::send(const QString& command) {
     if (CommandSink* sink = comThread())
         sink->sendString(command);

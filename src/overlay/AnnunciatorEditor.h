@@ -58,9 +58,6 @@ public:
 
     AnnunciatorEditor();
 
-    // Starts the preview worker; windowClosing() stops it.
-    void awakeFromNib();
-
     const AnnunciatorSettings& settings() const { return m_settings; }
     // An element's top-left anchor in canvas pixels (origin bottom left).
     QPointF point(Element e) const { return m_points[e]; }
@@ -91,7 +88,7 @@ public:
     void mouseUp() { m_dragItem.reset(); }
     static bool closeToRect(const QPointF& p, const QRectF& r);
 
-    void setDraw(int code);
+    void setDraw(int code) override;
     // The "r" command for an element.
     void setWindowPosition(Element e);
 
@@ -109,7 +106,7 @@ private:
     void sendTc();
     void sendCom();
     void sendAnnunciatorColors();
-    void threadNeedsTx(int code);
+    void threadNeedsTx(int code) override;
     // Sends the element's place, then what makes it visible on the unit.
     void placed(Element e);
     void showTcCounter();

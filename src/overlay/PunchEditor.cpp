@@ -25,11 +25,6 @@ unsigned wire(double v) {
 
 PunchEditor::PunchEditor() = default;
 
-void PunchEditor::awakeFromNib() {
-    setDraw(PreviewWorker::kRedraw);
-    startPreview([this](int) { punchTx(); });
-}
-
 void PunchEditor::setSize(int v) {
     m_settings.size = clampTo(v, kMaxSize);
     diag::print("radius: %d\n", m_settings.size);

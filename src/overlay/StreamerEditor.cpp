@@ -16,11 +16,6 @@ int clampTo(long long v, int high) {
 
 StreamerEditor::StreamerEditor() = default;
 
-void StreamerEditor::awakeFromNib() {
-    setDraw(PreviewWorker::kRedraw);
-    startPreview([this](int) { streamerTx(); });
-}
-
 void StreamerEditor::setWidth(int v) {
     m_settings.width = clampTo(v, kMaxWidth);
     setDraw(PreviewWorker::kRedrawAndTransmit);
