@@ -20,6 +20,7 @@ MainWindow::MainWindow(QWidget* parent)
     : QMainWindow(parent), m_ui(std::make_unique<Ui::MainWindow>()) {
     m_ui->setupUi(this);
     m_panel = new qz62View(this);
+    m_panel->controller().setPrompts(&m_panelAlerts);
     setCentralWidget(m_panel);
     m_monitorView = new MonitorView;
     m_punchView = new PunchView;

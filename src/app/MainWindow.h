@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/MessageBoxPresenter.h"
 #include "panel/view/qz62View.h"
 
 #include <QMainWindow>
@@ -51,6 +52,7 @@ private:
     void showLinkState(const QString& text, PanelController::LinkState state);
 
     std::unique_ptr<Ui::MainWindow> m_ui;
+    PanelAlerts m_panelAlerts;
     qz62View* m_panel = nullptr;
     MonitorView* m_monitorView = nullptr;
     PunchView* m_punchView = nullptr;
