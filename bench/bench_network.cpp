@@ -9,10 +9,10 @@
 //      stream connected, and the reply to the last start-up query parsed
 //      (the listing includes the daemon's own probing of the new name).
 // usage: bench_network [runs]   (default 3)
-#include "base/Alerts.h"
 #include "link/NetworkLink.h"
 #include "link/ServiceDiscovery.h"
 #include "panel/PanelController.h"
+#include "panel/PanelPrompts.h"
 #include "sim/SimNetworkUpdate.h"
 #include "sim/SimulatedUnit.h"
 
@@ -31,7 +31,7 @@
 
 namespace {
 
-class QuietAlerts final : public AlertPresenter {
+class QuietAlerts final : public PanelPrompts {
 public:
     void showAlert(const QString& message) override { shown << message; }
     bool askOkCancel(const QString&) override { return true; }
@@ -74,7 +74,8 @@ private:
 };
 
 struct Panel {
-    Panel() {
+    explicit Panel(PanelPrompts* prompts = nullptr) {
+        controller.setPrompts(prompts);
         controller.setExplicitPort(QStringLiteral("/nonexistent/qz62-port"));
         controller.setTickIntervalMs(3600 * 1000);
         controller.startUp();
@@ -90,7 +91,6 @@ struct Panel {
 
 void benchUpdate(int runs) {
     QuietAlerts alerts;
-    alerts::setPresenter(&alerts);
     SimulatedUnit sim;
     const quint16 port = sim.listenTcp();
     if (port == 0 || !sim.start()) {
@@ -103,7 +103,7 @@ void benchUpdate(int runs) {
     std::printf("update over TCP: %.2f MB, %d lines (target > 5 MB/s, stall < 50 ms)\n", megabytes,
                 lines + 1);
     for (int run = 0; run < runs; ++run) {
-        Panel panel;
+        Panel panel(&alerts);
         panel.link.connectToHost(QStringLiteral("127.0.0.1"), port);
         if (!waitFor([&] { return panel.lastLine == QLatin1String("t 70 70 70"); }, 10000)) {
             std::printf("  run %d: no connection\n", run + 1);
@@ -127,7 +127,6 @@ void benchUpdate(int runs) {
                     sim.networkUpdatesDone() > doneBefore ? sim.networkUpdateRecords() : 0,
                     static_cast<long long>(worst));
     }
-    alerts::setPresenter(nullptr);
 }
 
 void benchDiscovery(int runs) {

@@ -52,7 +52,7 @@ int main(int argc, char** argv) {
     });
     // The four text elements at 48 pt, moving about the picture.
     AnnunciatorEditor annunciator;
-    for (int item = 0; item < AnnunciatorSettings::kItems; ++item)
+    for (int item = 0; item < kAnnunciatorElements; ++item)
         annunciator.windowFromArray({48, 10 + 60 * item, 10 + 50 * item, 0x70, item});
     const double annunciatorMs = medianMs(frames, [&](int i) {
         annunciator.windowFromArray({48, (i * 13) % 200, (i * 7) % 240, 0x70, i % 4});

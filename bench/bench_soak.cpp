@@ -15,6 +15,7 @@
 #include "base/Diagnostics.h"
 #include "link/ComThread.h"
 #include "panel/PanelController.h"
+#include "panel/PanelPrompts.h"
 #include "panel/PanelSettings.h"
 #include "sim/SimulatedUnit.h"
 
@@ -41,7 +42,8 @@ constexpr int kStateDeadlineMs = 1000; // the link state must follow within this
 constexpr int kReadBackTimeoutMs = 15000;
 constexpr int kWarmUpCycles = 20;
 
-class CountingAlerts : public AlertPresenter {
+// Counts the panel's alerts and any other the program raises.
+class CountingAlerts : public AlertPresenter, public PanelPrompts {
 public:
     void showAlert(const QString&) override { ++shown; }
     bool askOkCancel(const QString&) override { return false; }
@@ -207,6 +209,7 @@ int main(int argc, char** argv) {
     }
     PanelController controller;
     controller.setExplicitPort(sim.ptyPath());
+    controller.setPrompts(&alerts);
     bool readAll = false;
     QObject::connect(&controller, &PanelController::rxLine, [&](const QString& line) {
         if (line.startsWith(QLatin1String("t "))) // the last of the start-up queries

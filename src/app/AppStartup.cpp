@@ -37,17 +37,120 @@ constexpr SheetSwitch kSheetSwitches[] = {
 
 // How long a status bar notice about the MIDI ports stays.
 constexpr int kNoticeMs = 15000;
+
+QCommandLineOption option(const char* name, const char* what, const char* value = nullptr) {
+    return QCommandLineOption(QLatin1String(name), QString::fromUtf8(what),
+                              value ? QLatin1String(value) : QString());
+}
+
+// Every option of `qz62 --help`, in the order it lists them.
+struct CliOptions {
+    QCommandLineOption help{{QStringLiteral("h"), QStringLiteral("help")},
+                            QStringLiteral("Show this help and quit.")};
+    QCommandLineOption version = option("version", "Show the version and quit.");
+    QCommandLineOption simulator =
+        option("simulator", "Run on a simulated unit instead of hardware.");
+    QCommandLineOption simulatorNetwork =
+        option("simulator-network", "Run on a simulated unit reached over TCP, as through the "
+                                    "network proxy (the simulator is also announced to service "
+                                    "discovery).");
+    QCommandLineOption connectHost =
+        option("connect", "Connect to the network proxy at host:port.", "host:port");
+    QCommandLineOption port = option("port", "Use this serial port instead of searching.", "path");
+    QCommandLineOption midiIn =
+        option("midi-in",
+               "Take MIDI Time Code from the first source whose name contains NAME (waits for "
+               "it when absent).",
+               "NAME");
+    QCommandLineOption midiOut =
+        option("midi-out", "Send to the first MIDI destination whose name contains NAME.", "NAME");
+    QCommandLineOption tctype =
+        option("tctype", "New sheets' timecode type: 0 = 24, 1 = 25, 2 = 30 drop, 3 = 30.", "N");
+    QCommandLineOption start = option("start", "New sheets' MIDI file start (HH:MM:SS:FF).", "TC");
+    // "--x" and "--no-x" for each of kSheetSwitches, in turn.
+    QList<QCommandLineOption> switches = sheetSwitches();
+    QCommandLineOption unitData =
+        option("unit-data",
+               "Folder holding the unit's own update files (loader.bin, c192b.sx, c192b.mcs, "
+               "fonts.mcs); sets QZ62_UNIT_DATA.",
+               "dir");
+    QCommandLineOption instance =
+        option("instance",
+               "Run apart from the usual application (a second unit, a test rig): only starts "
+               "with the same NAME hand their files to it.",
+               "NAME");
+    QCommandLineOption shots =
+        option("screenshots", "Save a picture of each tab into dir and quit.", "dir");
+
+    static QList<QCommandLineOption> sheetSwitches() {
+        QList<QCommandLineOption> list;
+        for (const SheetSwitch& s : kSheetSwitches) {
+            const QString name = QLatin1String(s.name);
+            list << QCommandLineOption(name,
+                                       QStringLiteral("New sheets: %1.").arg(QLatin1String(s.what)))
+                 << QCommandLineOption(
+                        QStringLiteral("no-") + name,
+                        QStringLiteral("New sheets: the opposite of --%1.").arg(name));
+        }
+        return list;
+    }
+
+    void addTo(QCommandLineParser& cli) const {
+        cli.addOptions({help, version, simulator, simulatorNetwork, connectHost, port, midiIn,
+                        midiOut, tctype, start});
+        cli.addOptions(switches);
+        cli.addOptions({unitData, instance, shots});
+        cli.addPositionalArgument(QStringLiteral("FILE"),
+                                  QStringLiteral("Cue sheets, PDF cue sheets or text cue lists."),
+                                  QStringLiteral("[FILE...]"));
+    }
+};
+
+// The new sheets' options the command line gives, by defaults key; empty
+// `error` when every value is good.
+QVariantHash sheetDefaults(const QCommandLineParser& cli, const CliOptions& o,
+                           const QStringList& arguments, QString& error) {
+    QVariantHash defaults;
+    if (cli.isSet(o.tctype)) {
+        bool ok = false;
+        const int type = cli.value(o.tctype).toInt(&ok);
+        if (!ok || type < 0 || type > 3) {
+            error = QStringLiteral("bad --tctype '%1' (0 to 3)").arg(cli.value(o.tctype));
+            return {};
+        }
+        defaults.insert(QLatin1String(CueWindow::kKeyTcType), type);
+    }
+    if (cli.isSet(o.start)) {
+        if (!TcCalculator().isTc(cli.value(o.start))) {
+            error = QStringLiteral("bad --start '%1' (HH:MM:SS:FF)").arg(cli.value(o.start));
+            return {};
+        }
+        defaults.insert(QLatin1String(CueWindow::kKeyTcStart), cli.value(o.start));
+    }
+    const QList<QCommandLineOption>& switches = o.switches;
+    for (qsizetype i = 0; i < switches.size(); ++i) {
+        // The later of "--x" and "--no-x" wins, as in qz62ctl.
+        if (!cli.isSet(switches[i]))
+            continue;
+        const qsizetype at =
+            arguments.lastIndexOf(QStringLiteral("--") + switches[i].names().first());
+        const qsizetype other =
+            arguments.lastIndexOf(QStringLiteral("--") + switches[i ^ 1].names().first());
+        if (at > other)
+            defaults.insert(QLatin1String(kSheetSwitches[i / 2].key), i % 2 == 0);
+    }
+    return defaults;
+}
 } // namespace
 
 AppStartup::AppStartup() = default;
 
 AppStartup::~AppStartup() {
+    shutDown();
     if (qApp)
         qApp->removeEventFilter(this);
-    if (m_presenter)
-        alerts::setPresenter(nullptr);
-    // The window talks to the presenter and the simulated unit: it goes first.
-    m_window.reset();
+    // The members go in the reverse order of their declaration: the window
+    // before the presenter and the simulated units it talks to.
 }
 
 AppStartup::Parse AppStartup::parse(const QStringList& arguments) {
@@ -57,126 +160,36 @@ AppStartup::Parse AppStartup::parse(const QStringList& arguments) {
         "Each FILE opens in a cue sheet window: sheet text files (.txt) as File > Open does,\n"
         "PDF cue sheets and text cue lists as a new untitled sheet, as a drop would.\n"
         "While the application runs, starting it again hands the files to it."));
-    const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")},
-                                  QStringLiteral("Show this help and quit."));
-    const QCommandLineOption version(QStringLiteral("version"),
-                                     QStringLiteral("Show the version and quit."));
-    const QCommandLineOption simulator(
-        QStringLiteral("simulator"),
-        QStringLiteral("Run on a simulated unit instead of hardware."));
-    const QCommandLineOption simulatorNetwork(
-        QStringLiteral("simulator-network"),
-        QStringLiteral("Run on a simulated unit reached over TCP, as through the network "
-                       "proxy (the simulator is also announced to service discovery)."));
-    const QCommandLineOption connectHost(
-        QStringLiteral("connect"), QStringLiteral("Connect to the network proxy at host:port."),
-        QStringLiteral("host:port"));
-    const QCommandLineOption port(QStringLiteral("port"),
-                                  QStringLiteral("Use this serial port instead of searching."),
-                                  QStringLiteral("path"));
-    const QCommandLineOption midiIn(
-        QStringLiteral("midi-in"),
-        QStringLiteral("Take MIDI Time Code from the first source whose name contains NAME "
-                       "(waits for it when absent)."),
-        QStringLiteral("NAME"));
-    const QCommandLineOption midiOut(
-        QStringLiteral("midi-out"),
-        QStringLiteral("Send to the first MIDI destination whose name contains NAME."),
-        QStringLiteral("NAME"));
-    const QCommandLineOption tctype(
-        QStringLiteral("tctype"),
-        QStringLiteral("New sheets' timecode type: 0 = 24, 1 = 25, 2 = 30 drop, 3 = 30."),
-        QStringLiteral("N"));
-    const QCommandLineOption start(QStringLiteral("start"),
-                                   QStringLiteral("New sheets' MIDI file start (HH:MM:SS:FF)."),
-                                   QStringLiteral("TC"));
-    QList<QCommandLineOption> switches;
-    for (const SheetSwitch& s : kSheetSwitches) {
-        const QString name = QLatin1String(s.name);
-        switches << QCommandLineOption(name,
-                                       QStringLiteral("New sheets: %1.").arg(QLatin1String(s.what)))
-                 << QCommandLineOption(
-                        QStringLiteral("no-") + name,
-                        QStringLiteral("New sheets: the opposite of --%1.").arg(name));
-    }
-    const QCommandLineOption unitData(
-        QStringLiteral("unit-data"),
-        QStringLiteral("Folder holding the unit's own update files (loader.bin, c192b.sx, "
-                       "c192b.mcs, fonts.mcs); sets QZ62_UNIT_DATA."),
-        QStringLiteral("dir"));
-    const QCommandLineOption instance(
-        QStringLiteral("instance"),
-        QStringLiteral("Run apart from the usual application (a second unit, a test rig): "
-                       "only starts with the same NAME hand their files to it."),
-        QStringLiteral("NAME"));
-    const QCommandLineOption shots(QStringLiteral("screenshots"),
-                                   QStringLiteral("Save a picture of each tab into dir and quit."),
-                                   QStringLiteral("dir"));
-    cli.addOptions({help, version, simulator, simulatorNetwork, connectHost, port, midiIn, midiOut,
-                    tctype, start});
-    cli.addOptions(switches);
-    cli.addOptions({unitData, instance, shots});
-    cli.addPositionalArgument(QStringLiteral("FILE"),
-                              QStringLiteral("Cue sheets, PDF cue sheets or text cue lists."),
-                              QStringLiteral("[FILE...]"));
-
+    const CliOptions o;
+    o.addTo(cli);
     if (!cli.parse(arguments)) {
         m_message = cli.errorText();
         return Parse::Error;
     }
-    if (cli.isSet(help)) {
+    if (cli.isSet(o.help)) {
         m_message = cli.helpText() +
                     QStringLiteral("\nExample, a stage's start-up:\n"
                                    "  qz62 --midi-in \"Stage MTC\" --midi-out \"Stage MTC\" "
                                    "--tctype 1 --start 09:59:50:00 reel1.txt reel2.pdf\n");
         return Parse::Help;
     }
-    if (cli.isSet(version)) {
+    if (cli.isSet(o.version)) {
         m_message = QStringLiteral("qz62 %1\n").arg(QLatin1String(qz62::kAppVersion));
         return Parse::Version;
     }
-
-    m_options.simulator = cli.isSet(simulator);
-    m_options.port = cli.value(port);
-    m_options.simulatorNetwork = cli.isSet(simulatorNetwork);
-    m_options.networkHost = cli.value(connectHost);
-    m_options.screenshots = cli.value(shots);
-    m_options.instance = cli.value(instance);
-    m_options.midiIn = cli.value(midiIn);
-    m_options.midiOut = cli.value(midiOut);
+    m_options.simulator = cli.isSet(o.simulator);
+    m_options.port = cli.value(o.port);
+    m_options.simulatorNetwork = cli.isSet(o.simulatorNetwork);
+    m_options.networkHost = cli.value(o.connectHost);
+    m_options.screenshots = cli.value(o.shots);
+    m_options.instance = cli.value(o.instance);
+    m_options.midiIn = cli.value(o.midiIn);
+    m_options.midiOut = cli.value(o.midiOut);
     m_options.files = cli.positionalArguments();
-    if (cli.isSet(unitData))
-        qputenv("QZ62_UNIT_DATA", QFile::encodeName(cli.value(unitData)));
-    if (cli.isSet(tctype)) {
-        bool ok = false;
-        const int type = cli.value(tctype).toInt(&ok);
-        if (!ok || type < 0 || type > 3) {
-            m_message = QStringLiteral("bad --tctype '%1' (0 to 3)").arg(cli.value(tctype));
-            return Parse::Error;
-        }
-        m_options.sheetDefaults.insert(QLatin1String(CueWindow::kKeyTcType), type);
-    }
-    if (cli.isSet(start)) {
-        if (!TcCalculator().isTc(cli.value(start))) {
-            m_message = QStringLiteral("bad --start '%1' (HH:MM:SS:FF)").arg(cli.value(start));
-            return Parse::Error;
-        }
-        m_options.sheetDefaults.insert(QLatin1String(CueWindow::kKeyTcStart), cli.value(start));
-    }
-    for (qsizetype i = 0; i < switches.size(); ++i) {
-        // The later of "--x" and "--no-x" wins, as in qz62ctl.
-        if (cli.isSet(switches[i])) {
-            const QString key = QLatin1String(kSheetSwitches[i / 2].key);
-            const bool on = i % 2 == 0;
-            const qsizetype at =
-                arguments.lastIndexOf(QStringLiteral("--") + switches[i].names().first());
-            const qsizetype other =
-                arguments.lastIndexOf(QStringLiteral("--") + switches[i ^ 1].names().first());
-            if (at > other)
-                m_options.sheetDefaults.insert(key, on);
-        }
-    }
-    return Parse::Run;
+    if (cli.isSet(o.unitData))
+        qputenv("QZ62_UNIT_DATA", QFile::encodeName(cli.value(o.unitData)));
+    m_options.sheetDefaults = sheetDefaults(cli, o, arguments, m_message);
+    return m_message.isEmpty() ? Parse::Run : Parse::Error;
 }
 
 bool AppStartup::handOverToRunning() {
@@ -201,30 +214,8 @@ bool AppStartup::handOverToRunning() {
 
 bool AppStartup::start() {
     PanelOptions panel;
-    if (m_options.simulator) {
-        m_sim = std::make_unique<SimulatedUnit>();
-        if (!m_sim->start()) {
-            m_message = QStringLiteral("cannot start the simulated unit (no pseudo-terminal)");
-            return false;
-        }
-        panel.explicitPort = m_sim->ptyPath();
-    } else if (!m_options.port.isEmpty()) {
-        panel.explicitPort = m_options.port;
-    }
-    if (m_options.simulatorNetwork) {
-        // A unit of its own behind the network proxy's protocol.
-        m_networkSim = std::make_unique<SimulatedUnit>();
-        const quint16 tcpPort = m_networkSim->listenTcp();
-        if (tcpPort == 0 || !m_networkSim->start()) {
-            m_message = QStringLiteral("cannot start the simulated unit on TCP");
-            return false;
-        }
-        panel.networkHost = QStringLiteral("127.0.0.1:%1").arg(tcpPort);
-        m_announcer = std::make_unique<ServiceAnnouncer>();
-        m_announcer->announce(QStringLiteral("QZ62 simulator"), tcpPort); // where discovery runs
-    }
-    if (!m_options.networkHost.isEmpty())
-        panel.networkHost = m_options.networkHost;
+    if (!startUnits(panel))
+        return false;
     CueWindow::setDefaultsForThisRun(m_options.sheetDefaults);
 
     m_window = std::make_unique<MainWindow>();
@@ -252,14 +243,45 @@ bool AppStartup::start() {
     return true;
 }
 
+// The simulated units asked for, and where the panel finds its unit.
+bool AppStartup::startUnits(PanelOptions& panel) {
+    if (m_options.simulator) {
+        m_sim = std::make_unique<SimulatedUnit>();
+        if (!m_sim->start()) {
+            m_message = QStringLiteral("cannot start the simulated unit (no pseudo-terminal)");
+            return false;
+        }
+        panel.explicitPort = m_sim->ptyPath();
+    } else if (!m_options.port.isEmpty()) {
+        panel.explicitPort = m_options.port;
+    }
+    if (m_options.simulatorNetwork) {
+        // A unit of its own behind the network proxy's protocol.
+        m_networkSim = std::make_unique<SimulatedUnit>();
+        const quint16 tcpPort = m_networkSim->listenTcp();
+        if (tcpPort == 0 || !m_networkSim->start()) {
+            m_message = QStringLiteral("cannot start the simulated unit on TCP");
+            return false;
+        }
+        panel.networkHost = QStringLiteral("127.0.0.1:%1").arg(tcpPort);
+        m_announcer = std::make_unique<ServiceAnnouncer>();
+        m_announcer->announce(QStringLiteral("QZ62 simulator"), tcpPort); // where discovery runs
+    }
+    if (!m_options.networkHost.isEmpty())
+        panel.networkHost = m_options.networkHost;
+    return true;
+}
+
 void AppStartup::openFiles(const QStringList& paths) {
-    if (!m_window)
+    CueWindows* cues = m_window ? m_window->cueWindows() : nullptr;
+    if (!cues)
         return;
     for (const QString& path : paths)
-        m_window->cueWindows()->openHandedFile(path);
+        cues->openHandedFile(path);
 }
 
 void AppStartup::shutDown() {
+    // Nothing is shown once the event loop has ended.
     if (m_presenter)
         alerts::setPresenter(nullptr);
     if (m_window)

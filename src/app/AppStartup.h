@@ -8,6 +8,7 @@
 
 class MainWindow;
 class MessageBoxPresenter;
+struct PanelOptions;
 class ServiceAnnouncer;
 class SimulatedUnit;
 class SingleInstance;
@@ -54,7 +55,8 @@ public:
     MainWindow* window() const { return m_window.get(); }
 
     void openFiles(const QStringList& paths);
-    // Ends the link; call once the event loop has returned.
+    // Takes the window's parts down (MainWindow::windowClosing()); call once
+    // the event loop has returned. The destructor does it too.
     void shutDown();
 
 protected:
@@ -62,12 +64,16 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
+    bool startUnits(PanelOptions& panel);
+
     StartupOptions m_options;
     QString m_message;
+    // In the order they are made; they go in the reverse order, so the
+    // window goes before what it talks to.
+    std::unique_ptr<SingleInstance> m_instance;
     std::unique_ptr<SimulatedUnit> m_sim;
     std::unique_ptr<SimulatedUnit> m_networkSim;
     std::unique_ptr<ServiceAnnouncer> m_announcer;
-    std::unique_ptr<SingleInstance> m_instance;
-    std::unique_ptr<MainWindow> m_window;
     std::unique_ptr<MessageBoxPresenter> m_presenter;
+    std::unique_ptr<MainWindow> m_window;
 };

@@ -19,48 +19,37 @@
 MainWindow::MainWindow(QWidget* parent)
     : QMainWindow(parent), m_ui(std::make_unique<Ui::MainWindow>()) {
     m_ui->setupUi(this);
+    buildPanel();
+    buildEditors();
+    buildMidi();
+    m_cueWindows = new CueWindows(m_panel, m_ui->menuFile, this);
+    m_cueWindows->attachTimecode(m_midiView->controller());
+    m_updatePanel = new UpdatePanel(m_panel, m_ui->menuUpdate, this);
+    buildStatusBar();
+    connect(m_ui->actionQuit, &QAction::triggered, this, &QWidget::close);
+    connect(m_ui->actionAbout, &QAction::triggered, this, &MainWindow::showAbout);
+}
+
+MainWindow::~MainWindow() {
+    windowClosing();
+}
+
+// The link, the network link and the reply parser; the panel's alerts and
+// questions show as the program's message boxes.
+void MainWindow::buildPanel() {
     m_panel = new qz62View(this);
+    m_panel->controller().setPrompts(&m_panelAlerts);
     setCentralWidget(m_panel);
+    connect(m_panel, &qz62View::windowTitleChanged, this, &QWidget::setWindowTitle);
+}
+
+// The editors send through whatever link there is at the time, and take
+// their own report lines from the parser.
+void MainWindow::buildEditors() {
     m_monitorView = new MonitorView;
     m_punchView = new PunchView;
     m_annunciatorView = new AnnunciatorView;
     m_panel->setEditorTabs(m_monitorView, m_punchView, m_annunciatorView);
-
-    // The timecode counter sits above the panel; every cue window shows it too.
-    m_midiView = new MidiView(this);
-    m_midiView->initMenuItems(m_ui->menuMidiInput, m_ui->menuMidiOutput, m_ui->menuMidi);
-    auto* timecode = new QDockWidget(QStringLiteral("MIDI Time Code"), this);
-    timecode->setObjectName(QStringLiteral("timecodeDock"));
-    timecode->setFeatures(QDockWidget::NoDockWidgetFeatures);
-    timecode->setWidget(m_midiView);
-    addDockWidget(Qt::TopDockWidgetArea, timecode);
-
-    m_cueWindows = new CueWindows(m_panel, m_ui->menuFile, this);
-    m_cueWindows->attachTimecode(m_midiView->controller());
-
-    m_updatePanel = new UpdatePanel(m_panel, m_ui->menuUpdate, this);
-
-    m_linkLabel = new QLabel(this);
-    statusBar()->addPermanentWidget(m_linkLabel);
-
-    connect(m_ui->actionQuit, &QAction::triggered, this, &QWidget::close);
-    connect(m_ui->actionAbout, &QAction::triggered, this, &MainWindow::showAbout);
-    connect(m_panel, &qz62View::windowTitleChanged, this, &QWidget::setWindowTitle);
-    connect(m_panel, &qz62View::linkStateTextChanged, this, &MainWindow::showLinkState);
-    showLinkState(m_panel->linkStateText(), PanelController::LinkState::Idle);
-}
-
-MainWindow::~MainWindow() {
-    // The cue windows talk to the panel: they go first; the editors' workers
-    // go before the controller whose link they use.
-    delete m_cueWindows;
-    stopEditors();
-}
-
-void MainWindow::awakeFromNib(const PanelOptions& options) {
-    BarsColorList::initColorPanel();
-    // The editors send through whatever link there is at the time, and take
-    // their own report lines.
     PanelController& controller = m_panel->controller();
     auto link = [&controller]() -> CommandSink* { return controller.comThread(); };
     m_monitorView->editor().setComThread(link);
@@ -69,25 +58,71 @@ void MainWindow::awakeFromNib(const PanelOptions& options) {
     controller.parser().setStreamerReceiver(&m_monitorView->editor());
     controller.parser().setPunchReceiver(&m_punchView->editor());
     controller.parser().setAnnunciatorReceiver(&m_annunciatorView->editor());
+}
+
+// The timecode counter sits above the panel; every cue window shows it too.
+void MainWindow::buildMidi() {
+    m_midiView = new MidiView;
+    m_midiView->initMenuItems(m_ui->menuMidiInput, m_ui->menuMidiOutput, m_ui->menuMidi);
+    m_midiDock = new QDockWidget(QStringLiteral("MIDI Time Code"), this);
+    m_midiDock->setObjectName(QStringLiteral("timecodeDock"));
+    m_midiDock->setFeatures(QDockWidget::NoDockWidgetFeatures);
+    m_midiDock->setWidget(m_midiView);
+    addDockWidget(Qt::TopDockWidgetArea, m_midiDock);
+}
+
+void MainWindow::buildStatusBar() {
+    m_linkLabel = new QLabel(this);
+    statusBar()->addPermanentWidget(m_linkLabel);
+    connect(m_panel, &qz62View::linkStateTextChanged, this, &MainWindow::showLinkState);
+    showLinkState(m_panel->linkStateText(), PanelController::LinkState::Idle);
+}
+
+void MainWindow::awakeFromNib(const PanelOptions& options) {
+    BarsColorList::initColorPanel();
+    // The editors' workers first: their first pictures are painted while
+    // the link waits for the unit to identify itself.
     m_monitorView->awakeFromNib();
     m_punchView->awakeFromNib();
     m_annunciatorView->awakeFromNib();
     m_panel->awakeFromNib(options);
 }
 
+void MainWindow::windowClosing() {
+    if (m_closed)
+        return;
+    m_closed = true;
+    // The Update menu runs nothing of its own: an update runs on the link's
+    // port and stops with the link.
+    // The cue windows: the MIDI thread lets go of the cue firing first.
+    delete m_cueWindows;
+    m_cueWindows = nullptr;
+    // MIDI: its ports close, nothing more arrives on its thread.
+    stopMidi();
+    // The editors' preview workers; the parser stops handing them lines.
+    stopEditors();
+    // The network link, then the serial link.
+    m_panel->windowClosing();
+    m_panel->controller().setPrompts(nullptr);
+}
+
+void MainWindow::stopMidi() {
+    delete m_midiDock; // with the MIDI view and its controller
+    m_midiDock = nullptr;
+    m_midiView = nullptr;
+    // Their actions spoke to the controller that is gone.
+    m_ui->menuMidiInput->clear();
+    m_ui->menuMidiOutput->clear();
+}
+
 void MainWindow::stopEditors() {
     m_monitorView->windowClosing();
     m_punchView->windowClosing();
     m_annunciatorView->windowClosing();
-    PanelController& controller = m_panel->controller();
-    controller.parser().setStreamerReceiver(nullptr);
-    controller.parser().setPunchReceiver(nullptr);
-    controller.parser().setAnnunciatorReceiver(nullptr);
-}
-
-void MainWindow::windowClosing() {
-    stopEditors();
-    m_panel->windowClosing();
+    StatusParser& parser = m_panel->controller().parser();
+    parser.setStreamerReceiver(nullptr);
+    parser.setPunchReceiver(nullptr);
+    parser.setAnnunciatorReceiver(nullptr);
 }
 
 QString MainWindow::statusText() const {
@@ -102,7 +137,7 @@ void MainWindow::showLinkState(const QString& text, PanelController::LinkState s
 void MainWindow::closeEvent(QCloseEvent* event) {
     // The cue windows go with the main window; a sheet the user wants to
     // keep editing cancels the close.
-    if (!m_cueWindows->closeAll()) {
+    if (m_cueWindows && !m_cueWindows->closeAll()) {
         event->ignore();
         return;
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/Alerts.h"
+#include "panel/PanelPrompts.h"
 
 class QWidget;
 
@@ -15,4 +16,13 @@ public:
 
 private:
     QWidget* m_parent;
+};
+
+// The control panel's alerts and questions, shown as every alert of the
+// program is: by the presenter the application installs (message boxes), or
+// the one a test installs in its place.
+class PanelAlerts final : public PanelPrompts {
+public:
+    void showAlert(const QString& message) override { alerts::show(message); }
+    bool askOkCancel(const QString& question) override { return alerts::askOkCancel(question); }
 };

@@ -6,6 +6,7 @@
 
 namespace {
 using Settings = AnnunciatorSettings;
+using Element = AnnunciatorElement;
 constexpr int kWidth = PreviewWorker::kCanvasWidth;
 constexpr int kHeight = PreviewWorker::kCanvasHeight;
 constexpr int kUnitSteps = 255; // positions travel in 1/255 of the picture
@@ -13,81 +14,20 @@ constexpr int kUnitSteps = 255; // positions travel in 1/255 of the picture
 const char* const kTimecodeSample = "01:00:00:00";
 const char* const kFeetSample = "000000.00";
 
-std::size_t at(Settings::Item item) {
-    return std::size_t(item);
-}
-
 // An element's anchor from its position on the unit, in whole canvas pixels.
 QPointF anchorOf(const TextItem& item) {
     return {double(item.x * kWidth / kUnitSteps),
             double((kUnitSteps - item.y) * kHeight / kUnitSteps)};
 }
-
-struct DragTarget {
-    Settings::Item item;
-    int request; // the preview request that sends it once settled
-};
-
-DragTarget target(int dragItem) {
-    switch (dragItem) {
-    case AnnunciatorEditor::kDragTc:
-        return {Settings::kTc, DrawAnnunciatorThread::kTransmitTc};
-    case AnnunciatorEditor::kDragText:
-        return {Settings::kText, DrawAnnunciatorThread::kTransmitText};
-    case AnnunciatorEditor::kDragBarBeat:
-        return {Settings::kBarBeat, DrawAnnunciatorThread::kTransmitBarBeat};
-    default:
-        return {Settings::kAnnunciator, PreviewWorker::kRedrawAndTransmit};
-    }
-}
-
-void applySize(DrawAnnunciatorThread& thread, Settings::Item item, int points) {
-    switch (item) {
-    case Settings::kText:
-        thread.setTextSize(points);
-        return;
-    case Settings::kAnnunciator:
-        thread.setAnnunciatorSize(points);
-        return;
-    case Settings::kBarBeat:
-        thread.setBarBeatSize(points);
-        return;
-    case Settings::kTc:
-    case Settings::kItems:
-        break;
-    }
-    thread.setTcSize(points);
-}
-
-QRectF lastDrawn(const DrawAnnunciatorThread& thread, Settings::Item item) {
-    switch (item) {
-    case Settings::kText:
-        return thread.textRect();
-    case Settings::kAnnunciator:
-        return thread.annunciatorRect();
-    case Settings::kBarBeat:
-        return thread.barBeatRect();
-    case Settings::kTc:
-    case Settings::kItems:
-        break;
-    }
-    return thread.tcRect();
-}
 } // namespace
 
 AnnunciatorEditor::AnnunciatorEditor() {
-    m_settings.items[at(Settings::kAnnunciator)].fontPoint =
-        DrawAnnunciatorThread::kAnnunciatorPoints;
-    for (std::size_t i = 0; i < Settings::kItems; ++i) {
-        m_points[i] = anchorOf(m_settings.items[i]);
-        m_settings.itemColors[i] = {m_settings.items[i].foreColor(),
-                                    m_settings.items[i].backColor()};
+    m_settings.items[Element::Annunciator].fontPoint = DrawAnnunciatorThread::kAnnunciatorPoints;
+    for (Element e : kEveryElement) {
+        const TextItem& item = m_settings.items[e];
+        m_points[e] = anchorOf(item);
+        m_settings.itemColors[e] = {item.foreColor(), item.backColor()};
     }
-}
-
-void AnnunciatorEditor::awakeFromNib() {
-    setDraw(PreviewWorker::kRedraw);
-    startPreview([this](int code) { threadNeedsTx(code); });
 }
 
 void AnnunciatorEditor::send(const QString& command) {
@@ -104,9 +44,9 @@ void AnnunciatorEditor::sendAnnunciator() {
     m_skipEcho = true;
 }
 
-void AnnunciatorEditor::setWindowPosition(Item item) {
-    const TextItem& t = m_settings.items[at(item)];
-    send(cmd::window(t.fontPoint, t.x, t.y, int(t.color), int(item)));
+void AnnunciatorEditor::setWindowPosition(Element e) {
+    const TextItem& t = m_settings.items[e];
+    send(cmd::window(t.fontPoint, t.x, t.y, int(t.color), int(e)));
 }
 
 void AnnunciatorEditor::sendTc() {
@@ -156,16 +96,16 @@ void AnnunciatorEditor::setAnnunciatorColor(int pair, const Settings::Colors& co
     sendAnnunciatorColors();
 }
 
-void AnnunciatorEditor::setItemForeground(Item item, int code) {
-    m_settings.itemColors[at(item)].fore = code;
-    m_settings.items[at(item)].setForeColor(code);
-    setWindowPosition(item);
+void AnnunciatorEditor::setItemForeground(Element e, int code) {
+    m_settings.itemColors[e].fore = code;
+    m_settings.items[e].setForeColor(code);
+    setWindowPosition(e);
 }
 
-void AnnunciatorEditor::setItemBackground(Item item, int code) {
-    m_settings.itemColors[at(item)].back = code;
-    m_settings.items[at(item)].setBackColor(code);
-    setWindowPosition(item);
+void AnnunciatorEditor::setItemBackground(Element e, int code) {
+    m_settings.itemColors[e].back = code;
+    m_settings.items[e].setBackColor(code);
+    setWindowPosition(e);
 }
 
 void AnnunciatorEditor::setTcSource(int source) {
@@ -183,78 +123,51 @@ void AnnunciatorEditor::setShowMidi(bool on) {
     sendCom();
 }
 
-void AnnunciatorEditor::setFontPoint(Item item, int points) {
-    m_settings.items[at(item)].fontPoint = points;
-    applySize(*thread(), item, points);
-    switch (item) {
-    case Settings::kAnnunciator:
-        setWindowPosition(item);
-        // Shown in Rehearse while it is being sized, so the user sees it.
+void AnnunciatorEditor::setFontPoint(Element e, int points) {
+    m_settings.items[e].fontPoint = points;
+    thread()->setSize(e, points);
+    placed(e);
+}
+
+void AnnunciatorEditor::placed(Element e) {
+    setWindowPosition(e);
+    switch (e) {
+    case Element::Annunciator:
+        // Shown in Rehearse while it is placed or sized, so the user sees it.
         send(cmd::annunciator(Settings::kRehearse));
         return;
-    case Settings::kText:
-        setWindowPosition(item);
+    case Element::Text:
         onShowSampleText();
         return;
-    case Settings::kBarBeat:
-        setWindowPosition(item);
+    case Element::BarBeat:
         onShowSampleBarBeat();
         return;
-    case Settings::kTc:
-    case Settings::kItems:
-        break;
+    case Element::Tc:
+        showTcCounter();
+        return;
     }
-    setWindowPosition(Settings::kTc);
-    if (m_settings.tcSource == Settings::kTcOff) {
-        m_settings.tcSource = 1;
-        sendTc();
-        changed();
-    }
+}
+
+void AnnunciatorEditor::showTcCounter() {
+    if (m_settings.tcSource != Settings::kTcOff)
+        return;
+    m_settings.tcSource = 1;
+    sendTc();
+    changed();
 }
 
 // --- the preview ---
 
 void AnnunciatorEditor::setDraw(int code) {
-    DrawAnnunciatorThread& worker = *thread();
-    {
-        std::lock_guard<std::mutex> lock(worker.ioLock());
-        worker.backColor = Qt::black;
-        worker.foreColor = Qt::white;
-        worker.frameColor = QColor::fromRgbF(0.5f, 0.5f, 0.5f);
-        worker.annunciatorPoint = m_points[at(Settings::kAnnunciator)];
-        worker.tcPoint = m_points[at(Settings::kTc)];
-        worker.textPoint = m_points[at(Settings::kText)];
-        worker.barBeatPoint = m_points[at(Settings::kBarBeat)];
-    }
-    worker.setDraw(code);
+    DrawAnnunciatorThread::Settings preview;
+    preview.anchors = m_points;
+    thread()->setDraw(preview, code);
 }
 
 void AnnunciatorEditor::threadNeedsTx(int code) {
     // Placing an element makes it visible on the unit.
-    switch (code) {
-    case PreviewWorker::kRedrawAndTransmit:
-        setWindowPosition(Settings::kAnnunciator);
-        send(cmd::annunciator(Settings::kRehearse));
-        break;
-    case DrawAnnunciatorThread::kTransmitTc:
-        setWindowPosition(Settings::kTc);
-        if (m_settings.tcSource == Settings::kTcOff) {
-            m_settings.tcSource = 1;
-            sendTc();
-            changed();
-        }
-        break;
-    case DrawAnnunciatorThread::kTransmitText:
-        setWindowPosition(Settings::kText);
-        onShowSampleText();
-        break;
-    case DrawAnnunciatorThread::kTransmitBarBeat:
-        setWindowPosition(Settings::kBarBeat);
-        onShowSampleBarBeat();
-        break;
-    default:
-        break;
-    }
+    if (const std::optional<Element> e = DrawAnnunciatorThread::transmitted(code))
+        placed(*e);
 }
 
 bool AnnunciatorEditor::closeToRect(const QPointF& p, const QRectF& r) {
@@ -266,42 +179,38 @@ bool AnnunciatorEditor::closeToRect(const QPointF& p, const QRectF& r) {
 
 bool AnnunciatorEditor::mouseDown(const QPointF& canvas) {
     // The annunciator wins where elements overlap: it is the one placed most.
-    const std::pair<QRectF, Drag> order[] = {
-        {thread()->annunciatorRect(), kDragAnnunciator},
-        {thread()->textRect(), kDragText},
-        {thread()->tcRect(), kDragTc},
-        {thread()->barBeatRect(), kDragBarBeat},
-    };
-    m_dragItem = kNoDrag;
-    for (const auto& [rect, drag] : order) {
-        if (closeToRect(canvas, rect)) {
-            m_dragItem = drag;
+    static constexpr Element kPickOrder[] = {Element::Annunciator, Element::Text, Element::Tc,
+                                             Element::BarBeat};
+    m_dragItem.reset();
+    for (Element e : kPickOrder) {
+        if (closeToRect(canvas, thread()->rect(e))) {
+            m_dragItem = e;
             break;
         }
     }
-    if (m_dragItem == kNoDrag)
+    if (!m_dragItem)
         return false;
     dragStep(canvas);
     return true;
 }
 
 void AnnunciatorEditor::mouseDragged(const QPointF& canvas) {
-    if (m_dragItem >= kDragAnnunciator && m_dragItem <= kDragBarBeat)
+    if (m_dragItem)
         dragStep(canvas);
 }
 
 void AnnunciatorEditor::dragStep(const QPointF& canvas) {
-    const DragTarget t = target(m_dragItem);
+    const Element e = *m_dragItem;
     // The mouse holds the element by its centre; the unit places it by its
     // top-left corner. Nothing is clamped: an element may hang off the
     // picture, where the unit clips it.
-    const QRectF drawn = lastDrawn(*thread(), t.item);
-    QPointF& p = m_points[at(t.item)];
+    const QRectF drawn = thread()->rect(e);
+    QPointF& p = m_points[e];
     p = QPointF(canvas.x() - drawn.width() / 2, canvas.y() + drawn.height() / 2);
-    TextItem& item = m_settings.items[at(t.item)];
+    TextItem& item = m_settings.items[e];
     item.x = int(p.x() * kUnitSteps / kWidth);
     item.y = int(kUnitSteps - p.y() * kUnitSteps / kHeight);
-    setDraw(t.request);
+    setDraw(DrawAnnunciatorThread::transmitRequest(e));
 }
 
 // --- the unit's reports ---
@@ -362,21 +271,21 @@ void AnnunciatorEditor::annunciatorColorsFromString(const QString& line) {
 }
 
 void AnnunciatorEditor::windowFromArray(const QList<int>& numbers) {
-    if (numbers.size() != 5 || numbers[4] < 0 || numbers[4] >= Settings::kItems)
+    if (numbers.size() != 5 || numbers[4] < 0 || numbers[4] >= kAnnunciatorElements)
         return;
-    const auto item = Item(numbers[4]);
-    TextItem& t = m_settings.items[at(item)];
+    const auto e = Element(numbers[4]);
+    TextItem& t = m_settings.items[e];
     t.fontPoint = numbers[0];
     t.x = numbers[1];
     t.y = numbers[2];
     t.color = unsigned(numbers[3]);
-    m_points[at(item)] = anchorOf(t);
+    m_points[e] = anchorOf(t);
     // The preview draws the element in the size the unit uses.
     if (t.fontPoint > 0)
-        applySize(*thread(), item, t.fontPoint);
+        thread()->setSize(e, t.fontPoint);
     // The annunciator's colours come with "t" only.
-    if (item != Settings::kAnnunciator)
-        m_settings.itemColors[at(item)] = {t.foreColor(), t.backColor()};
+    if (e != Element::Annunciator)
+        m_settings.itemColors[e] = {t.foreColor(), t.backColor()};
     changed();
     setDraw(PreviewWorker::kRedraw);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "overlay/AnnunciatorElement.h"
 #include "overlay/DrawAnnunciatorThread.h"
 #include "overlay/OverlayEditor.h"
 #include "overlay/TextItem.h"
@@ -12,13 +13,12 @@
 #include <array>
 #include <functional>
 #include <memory>
+#include <optional>
 
 class CommandSink;
 
-// What the annunciator panel shows. Elements are numbered as the unit
-// numbers them in the "r" command.
+// What the annunciator panel shows.
 struct AnnunciatorSettings {
-    enum Item { kText = 0, kAnnunciator = 1, kBarBeat = 2, kTc = 3, kItems = 4 };
     enum Mode { kOff = 0, kRehearse = 1, kRecord = 2, kPlayback = 3 };
     enum Pair { kFirstPair = 0, kRecordPair = 1, kPlaybackPair = 2, kPairs = 3 };
     // Timecode counter sources: 0 hides the counter, 2 counts feet and
@@ -40,10 +40,10 @@ struct AnnunciatorSettings {
     int comCell = kMidi; // -1: neither MIDI nor Sony is shown chosen
     bool showMidi = false;
     QList<int> pointChoices{24, 32, 48, 64, 72, 96};
-    std::array<TextItem, kItems> items{};
+    PerElement<TextItem> items;
     // What the colour choosers of the text, bar/beat and timecode show. They
     // follow the unit's report; a choice the user makes is shown as chosen.
-    std::array<Colors, kItems> itemColors{};
+    PerElement<Colors> itemColors;
 };
 
 // The annunciator layout editor without its widgets: keeps what the panel
@@ -53,31 +53,27 @@ struct AnnunciatorSettings {
 class AnnunciatorEditor final : public AnnunciatorReceiver,
                                 public OverlayEditor<DrawAnnunciatorThread> {
 public:
-    using Item = AnnunciatorSettings::Item;
+    using Element = AnnunciatorElement;
     static constexpr int kGracePixels = 40;
-    // dragItem: which element the mouse holds.
-    enum Drag { kNoDrag = 0, kDragAnnunciator = 1, kDragTc = 2, kDragText = 3, kDragBarBeat = 4 };
 
     AnnunciatorEditor();
 
-    // Starts the preview worker; windowClosing() stops it.
-    void awakeFromNib();
-
     const AnnunciatorSettings& settings() const { return m_settings; }
     // An element's top-left anchor in canvas pixels (origin bottom left).
-    QPointF point(Item item) const { return m_points[std::size_t(item)]; }
-    int dragItem() const { return m_dragItem; }
+    QPointF point(Element e) const { return m_points[e]; }
+    // The element the mouse holds, if any.
+    std::optional<Element> dragItem() const { return m_dragItem; }
     bool skipEcho() const { return m_skipEcho; }
 
     // The user's choices.
     void setMode(int mode); // the radio buttons: sends "U" and guards its echo
     void setAnnunciatorColor(int pair, const AnnunciatorSettings::Colors& colors);
-    void setItemForeground(Item item, int code);
-    void setItemBackground(Item item, int code);
+    void setItemForeground(Element e, int code);
+    void setItemBackground(Element e, int code);
     void setTcSource(int source);
     void setCom(int cell);
     void setShowMidi(bool on);
-    void setFontPoint(Item item, int points);
+    void setFontPoint(Element e, int points);
     void onShowSampleText();
     void onClearSampleText();
     void onShowSampleBarBeat();
@@ -89,12 +85,12 @@ public:
     // the element's position once the drag has settled.
     bool mouseDown(const QPointF& canvas);
     void mouseDragged(const QPointF& canvas);
-    void mouseUp() { m_dragItem = kNoDrag; }
+    void mouseUp() { m_dragItem.reset(); }
     static bool closeToRect(const QPointF& p, const QRectF& r);
 
-    void setDraw(int code);
+    void setDraw(int code) override;
     // The "r" command for an element.
-    void setWindowPosition(Item item);
+    void setWindowPosition(Element e);
 
     // AnnunciatorReceiver
     void fromString(const QString& line) override;
@@ -110,11 +106,14 @@ private:
     void sendTc();
     void sendCom();
     void sendAnnunciatorColors();
-    void threadNeedsTx(int code);
+    void threadNeedsTx(int code) override;
+    // Sends the element's place, then what makes it visible on the unit.
+    void placed(Element e);
+    void showTcCounter();
     void dragStep(const QPointF& canvas);
 
     AnnunciatorSettings m_settings;
-    std::array<QPointF, AnnunciatorSettings::kItems> m_points{};
-    int m_dragItem = kNoDrag;
+    PerElement<QPointF> m_points;
+    std::optional<Element> m_dragItem;
     bool m_skipEcho = false;
 };

@@ -6,11 +6,11 @@
 #include <algorithm>
 
 namespace {
-using Element = DrawAnnunciatorThread::Element;
+using Element = AnnunciatorElement;
 
-std::size_t at(Element e) {
-    return std::size_t(e);
-}
+// The order the elements are painted in, each over the ones before.
+constexpr Element kPaintOrder[] = {Element::Annunciator, Element::Tc, Element::Text,
+                                   Element::BarBeat};
 
 // Anchor (top left, y up) to the box's bottom-left corner, kept inside the
 // picture. The far edge is tried first, so a box larger than the picture
@@ -32,6 +32,28 @@ QPointF place(const QPointF& anchor, const QSizeF& size) {
 }
 } // namespace
 
+int DrawAnnunciatorThread::transmitRequest(Element e) {
+    switch (e) {
+    case Element::Tc:
+        return 3;
+    case Element::Text:
+        return 4;
+    case Element::BarBeat:
+        return 5;
+    case Element::Annunciator:
+        break;
+    }
+    return kRedrawAndTransmit;
+}
+
+std::optional<AnnunciatorElement> DrawAnnunciatorThread::transmitted(int request) {
+    for (Element e : kEveryElement) {
+        if (transmitRequest(e) == request)
+            return e;
+    }
+    return std::nullopt;
+}
+
 QFont DrawAnnunciatorThread::previewFont(int points) {
     // One family everywhere the previews are compared: the unit's canvas is
     // measured in pixels, so a point is a pixel here.
@@ -47,17 +69,17 @@ QFont DrawAnnunciatorThread::previewFont(int points) {
 }
 
 DrawAnnunciatorThread::DrawAnnunciatorThread() {
-    m_looks[at(Element::Annunciator)] = {u"Rehearse", kAnnunciatorPoints};
-    m_looks[at(Element::Tc)] = {u"01:00:00:00", kOtherPoints};
-    m_looks[at(Element::Text)] = {u"Sample Text", kOtherPoints};
-    m_looks[at(Element::BarBeat)] = {u"Protools counter", kOtherPoints};
+    m_looks[Element::Annunciator] = {u"Rehearse", kAnnunciatorPoints};
+    m_looks[Element::Tc] = {u"01:00:00:00", kOtherPoints};
+    m_looks[Element::Text] = {u"Sample Text", kOtherPoints};
+    m_looks[Element::BarBeat] = {u"Protools counter", kOtherPoints};
 }
 
 void DrawAnnunciatorThread::setLook(Element e, const QString* text, const int* points,
                                     bool redraw) {
     {
         std::lock_guard<std::mutex> lock(m_lookLock);
-        Look& look = m_looks[at(e)];
+        Look& look = m_looks[e];
         if (text)
             look.text = text->toStdU16String();
         if (points)
@@ -79,17 +101,8 @@ void DrawAnnunciatorThread::setAnnunciator(const QString& s) {
 void DrawAnnunciatorThread::setTextString(const QString& s) {
     setLook(Element::Text, &s, nullptr, false);
 }
-void DrawAnnunciatorThread::setAnnunciatorSize(int points) {
-    setLook(Element::Annunciator, nullptr, &points, true);
-}
-void DrawAnnunciatorThread::setTcSize(int points) {
-    setLook(Element::Tc, nullptr, &points, true);
-}
-void DrawAnnunciatorThread::setTextSize(int points) {
-    setLook(Element::Text, nullptr, &points, true);
-}
-void DrawAnnunciatorThread::setBarBeatSize(int points) {
-    setLook(Element::BarBeat, nullptr, &points, true);
+void DrawAnnunciatorThread::setSize(Element e, int points) {
+    setLook(e, nullptr, &points, true);
 }
 
 DrawAnnunciatorThread::Face DrawAnnunciatorThread::face(const Look& look, int points) {
@@ -104,64 +117,59 @@ QSizeF DrawAnnunciatorThread::measure(const Face& face) {
     return {metrics.horizontalAdvance(face.text), metrics.height()};
 }
 
-QSizeF DrawAnnunciatorThread::measure(Element e) const {
-    Look look;
-    int points = 0;
-    {
-        std::lock_guard<std::mutex> lock(m_lookLock);
-        look = m_looks[at(e)];
-        points = m_looks[at(e == Element::BarBeat ? Element::Text : e)].points;
-    }
-    return measure(face(look, points));
+QSizeF DrawAnnunciatorThread::boxSize(const PerElement<Look>& looks, Element e) {
+    const Element sizedAs = e == Element::BarBeat ? Element::Text : e;
+    return measure(face(looks[e], looks[sizedAs].points));
 }
 
-QRectF DrawAnnunciatorThread::rect(Element e) const {
-    std::lock_guard<std::mutex> lock(m_rectLock);
-    return m_rects[at(e)];
-}
-
-QImage DrawAnnunciatorThread::render() {
-    std::array<QPointF, kElements> anchors;
-    QColor frame;
-    {
-        std::lock_guard<std::mutex> lock(ioLock());
-        anchors = {annunciatorPoint, tcPoint, textPoint, barBeatPoint};
-        frame = frameColor;
-    }
-    std::array<Look, kElements> looks;
+QSizeF DrawAnnunciatorThread::rectSize(Element e) const {
+    PerElement<Look> looks;
     {
         std::lock_guard<std::mutex> lock(m_lookLock);
         looks = m_looks;
     }
-    // Each element is drawn in its own size and placed by its measure; the
-    // bar/beat counter's measure is taken in the text line's size.
-    std::array<Face, kElements> faces;
-    std::array<QSizeF, kElements> drawn;
-    std::array<QSizeF, kElements> sizes;
-    std::array<QPointF, kElements> placed;
-    for (std::size_t i = 0; i < kElements; ++i) {
-        faces[i] = face(looks[i], looks[i].points);
-        drawn[i] = measure(faces[i]);
-        sizes[i] = i == at(Element::BarBeat)
-                       ? measure(face(looks[i], looks[at(Element::Text)].points))
-                       : drawn[i];
-        placed[i] = place(anchors[i], sizes[i]);
+    return boxSize(looks, e);
+}
+
+QRectF DrawAnnunciatorThread::rect(Element e) const {
+    std::lock_guard<std::mutex> lock(m_rectLock);
+    return m_rects[e];
+}
+
+QImage DrawAnnunciatorThread::render() {
+    const Settings s = settings();
+    PerElement<Look> looks;
+    {
+        std::lock_guard<std::mutex> lock(m_lookLock);
+        looks = m_looks;
+    }
+    // Each element is drawn in its own size and placed by its box, which for
+    // the bar/beat counter is measured in the text line's size.
+    PerElement<Face> faces;
+    PerElement<QSizeF> drawn;
+    PerElement<QSizeF> boxes;
+    PerElement<QPointF> placed;
+    for (Element e : kEveryElement) {
+        faces[e] = face(looks[e], looks[e].points);
+        drawn[e] = measure(faces[e]);
+        boxes[e] = e == Element::BarBeat ? boxSize(looks, e) : drawn[e];
+        placed[e] = place(s.anchors[e], boxes[e]);
     }
 
     QImage image = newCanvas();
     QPainter painter(&image);
     painter.setCompositionMode(QPainter::CompositionMode_Source);
-    painter.fillRect(QRect(0, 0, kCanvasWidth, kCanvasHeight), frame);
+    painter.fillRect(QRect(0, 0, kCanvasWidth, kCanvasHeight), s.frameColor);
     painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
     painter.setRenderHint(QPainter::TextAntialiasing);
     // Text reads top down: each box is drawn in the image's own rows, its
     // bottom edge at the placed point.
-    for (std::size_t i = 0; i < kElements; ++i) {
-        const Face& look = faces[i];
+    for (Element e : kPaintOrder) {
+        const Face& look = faces[e];
         if (look.text.isEmpty())
             continue;
-        const QSizeF own = drawn[i];
-        const QRectF box(placed[i].x(), kCanvasHeight - placed[i].y() - own.height(), own.width(),
+        const QSizeF own = drawn[e];
+        const QRectF box(placed[e].x(), kCanvasHeight - placed[e].y() - own.height(), own.width(),
                          own.height());
         painter.fillRect(box, Qt::black);
         painter.setFont(look.font);
@@ -171,11 +179,10 @@ QImage DrawAnnunciatorThread::render() {
     }
     painter.end();
 
-    std::array<QRectF, kElements> rects;
-    for (std::size_t i = 0; i < kElements; ++i)
-        rects[i] = QRectF(placed[i], sizes[i]);
-    rects[at(Element::BarBeat)] =
-        QRectF(anchors[at(Element::BarBeat)], sizes[at(Element::BarBeat)]);
+    PerElement<QRectF> rects;
+    for (Element e : kEveryElement)
+        rects[e] = QRectF(placed[e], boxes[e]);
+    rects[Element::BarBeat] = QRectF(s.anchors[Element::BarBeat], boxes[Element::BarBeat]);
     {
         std::lock_guard<std::mutex> lock(m_rectLock);
         m_rects = rects;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "overlay/AnnunciatorElement.h"
 #include "overlay/PreviewWorker.h"
 
 #include <QColor>
@@ -7,46 +8,48 @@
 #include <QPointF>
 #include <QRectF>
 #include <QString>
-#include <array>
+#include <optional>
 #include <string>
+
+// Where the annunciator preview puts its elements: each element's top-left
+// anchor in canvas pixels (origin at the bottom left), and the colours. The
+// back and fore colours are the owner's; the elements are always drawn white
+// on black over the frame colour.
+struct AnnunciatorPreviewSettings {
+    QColor backColor{Qt::black};
+    QColor foreColor{Qt::white};
+    QColor frameColor{QColor::fromRgbF(0.5f, 0.5f, 0.5f)};
+    PerElement<QPointF> anchors;
+};
 
 // Paints the unit's four text elements over a grey frame: the annunciator
 // word, the timecode counter, the free text line and the bar/beat counter,
 // each white on a black box in its own size, its top-left corner at its
-// anchor (canvas pixels, origin at the bottom left) and kept inside the
-// picture. Font sizes are canvas pixels, as the unit's are.
+// anchor and kept inside the picture. Font sizes are canvas pixels, as the
+// unit's are.
 //
-// Request codes beyond the worker's: kTransmitTc, kTransmitText and
-// kTransmitBarBeat redraw and, once quiet, ask the owner to send that
-// element (kRedrawAndTransmit stands for the annunciator). A redraw-only
-// request arriving during a countdown cancels its transmit.
+// Beyond the worker's requests, transmitRequest() gives for each element the
+// one that redraws and, once quiet, asks the owner to send that element. A
+// redraw-only request arriving during a countdown cancels its transmit.
 //
-// The owner writes the points and colours under ioLock(); strings and sizes
-// go through the setters. Where each element was last drawn is published
-// by the worker and may be one picture old.
-class DrawAnnunciatorThread final : public PreviewWorker {
+// The owner hands over the anchors and colours as one value with setDraw();
+// strings and sizes go through the setters. Where each element was last
+// drawn is published by the worker and may be one picture old.
+class DrawAnnunciatorThread final : public PreviewRenderer<AnnunciatorPreviewSettings> {
 public:
-    static constexpr int kTransmitTc = 3;
-    static constexpr int kTransmitText = 4;
-    static constexpr int kTransmitBarBeat = 5;
+    using Settings = AnnunciatorPreviewSettings;
+    using Element = AnnunciatorElement;
     static constexpr int kAnnunciatorPoints = 48;
     static constexpr int kOtherPoints = 32;
 
-    enum class Element { Annunciator, Tc, Text, BarBeat };
-    static constexpr int kElements = 4;
+    // The annunciator's is kRedrawAndTransmit; the timecode counter's 3, the
+    // text line's 4, the bar/beat counter's 5.
+    static int transmitRequest(Element e);
+    // The element a request asks to send, if it asks for one.
+    static std::optional<Element> transmitted(int request);
 
     DrawAnnunciatorThread();
     ~DrawAnnunciatorThread() override { stopThread(); }
-
-    // Written by the owner under ioLock(). The back and fore colours are
-    // the owner's; the elements are always drawn white on black.
-    QColor backColor{Qt::black};
-    QColor foreColor{Qt::white};
-    QColor frameColor{QColor::fromRgbF(0.5f, 0.5f, 0.5f)};
-    QPointF annunciatorPoint;
-    QPointF tcPoint;
-    QPointF textPoint;
-    QPointF barBeatPoint;
 
     // The counter strings redraw; the annunciator word and the text only
     // take effect with the next picture.
@@ -54,22 +57,25 @@ public:
     void setbarBeatString(const QString& s);
     void setAnnunciator(const QString& s);
     void setTextString(const QString& s);
-    // Font sizes in points (canvas pixels); each redraws.
-    void setAnnunciatorSize(int points);
-    void setTcSize(int points);
-    void setTextSize(int points);
-    void setBarBeatSize(int points);
+    // Font size in points (canvas pixels); redraws.
+    void setSize(Element e, int points);
+    void setAnnunciatorSize(int points) { setSize(Element::Annunciator, points); }
+    void setTcSize(int points) { setSize(Element::Tc, points); }
+    void setTextSize(int points) { setSize(Element::Text, points); }
+    void setBarBeatSize(int points) { setSize(Element::BarBeat, points); }
 
     // Width and height of an element as drawn now. The bar/beat counter is
     // measured in the text line's font, as the unit sizes its box.
-    QSizeF annunciatorRectSize() const { return measure(Element::Annunciator); }
-    QSizeF tcRectSize() const { return measure(Element::Tc); }
-    QSizeF textRectSize() const { return measure(Element::Text); }
-    QSizeF barBeatRectSize() const { return measure(Element::BarBeat); }
+    QSizeF rectSize(Element e) const;
+    QSizeF annunciatorRectSize() const { return rectSize(Element::Annunciator); }
+    QSizeF tcRectSize() const { return rectSize(Element::Tc); }
+    QSizeF textRectSize() const { return rectSize(Element::Text); }
+    QSizeF barBeatRectSize() const { return rectSize(Element::BarBeat); }
 
-    // Where each element went in the last picture (canvas pixels, origin at
+    // Where an element went in the last picture (canvas pixels, origin at
     // the bottom left). The bar/beat box sits at its anchor as given, not
     // where it was clamped to.
+    QRectF rect(Element e) const;
     QRectF annunciatorRect() const { return rect(Element::Annunciator); }
     QRectF tcRect() const { return rect(Element::Tc); }
     QRectF textRect() const { return rect(Element::Text); }
@@ -99,11 +105,11 @@ private:
     // text line's size to be measured in.
     static Face face(const Look& look, int points);
     static QSizeF measure(const Face& face);
-    QSizeF measure(Element e) const;
-    QRectF rect(Element e) const;
+    // The size an element's box is placed and picked by.
+    static QSizeF boxSize(const PerElement<Look>& looks, Element e);
 
     mutable std::mutex m_lookLock; // the strings and fonts
-    std::array<Look, kElements> m_looks;
+    PerElement<Look> m_looks;
     mutable std::mutex m_rectLock; // the published rectangles
-    std::array<QRectF, kElements> m_rects{};
+    PerElement<QRectF> m_rects;
 };

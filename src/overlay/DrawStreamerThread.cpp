@@ -14,20 +14,11 @@ QColor over(const QColor& fore, const QColor& back) {
 } // namespace
 
 QImage DrawStreamerThread::render() {
-    QColor back;
-    QColor fore;
-    QColor endBar;
-    QRect streamer;
-    QRect end;
-    {
-        std::lock_guard<std::mutex> lock(ioLock());
-        back = backColor;
-        fore = foreColor;
-        endBar = endBarColor;
-        // Top below bottom gives a negative height; it is painted as it comes.
-        streamer = QRect((kCanvasWidth - width) / 2, bottom, width, top - bottom);
-        end = QRect(kEndBarX, bottom, width, top - bottom);
-    }
+    const Settings s = settings();
+    const QColor& back = s.backColor;
+    // Top below bottom gives a negative height; it is painted as it comes.
+    const QRect streamer((kCanvasWidth - s.width) / 2, s.bottom, s.width, s.top - s.bottom);
+    const QRect end(kEndBarX, s.bottom, s.width, s.top - s.bottom);
     // The bars never overlap and the background is one colour, so each bar
     // is blended once here and filled opaque: the same picture, and the
     // painter stays on its single-threaded solid-fill path.
@@ -36,7 +27,7 @@ QImage DrawStreamerThread::render() {
     originBottomLeft(painter);
     painter.setCompositionMode(QPainter::CompositionMode_Source);
     painter.fillRect(QRect(0, 0, kCanvasWidth, kCanvasHeight), back);
-    painter.fillRect(streamer.normalized(), over(fore, back));
-    painter.fillRect(end.normalized(), over(endBar, back));
+    painter.fillRect(streamer.normalized(), over(s.foreColor, back));
+    painter.fillRect(end.normalized(), over(s.endBarColor, back));
     return image;
 }

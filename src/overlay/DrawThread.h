@@ -5,17 +5,21 @@
 #include <QColor>
 #include <QPointF>
 
-// Paints the punch: a filled circle of `radius` canvas pixels around
-// `punchPoint` (origin at the bottom left). The owner writes the values under
-// ioLock().
-class DrawThread final : public PreviewWorker {
-public:
-    ~DrawThread() override { stopThread(); }
-
+// What the punch preview shows: a circle of `radius` canvas pixels around
+// `punchPoint` (origin at the bottom left).
+struct PunchPreviewSettings {
     QColor backColor{Qt::black};
     QColor foreColor{Qt::white};
-    QPointF punchPoint{kCanvasWidth / 2.0, kCanvasHeight / 2.0};
+    QPointF punchPoint{PreviewWorker::kCanvasWidth / 2.0, PreviewWorker::kCanvasHeight / 2.0};
     int radius = 64;
+};
+
+// Paints the punch: a filled circle on the background.
+class DrawThread final : public PreviewRenderer<PunchPreviewSettings> {
+public:
+    using Settings = PunchPreviewSettings;
+
+    ~DrawThread() override { stopThread(); }
 
 protected:
     QImage render() override;

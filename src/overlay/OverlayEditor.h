@@ -27,24 +27,37 @@ public:
 
     QImage image() const { return m_image; }
     Worker* thread() const { return m_worker.get(); }
+    // Paints the first picture, without transmitting, and starts the worker;
+    // its transmit requests come back to threadNeedsTx().
+    void awakeFromNib() {
+        setDraw(PreviewWorker::kRedraw);
+        startPreview([this](int code) { threadNeedsTx(code); });
+    }
     // Stops the worker and drops what it posted and was not yet delivered.
     void windowClosing() {
         m_worker->stopThread();
         m_calls->cancel();
     }
 
+    // The editor's settings to the worker, with a request (kRedraw, ...).
+    virtual void setDraw(int mode) = 0;
+
 protected:
     OverlayEditor()
         : m_calls(std::make_unique<QueuedCalls>(nullptr)), m_worker(std::make_unique<Worker>()) {}
-    ~OverlayEditor() { windowClosing(); }
+    virtual ~OverlayEditor() { windowClosing(); }
+
+    // The worker's countdown ran out after a request with this code: send
+    // what it changed.
+    virtual void threadNeedsTx(int code) = 0;
 
     CommandSink* comThread() const { return m_sink ? m_sink() : nullptr; }
     void changed() const {
         if (m_onChanged)
             m_onChanged();
     }
-    // Starts the worker; its transmit requests reach `threadNeedsTx` with
-    // their code.
+
+private:
     void startPreview(std::function<void(int code)> threadNeedsTx) {
         PreviewWorker::Parent parent;
         parent.calls = m_calls.get();
@@ -57,7 +70,6 @@ protected:
         m_worker->startThread(std::move(parent));
     }
 
-private:
     std::function<CommandSink*()> m_sink;
     std::function<void(const QImage&)> m_onImage;
     std::function<void()> m_onChanged;

@@ -5,6 +5,13 @@
 
 #include <QPainter>
 #include <QTransform>
+#include <cstdint>
+#include <cstdlib>
+#include <new>
+
+namespace {
+constexpr std::size_t kCacheLineBytes = 64;
+} // namespace
 
 PreviewWorker::PreviewWorker() = default;
 
@@ -15,7 +22,20 @@ PreviewWorker::~PreviewWorker() {
 }
 
 QImage PreviewWorker::newCanvas() {
-    QImage image(kCanvasWidth, kCanvasHeight, QImage::Format_ARGB32_Premultiplied);
+    // On a cache-line boundary: the fills of the whole picture then run at
+    // full speed wherever the heap would have put it (the heap's own
+    // placement made a frame up to a third slower, by chance). One plain
+    // block with room to move the start, so the heap reuses it as it would
+    // the picture's own.
+    constexpr std::size_t kLineBytes = std::size_t(kCanvasWidth) * 4;
+    void* block = std::malloc(kLineBytes * kCanvasHeight + kCacheLineBytes);
+    if (!block)
+        throw std::bad_alloc();
+    const auto at = reinterpret_cast<std::uintptr_t>(block);
+    auto* bits = reinterpret_cast<uchar*>((at + kCacheLineBytes - 1) & ~(kCacheLineBytes - 1));
+    QImage image(
+        bits, kCanvasWidth, kCanvasHeight, qsizetype(kLineBytes),
+        QImage::Format_ARGB32_Premultiplied, [](void* p) { std::free(p); }, block);
     image.fill(Qt::black);
     return image;
 }

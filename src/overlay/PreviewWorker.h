@@ -11,9 +11,9 @@
 class QPainter;
 class QueuedCalls;
 
-// The thread behind an overlay editor's preview. The editor writes its values
-// into the renderer under ioLock() and then posts a request with setDraw();
-// the worker paints a fresh 1920 x 1080 picture (origin at the bottom left)
+// The thread behind an overlay editor's preview. The editor hands the
+// renderer its settings (PreviewRenderer below) and posts a request with
+// setDraw(); the worker paints a fresh 1920 x 1080 picture (origin at the bottom left)
 // within one pass and hands it to the editor. Requests that change what the
 // unit shows also start a countdown of ten 33 ms passes, restarted by every
 // further request; when it runs out the editor is told to transmit, so a drag
@@ -48,10 +48,6 @@ public:
     PreviewWorker(const PreviewWorker&) = delete;
     PreviewWorker& operator=(const PreviewWorker&) = delete;
 
-    // Held by the owner while it writes the renderer's values, and by the
-    // worker while it copies them; never across a paint.
-    std::mutex& ioLock() { return m_ioLock; }
-
     // Once: the first pass paints without transmitting.
     void startThread(Parent parent);
     // Wakes the worker, lets it finish its pass and joins it. A stopped
@@ -67,7 +63,7 @@ public:
     QImage renderNow() { return render(); }
 
 protected:
-    // Worker thread: copy the values under ioLock(), then paint.
+    // Worker thread: one picture from a copy of the settings.
     virtual QImage render() = 0;
     // Does a redraw-only request that arrives during a countdown cancel the
     // transmit it was waiting for? The annunciator says yes; the streamer
@@ -86,10 +82,36 @@ private:
     void run(Parent parent);
     void pass(const Parent& parent, int& countdown, int& txCode);
 
-    std::mutex m_ioLock;
     std::mutex m_wakeLock; // guards the sleep, not the values
     std::condition_variable m_wake;
     std::atomic<int> m_draw{kIdle};
     std::atomic<bool> m_abort{false};
     std::thread m_thread;
+};
+
+// A preview worker whose owner hands over everything a picture needs as one
+// value: setDraw() copies it under the lock and then posts the request, and
+// render() takes its own copy under the same lock as a frame starts. Neither
+// side sees half an update, and the lock is never held across a paint.
+template <typename Settings>
+class PreviewRenderer : public PreviewWorker {
+public:
+    using PreviewWorker::setDraw;
+    // The settings for the next picture, then the request (kRedraw, ...).
+    void setDraw(const Settings& settings, int code) {
+        setSettings(settings);
+        setDraw(code);
+    }
+    void setSettings(const Settings& settings) {
+        std::lock_guard<std::mutex> lock(m_settingsLock);
+        m_settings = settings;
+    }
+    Settings settings() const {
+        std::lock_guard<std::mutex> lock(m_settingsLock);
+        return m_settings;
+    }
+
+private:
+    mutable std::mutex m_settingsLock;
+    Settings m_settings{};
 };

@@ -25,11 +25,6 @@ unsigned wire(double v) {
 
 PunchEditor::PunchEditor() = default;
 
-void PunchEditor::awakeFromNib() {
-    setDraw(PreviewWorker::kRedraw);
-    startPreview([this](int) { punchTx(); });
-}
-
 void PunchEditor::setSize(int v) {
     m_settings.size = clampTo(v, kMaxSize);
     diag::print("radius: %d\n", m_settings.size);
@@ -118,7 +113,6 @@ void PunchEditor::punchTx() {
 }
 
 void PunchEditor::setDraw(int mode) {
-    DrawThread& worker = *thread();
     // The margin is the size itself, not the drawn radius, so a large punch
     // may reach past the edge of the picture.
     PunchSettings& s = m_settings;
@@ -126,14 +120,12 @@ void PunchEditor::setDraw(int mode) {
     double x = std::min(std::max(s.punchPoint.x(), margin), kWidth - margin);
     double y = std::min(std::max(s.punchPoint.y(), margin), kHeight - margin);
     s.punchPoint = QPointF(x, y);
-    {
-        std::lock_guard<std::mutex> lock(worker.ioLock());
-        worker.punchPoint = s.punchPoint;
-        worker.radius = s.size * (kHeight / 2) / kMaxWire;
-        worker.backColor = Qt::black;
-        worker.foreColor = barspalette::color(s.colors[0]);
-    }
-    worker.setDraw(mode);
+    DrawThread::Settings preview;
+    preview.punchPoint = s.punchPoint;
+    preview.radius = s.size * (kHeight / 2) / kMaxWire;
+    preview.backColor = Qt::black;
+    preview.foreColor = barspalette::color(s.colors[0]);
+    thread()->setDraw(preview, mode);
 }
 
 void PunchEditor::fromString(const QString& line) {

@@ -44,9 +44,6 @@ public:
 
     PunchEditor();
 
-    // Starts the preview worker; windowClosing() stops it.
-    void awakeFromNib();
-
     const PunchSettings& settings() const { return m_settings; }
 
     // Size and position go out once the worker's countdown runs out; every
@@ -67,11 +64,12 @@ public:
 
     QString command() const;
     void punchTx();
-    void setDraw(int mode);
+    void setDraw(int mode) override;
 
     // PunchReceiver
     void fromString(const QString& line) override;
 
 private:
+    void threadNeedsTx(int) override { punchTx(); }
     PunchSettings m_settings;
 };

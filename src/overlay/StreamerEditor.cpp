@@ -16,11 +16,6 @@ int clampTo(long long v, int high) {
 
 StreamerEditor::StreamerEditor() = default;
 
-void StreamerEditor::awakeFromNib() {
-    setDraw(PreviewWorker::kRedraw);
-    startPreview([this](int) { streamerTx(); });
-}
-
 void StreamerEditor::setWidth(int v) {
     m_settings.width = clampTo(v, kMaxWidth);
     setDraw(PreviewWorker::kRedrawAndTransmit);
@@ -95,23 +90,18 @@ void StreamerEditor::streamerTx() {
 }
 
 void StreamerEditor::setDraw(int mode) {
-    DrawStreamerThread& worker = *thread();
     const StreamerSettings& s = m_settings;
-    const double alpha = (kMaxByte - s.transparency) / double(kMaxByte);
-    {
-        std::lock_guard<std::mutex> lock(worker.ioLock());
-        worker.top = s.top * PreviewWorker::kCanvasHeight / kMaxByte;
-        worker.bottom = s.bottom * PreviewWorker::kCanvasHeight / kMaxByte;
-        worker.width = s.width;
-        worker.backColor = Qt::black;
-        QColor fore = barspalette::color(s.colors[0]);
-        fore.setAlphaF(float(alpha));
-        QColor endBar = barspalette::color(s.colors[StreamerSettings::kEndBar]);
-        endBar.setAlphaF(float(alpha));
-        worker.foreColor = fore;
-        worker.endBarColor = endBar;
-    }
-    worker.setDraw(mode);
+    const float alpha = float((kMaxByte - s.transparency) / double(kMaxByte));
+    DrawStreamerThread::Settings preview;
+    preview.top = s.top * PreviewWorker::kCanvasHeight / kMaxByte;
+    preview.bottom = s.bottom * PreviewWorker::kCanvasHeight / kMaxByte;
+    preview.width = s.width;
+    preview.backColor = Qt::black;
+    preview.foreColor = barspalette::color(s.colors[0]);
+    preview.foreColor.setAlphaF(alpha);
+    preview.endBarColor = barspalette::color(s.colors[StreamerSettings::kEndBar]);
+    preview.endBarColor.setAlphaF(alpha);
+    thread()->setDraw(preview, mode);
 }
 
 void StreamerEditor::fromString(const QString& line) {

@@ -40,9 +40,6 @@ public:
 
     StreamerEditor();
 
-    // Starts the preview worker; windowClosing() stops it.
-    void awakeFromNib();
-
     const StreamerSettings& settings() const { return m_settings; }
 
     // The user's changes. Geometry and timing go out once the worker's
@@ -65,7 +62,7 @@ public:
     // The "C" command from the settings.
     QString command() const;
     void streamerTx();
-    void setDraw(int mode);
+    void setDraw(int mode) override;
 
     // StreamerReceiver
     void fromString(const QString& line) override;
@@ -73,6 +70,7 @@ public:
     int streamerDuration() const override { return m_settings.duration; }
 
 private:
+    void threadNeedsTx(int) override { streamerTx(); }
     void trigger(int note);
 
     StreamerSettings m_settings;

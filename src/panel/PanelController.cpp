@@ -45,6 +45,12 @@ void PanelController::startUp() {
     setWindowTitle(QString::fromLatin1(kNotFoundTitle));
 }
 
+void PanelController::setPrompts(PanelPrompts* prompts) {
+    m_prompts = prompts;
+    m_parser.setPrompts(prompts);
+    m_settings.setPrompts(prompts);
+}
+
 void PanelController::setNetworkLink(NetworkLink* link) {
     if (m_network)
         disconnect(m_network, nullptr, this, nullptr);

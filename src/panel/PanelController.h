@@ -13,6 +13,7 @@
 
 class ComThread;
 class NetworkLink;
+class PanelPrompts;
 class UpdateController;
 
 // The control panel's life with the unit, without widgets: it creates the
@@ -58,6 +59,12 @@ public:
     bool reconnect();
     // The main window is closing: stop the link thread.
     void windowClosing();
+
+    // Who shows the panel's alerts and answers its questions (the reply
+    // parser's, the FLASH reset's, the updates'). Not owned; null logs the
+    // alerts and answers "cancel".
+    void setPrompts(PanelPrompts* prompts);
+    PanelPrompts* prompts() const { return m_prompts; }
 
     // The network link offers to carry every command before the serial link
     // does; its replies go to the same parser, and when it opens every
@@ -107,6 +114,7 @@ private:
     PanelSettings m_settings;
     std::unique_ptr<ComThread> m_comThread;
     NetworkLink* m_network = nullptr;
+    PanelPrompts* m_prompts = nullptr;
     std::unique_ptr<UpdateController> m_updates; // borrows the link's port: goes first
     std::unique_ptr<MsgClass> m_msg;
     QTimer m_timer;

@@ -1,7 +1,7 @@
 #include "panel/PanelSettings.h"
 
-#include "base/Alerts.h"
 #include "base/Diagnostics.h"
+#include "panel/PanelPrompts.h"
 #include "panel/StatusParser.h"
 #include "protocol/CommandSink.h"
 #include "protocol/Commands.h"
@@ -227,7 +227,7 @@ void PanelSettings::getInitValues() {
 }
 
 void PanelSettings::onButtonResetFlash() {
-    if (!alerts::askOkCancel(QStringLiteral("Reset FLASH to defaults?")))
+    if (!PanelPrompts::confirm(m_prompts, QStringLiteral("Reset FLASH to defaults?")))
         return;
     send(cmd::resetFlash());
     QTimer::singleShot(kResetFlashSettleMs, this, [this] { getInitValues(); });

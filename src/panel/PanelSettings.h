@@ -6,6 +6,7 @@
 #include <QString>
 
 class CommandSink;
+class PanelPrompts;
 class StatusParser;
 
 // The panel's video and timecode controls: each action records the new value
@@ -23,6 +24,8 @@ public:
 
     // Not owned; null drops every command (no unit).
     void setCommandSink(CommandSink* sink) { m_sink = sink; }
+    // Not owned; who answers the FLASH reset question.
+    void setPrompts(PanelPrompts* prompts) { m_prompts = prompts; }
     CommandSink* commandSink() const { return m_sink; }
 
     // Encodings of the combined commands.
@@ -84,4 +87,5 @@ private:
 
     StatusParser& m_parser;
     CommandSink* m_sink = nullptr;
+    PanelPrompts* m_prompts = nullptr;
 };

@@ -1,9 +1,9 @@
 #include "panel/StatusParser.h"
 
-#include "base/Alerts.h"
 #include "base/Diagnostics.h"
 #include "base/PosixRegex.h"
 #include "panel/InhibitPing.h"
+#include "panel/PanelPrompts.h"
 #include "protocol/CommandSink.h"
 #include "protocol/Commands.h"
 #include "protocol/Replies.h"
@@ -197,7 +197,8 @@ bool StatusParser::checkMicroVersion(const QString& reply, const QString& minVer
     // older than 3.32.6 (33206).
     const bool older = versionNumber(minVersion) > versionNumber(current);
     if (older)
-        alerts::show(QStringLiteral("update micro to %1 or greater").arg(minVersion));
+        PanelPrompts::alert(m_prompts,
+                            QStringLiteral("update micro to %1 or greater").arg(minVersion));
     diag::print("%s %s\n", current.toUtf8().constData(), minVersion.toUtf8().constData());
     return !older;
 }
@@ -271,7 +272,9 @@ void StatusParser::onUpdateProgress(const reply::Parsed& r) {
         return;
     }
     if (m_progress.visible)
-        alerts::show(QStringLiteral("close the GUI, wait for QZ62A reset to finish, restart GUI"));
+        PanelPrompts::alert(
+            m_prompts,
+            QStringLiteral("close the GUI, wait for QZ62A reset to finish, restart GUI"));
     hideProgress();
     inhibitPing.store(false);
 }

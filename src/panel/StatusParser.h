@@ -7,6 +7,7 @@
 #include <QString>
 
 class CommandSink;
+class PanelPrompts;
 class StreamerReceiver;
 class PunchReceiver;
 class AnnunciatorReceiver;
@@ -45,7 +46,7 @@ public:
     // Compares the first "N.N.N" (one or two digits each) in reply with
     // minVersion; alerts "update micro to <min> or greater" when the unit is
     // older. Returns false only when both were read and the unit is older.
-    static bool checkMicroVersion(const QString& reply, const QString& minVersion);
+    bool checkMicroVersion(const QString& reply, const QString& minVersion);
 
     const PanelState& state() const { return m_state; }
     PanelState& mutableState() { return m_state; }
@@ -75,6 +76,7 @@ public:
     void setFMax(int pairs) { m_fMax = pairs; }
 
     // Not owned; any may be null.
+    void setPrompts(PanelPrompts* prompts) { m_prompts = prompts; }
     void setCommandSink(CommandSink* sink) { m_sink = sink; }
     void setStreamerReceiver(StreamerReceiver* r) { m_streamer = r; }
     void setPunchReceiver(PunchReceiver* r) { m_punch = r; }
@@ -120,6 +122,7 @@ private:
     int m_progressDowncount = 0;
     int m_progressMaxCount = 0;
     int m_fMax = 0;
+    PanelPrompts* m_prompts = nullptr;
     CommandSink* m_sink = nullptr;
     StreamerReceiver* m_streamer = nullptr;
     PunchReceiver* m_punch = nullptr;

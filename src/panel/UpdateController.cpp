@@ -1,10 +1,10 @@
 #include "panel/UpdateController.h"
 
-#include "base/Alerts.h"
 #include "base/Diagnostics.h"
 #include "link/ComThread.h"
 #include "panel/InhibitPing.h"
 #include "panel/PanelController.h"
+#include "panel/PanelPrompts.h"
 #include "update/MicroImage.h"
 #include "update/UpdateFiles.h"
 
@@ -29,9 +29,13 @@ bool UpdateController::refuse(const QString& message) {
     StatusParser& parser = m_panel.parser();
     if (parser.progress().visible)
         parser.setProgressDowncount(kFinalMessageTicks);
-    alerts::show(message);
+    PanelPrompts::alert(m_panel.prompts(), message);
     emit finished(message);
     return false;
+}
+
+bool UpdateController::askToErase() {
+    return PanelPrompts::confirm(m_panel.prompts(), QString::fromLatin1(kEraseQuestion));
 }
 
 void UpdateController::beginMicroUpdate() {
@@ -76,7 +80,7 @@ bool UpdateController::startMicroUpdate(const QString& s19Path) {
         return refuse(error);
     if (!serialPortReady())
         return false;
-    if (!alerts::askOkCancel(QString::fromLatin1(kEraseQuestion))) {
+    if (!askToErase()) {
         parser.setProgressDowncount(1);
         return false;
     }
@@ -104,7 +108,7 @@ bool UpdateController::startFirmwareUpdate(const QString& mcsPath) {
         return sendOverNetwork(file.text);
     if (!serialPortReady())
         return false;
-    if (!alerts::askOkCancel(QString::fromLatin1(kEraseQuestion)))
+    if (!askToErase())
         return false;
     m_firmware.setArray(lines);
     // The same command that starts an update through the network proxy.
@@ -143,7 +147,7 @@ bool UpdateController::defaultUpdate(const char* fileName) {
 
 bool UpdateController::sendOverNetwork(const QString& text) {
     // Without a network link nothing goes out and nothing needs confirming.
-    if (hasNetworkLink() && !alerts::askOkCancel(QString::fromLatin1(kEraseQuestion)))
+    if (hasNetworkLink() && !askToErase())
         return false;
     return sendUpdateToTarget(text) == 0;
 }

@@ -19,8 +19,8 @@ class TransportLoan;
 // Every input is checked before anything goes out: a wrong extension, a file
 // that cannot be read, is too large or damaged, and a missing file of the
 // unit's own data (updatefiles) each end with a message and nothing sent.
-// Updates that erase the unit's FLASH ask once before they start (alerts::
-// askOkCancel; "cancel" changes nothing).
+// Updates that erase the unit's FLASH ask once before they start (the
+// panel's prompts; "cancel" changes nothing).
 //
 // While a serial update runs the link's port is lent to the engine and the
 // keep-alive is held off; whatever the outcome the port goes back to the link
@@ -89,6 +89,7 @@ private:
     bool startSerial(UpdateEngine& engine);
     bool serialPortReady();
     bool refuse(const QString& message);
+    bool askToErase();
 
     PanelController& m_panel;
     MicroUpdateThread m_micro;

@@ -27,6 +27,7 @@ struct Panel {
     Panel() {
         controller.setExplicitPort(QStringLiteral("/nonexistent/qz62-port"));
         controller.setTickIntervalMs(3600 * 1000);
+        controller.setPrompts(&alerts);
         controller.startUp();
         controller.setNetworkLink(&link);
         QObject::connect(&controller, &PanelController::rxLine,
@@ -40,7 +41,7 @@ struct Panel {
         return waitFor([this] { return link.state() == NetworkLink::State::Lost; }, kWaitMs);
     }
 
-    RecordingAlerts alerts;
+    RecordingPrompts alerts;
     NetworkLink link;
     PanelController controller;
     QStringList lines;

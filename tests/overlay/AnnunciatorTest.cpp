@@ -9,6 +9,7 @@ namespace {
 
 using Settings = AnnunciatorSettings;
 using Thread = DrawAnnunciatorThread;
+using Element = AnnunciatorElement;
 
 struct RecordingSink : CommandSink {
     void sendString(const QString& command) override { lines << command; }
@@ -18,11 +19,12 @@ struct RecordingSink : CommandSink {
 };
 
 void placeAll(Thread& t, QPointF ann, QPointF tc, QPointF text, QPointF barBeat) {
-    std::lock_guard<std::mutex> lock(t.ioLock());
-    t.annunciatorPoint = ann;
-    t.tcPoint = tc;
-    t.textPoint = text;
-    t.barBeatPoint = barBeat;
+    Thread::Settings s;
+    s.anchors[Element::Annunciator] = ann;
+    s.anchors[Element::Tc] = tc;
+    s.anchors[Element::Text] = text;
+    s.anchors[Element::BarBeat] = barBeat;
+    t.setSettings(s);
 }
 
 // Placement keeps every element inside the picture, far edge first; the
@@ -76,16 +78,16 @@ TEST(Annunciator, RendererAsksOnceAfterQuickMoves) {
     t.startThread(parent);
     ASSERT_TRUE(QTest::qWaitFor([&] { return pictures == 1; }, 2000));
 
-    t.setDraw(Thread::kTransmitTc);
+    t.setDraw(Thread::transmitRequest(Element::Tc));
     QTest::qWait(60);
-    t.setDraw(Thread::kTransmitTc);
+    t.setDraw(Thread::transmitRequest(Element::Tc));
     ASSERT_TRUE(QTest::qWaitFor([&] { return !tx.isEmpty(); }, 3000));
     QTest::qWait(500);
-    EXPECT_EQ(tx, QList<int>{Thread::kTransmitTc});
+    EXPECT_EQ(tx, QList<int>{Thread::transmitRequest(Element::Tc)});
     EXPECT_GE(pictures, 3);
 
     tx.clear();
-    t.setDraw(Thread::kTransmitText);
+    t.setDraw(Thread::transmitRequest(Element::Text));
     QTest::qWait(100);
     t.setTcString(QStringLiteral("000000.00"));
     QTest::qWait(800);
@@ -152,14 +154,14 @@ TEST(Annunciator, ModeChangeIgnoresTheNextReport) {
 TEST(Annunciator, ChoicesSendTheirCommands) {
     Editor e;
     AnnunciatorEditor& ed = e.editor;
-    ed.windowFromArray({32, 180, 10, 0x70, Settings::kTc});
-    ed.setFontPoint(Settings::kTc, 48); // source off: switched on
-    ed.setFontPoint(Settings::kTc, 64); // now on: no "m"
-    ed.setFontPoint(Settings::kAnnunciator, 72);
-    ed.setFontPoint(Settings::kText, 24);
-    ed.setFontPoint(Settings::kBarBeat, 96);
-    ed.setItemForeground(Settings::kTc, 3);
-    ed.setItemBackground(Settings::kText, 5);
+    ed.windowFromArray({32, 180, 10, 0x70, int(Element::Tc)});
+    ed.setFontPoint(Element::Tc, 48); // source off: switched on
+    ed.setFontPoint(Element::Tc, 64); // now on: no "m"
+    ed.setFontPoint(Element::Annunciator, 72);
+    ed.setFontPoint(Element::Text, 24);
+    ed.setFontPoint(Element::BarBeat, 96);
+    ed.setItemForeground(Element::Tc, 3);
+    ed.setItemBackground(Element::Text, 5);
     ed.setAnnunciatorColor(Settings::kRecordPair, {2, 9});
     ed.setCom(Settings::kSony);
     ed.setShowMidi(true);
@@ -178,30 +180,30 @@ TEST(Annunciator, ChoicesSendTheirCommands) {
 TEST(Annunciator, PressPicksTheNearestElementInOrder) {
     Editor e;
     AnnunciatorEditor& ed = e.editor;
-    ed.windowFromArray({48, 100, 100, 0x70, Settings::kAnnunciator});
-    ed.windowFromArray({32, 100, 110, 0x70, Settings::kText});
-    ed.windowFromArray({32, 200, 200, 0x70, Settings::kTc});
-    ed.windowFromArray({32, 10, 240, 0x70, Settings::kBarBeat});
+    ed.windowFromArray({48, 100, 100, 0x70, int(Element::Annunciator)});
+    ed.windowFromArray({32, 100, 110, 0x70, int(Element::Text)});
+    ed.windowFromArray({32, 200, 200, 0x70, int(Element::Tc)});
+    ed.windowFromArray({32, 10, 240, 0x70, int(Element::BarBeat)});
     ed.thread()->renderNow();
     const QRectF ann = ed.thread()->annunciatorRect();
     const QRectF text = ed.thread()->textRect();
     ASSERT_TRUE(ann.intersects(text.adjusted(-40, -40, 40, 40)));
     struct Case {
         QPointF at;
-        int drag;
+        std::optional<Element> drag;
     };
     const Case cases[] = {
-        {text.center(), AnnunciatorEditor::kDragAnnunciator},
-        {ed.thread()->tcRect().topRight() + QPointF(39, 0), AnnunciatorEditor::kDragTc},
-        {ed.thread()->tcRect().topRight() + QPointF(41, 0), AnnunciatorEditor::kNoDrag},
-        {ed.thread()->barBeatRect().center(), AnnunciatorEditor::kDragBarBeat},
+        {text.center(), Element::Annunciator},
+        {ed.thread()->tcRect().topRight() + QPointF(39, 0), Element::Tc},
+        {ed.thread()->tcRect().topRight() + QPointF(41, 0), std::nullopt},
+        {ed.thread()->barBeatRect().center(), Element::BarBeat},
     };
     for (const Case& c : cases) {
-        const QPointF before = ed.point(Settings::kTc);
-        EXPECT_EQ(ed.mouseDown(c.at), c.drag != AnnunciatorEditor::kNoDrag);
+        const QPointF before = ed.point(Element::Tc);
+        EXPECT_EQ(ed.mouseDown(c.at), c.drag.has_value());
         EXPECT_EQ(ed.dragItem(), c.drag);
-        if (c.drag == AnnunciatorEditor::kNoDrag) {
-            EXPECT_EQ(ed.point(Settings::kTc), before);
+        if (!c.drag) {
+            EXPECT_EQ(ed.point(Element::Tc), before);
         }
         ed.mouseUp();
     }
@@ -218,7 +220,7 @@ TEST(Annunciator, BadReportsAreIgnored) {
     ed.annunciatorColorsFromString("t 31 42 53");
     ed.pointsFromArray({20, 40});
     const Settings before = ed.settings();
-    const QPointF tc = ed.point(Settings::kTc);
+    const QPointF tc = ed.point(Element::Tc);
     ed.fromString("U");
     ed.fromString("U x");
     ed.fromString("U 9");
@@ -235,7 +237,7 @@ TEST(Annunciator, BadReportsAreIgnored) {
     EXPECT_EQ(after.tcSource, before.tcSource);
     EXPECT_EQ(after.annunciatorColors, before.annunciatorColors);
     EXPECT_EQ(after.pointChoices, before.pointChoices);
-    EXPECT_EQ(ed.point(Settings::kTc), tc);
+    EXPECT_EQ(ed.point(Element::Tc), tc);
     EXPECT_TRUE(e.sink.lines.isEmpty());
 }
 

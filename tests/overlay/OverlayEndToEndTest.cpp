@@ -189,7 +189,7 @@ TEST(OverlayEndToEnd, AnnunciatorDragReachesTheUnitOnce) {
         QTest::qWait(5);
     }
     mouseAt(canvas, QEvent::MouseButtonRelease, to);
-    EXPECT_EQ(view->editor().dragItem(), AnnunciatorEditor::kNoDrag);
+    EXPECT_FALSE(view->editor().dragItem());
     ASSERT_TRUE(QTest::qWaitFor([&] { return !commandsStarting(sim, "m ").isEmpty(); }, kWaitMs));
     QTest::qWait(500);
     const QStringList sent = withoutPings(sim.commandLines());
@@ -259,7 +259,7 @@ TEST(OverlayEndToEnd, AnnunciatorReportsLandInTheControls) {
          }},
         {"r 32 128 0 112 3",
          [&] {
-             return editor.point(AnnunciatorSettings::kTc) == QPointF(963, 1080) &&
+             return editor.point(AnnunciatorElement::Tc) == QPointF(963, 1080) &&
                     text("tcPointCombo") == "32";
          }},
         {"r 40 10 10 37 0",
@@ -286,7 +286,7 @@ TEST(OverlayEndToEnd, AnnunciatorReportsLandInTheControls) {
         s.sim.sendRaw(QByteArray(bad) + "\r\n>");
     s.sim.sendRaw("U 1\r\n>"); // a good one last: everything before it is read
     EXPECT_TRUE(QTest::qWaitFor([&] { return checked("radioAnnunciatorRehearse"); }, kWaitMs));
-    EXPECT_EQ(editor.point(AnnunciatorSettings::kTc), QPointF(963, 1080));
+    EXPECT_EQ(editor.point(AnnunciatorElement::Tc), QPointF(963, 1080));
     EXPECT_EQ(app.value("comboBoxAnnunciatorLtc"), 5);
     EXPECT_EQ(app.value("comboBoxAnnunciatorBackground"), 1);
     QTest::qWait(700);

@@ -1,5 +1,8 @@
 #include "Version.h"
 #include "link/ComThread.h"
+#include "overlay/view/AnnunciatorView.h"
+#include "overlay/view/MonitorView.h"
+#include "overlay/view/PunchView.h"
 #include "panel/InhibitPing.h"
 #include "protocol/Commands.h"
 #include "support/PanelTestSupport.h"
@@ -56,8 +59,14 @@ TEST(PanelEndToEnd, StartsReadsTheUnitAndFollowsIt) {
          {"myColorSpaceComboBox", 0}});
     EXPECT_TRUE(app.alerts.shown.isEmpty());
 
-    // Closing the window stops the link; nothing more reaches the unit.
+    // Closing the window takes every part down: the cue windows, MIDI, the
+    // editors' preview workers and the link; nothing more reaches the unit.
     app.window.close();
+    EXPECT_EQ(app.window.cueWindows(), nullptr);
+    EXPECT_EQ(app.window.midiView(), nullptr);
+    EXPECT_FALSE(app.window.monitorView()->editor().thread()->isRunning());
+    EXPECT_FALSE(app.window.punchView()->editor().thread()->isRunning());
+    EXPECT_FALSE(app.window.annunciatorView()->editor().thread()->isRunning());
     EXPECT_EQ(app.controller().comThread(), nullptr);
     EXPECT_EQ(app.controller().linkState(), PanelController::LinkState::Closed);
     const int count = int(sim.commandLines().size());

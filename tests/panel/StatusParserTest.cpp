@@ -1,5 +1,7 @@
 #include "panel/StatusParser.h"
 #include "panel/InhibitPing.h"
+#include "panel/PanelSettings.h"
+#include "protocol/CommandSink.h"
 #include "support/PanelTestSupport.h"
 
 #include <QSignalSpy>
@@ -139,8 +141,9 @@ TEST(StatusParser, FirmwareVersionCheck) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.line);
-        RecordingAlerts alerts;
+        RecordingPrompts alerts;
         StatusParser parser;
+        parser.setPrompts(&alerts);
         testing::internal::CaptureStdout();
         parser.processRxString(QString::fromLatin1(c.line));
         EXPECT_EQ(testing::internal::GetCapturedStdout(), c.printed);
@@ -213,8 +216,9 @@ TEST(StatusParser, InOutTransferProgress) {
 }
 
 TEST(StatusParser, NetworkUpdateProgressAndEnd) {
-    RecordingAlerts alerts;
+    RecordingPrompts alerts;
     StatusParser parser;
+    parser.setPrompts(&alerts);
     QSignalSpy tab(&parser, &StatusParser::showUnitTab);
     inhibitPing = true;
 
@@ -243,4 +247,26 @@ TEST(StatusParser, NetworkUpdateProgressAndEnd) {
     parser.processRxString("S");
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "got S response\n");
     EXPECT_FALSE(inhibitPing);
+}
+
+// A panel core that nobody gave prompts to never opens a window: its alerts
+// go to the log, and its questions are answered "cancel", so the FLASH reset
+// sends nothing.
+TEST(StatusParser, WithoutPromptsAlertsAreLoggedAndQuestionsCancelled) {
+    struct Sink : CommandSink {
+        void sendString(const QString& command) override { sent << command; }
+        void sendBytes(const QByteArray&) override {}
+        int txCount() const override { return 0; }
+        QStringList sent;
+    } sink;
+    StatusParser parser;
+    PanelSettings settings(parser);
+    settings.setCommandSink(&sink);
+    testing::internal::CaptureStdout();
+    parser.processRxString("k 0 0 3.32.5");
+    settings.onButtonResetFlash();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "alert: update micro to 3.32.6 or greater\n3.32.5 3.32.6\n"
+              "alert: Reset FLASH to defaults?\n");
+    EXPECT_TRUE(sink.sent.isEmpty());
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "panel/PanelPrompts.h"
 #include "protocol/ReplyReceivers.h"
 #include "support/AlertsAndWaiting.h"
 
@@ -58,6 +59,19 @@ struct CueRecorder : CueDocumentTarget {
         m_log << QStringLiteral("cue.setStepperStreamerDuration: %1").arg(n);
     }
     QStringList& m_log;
+};
+
+// Records what the panel's core shows and asks, for a panel without the
+// application (which shows them as message boxes).
+struct RecordingPrompts : PanelPrompts {
+    void showAlert(const QString& message) override { shown << message; }
+    bool askOkCancel(const QString& question) override {
+        asked << question;
+        return answerOk;
+    }
+    QStringList shown;
+    QStringList asked;
+    bool answerOk = true;
 };
 
 // The start-up queries, in the order the unit must see them.

@@ -53,29 +53,32 @@ QString AnnunciatorView::colorName(int index) {
     return QStringLiteral("colour %1").arg(index);
 }
 
-AnnunciatorView::AnnunciatorView(QWidget* parent) : QWidget(parent) {
-    setObjectName(QStringLiteral("AnnunciatorView"));
-    auto* outer = new QHBoxLayout(this);
+AnnunciatorView::AnnunciatorView(QWidget* parent)
+    : OverlayView(parent, QStringLiteral("AnnunciatorView"), QStringLiteral("annunciatorPreview"),
+                  QStringLiteral("Drag an element to place it on the picture")) {
+    takeDrags();
+    layOut(sampleButtons(), {annunciatorGroup(), elementGroup(), transportGroup()});
+    bindEditor();
+}
 
-    auto* left = new QVBoxLayout;
-    m_canvas = new PreviewCanvas;
-    m_canvas->setObjectName(QStringLiteral("annunciatorPreview"));
+void AnnunciatorView::takeDrags() {
     m_canvas->setPlaceable(true);
     m_canvas->setCursor(Qt::OpenHandCursor);
-    m_canvas->setToolTip(QStringLiteral("Drag an element to place it on the picture"));
     connect(m_canvas, &PreviewCanvas::pressed, this,
             [this](double fx, double fy) { m_editor.mouseDown(toCanvas(fx, fy)); });
     connect(m_canvas, &PreviewCanvas::dragged, this,
             [this](double fx, double fy) { m_editor.mouseDragged(toCanvas(fx, fy)); });
     connect(m_canvas, &PreviewCanvas::released, this, [this] { m_editor.mouseUp(); });
-    left->addWidget(m_canvas, 1);
+}
+
+QLayout* AnnunciatorView::sampleButtons() {
     auto* samples = new QHBoxLayout;
     const struct {
         const char* text;
         const char* name;
         const char* tip;
         void (AnnunciatorEditor::*action)();
-    } sampleButtons[] = {
+    } buttons[] = {
         {"Show sample &text", "buttonShowSampleText", "Show a sample on the unit's text line",
          &AnnunciatorEditor::onShowSampleText},
         {"Clear text", "buttonClearSampleText", "Clear the unit's text line",
@@ -85,7 +88,7 @@ AnnunciatorView::AnnunciatorView(QWidget* parent) : QWidget(parent) {
         {"Clear counter", "buttonClearSampleBarBeat", "Clear the unit's bar/beat line",
          &AnnunciatorEditor::onClearSampleBarBeat},
     };
-    for (const auto& b : sampleButtons) {
+    for (const auto& b : buttons) {
         auto* button = new QPushButton(QString::fromLatin1(b.text));
         button->setObjectName(QString::fromLatin1(b.name));
         button->setToolTip(QString::fromLatin1(b.tip));
@@ -93,12 +96,13 @@ AnnunciatorView::AnnunciatorView(QWidget* parent) : QWidget(parent) {
                 [this, action = b.action] { (m_editor.*action)(); });
         samples->addWidget(button);
     }
-    left->addLayout(samples);
-    outer->addLayout(left, 3);
+    return samples;
+}
 
-    auto* right = new QVBoxLayout;
+// The mode, the three colour pairs and the annunciator's size.
+QGroupBox* AnnunciatorView::annunciatorGroup() {
     auto* annunciator = new QGroupBox(QStringLiteral("Annunciator"));
-    auto* annGrid = new QGridLayout(annunciator);
+    auto* grid = new QGridLayout(annunciator);
     m_matrixAnnunciator = new QButtonGroup(this);
     auto* modes = new QHBoxLayout;
     for (int i = 0; i < 4; ++i) {
@@ -108,52 +112,57 @@ AnnunciatorView::AnnunciatorView(QWidget* parent) : QWidget(parent) {
     }
     connect(m_matrixAnnunciator, &QButtonGroup::idClicked, this,
             [this](int mode) { m_editor.setMode(mode); });
-    annGrid->addLayout(modes, 0, 0, 1, 3);
-    annGrid->addWidget(new QLabel(QStringLiteral("Text")), 1, 1);
-    annGrid->addWidget(new QLabel(QStringLiteral("Box")), 1, 2);
+    grid->addLayout(modes, 0, 0, 1, 3);
+    grid->addWidget(new QLabel(QStringLiteral("Text")), 1, 1);
+    grid->addWidget(new QLabel(QStringLiteral("Box")), 1, 2);
     for (int pair = 0; pair < Settings::kPairs; ++pair) {
         const QByteArray base = QByteArray("comboBoxAnnunciator");
         QComboBox* fore = colorCombo((base + "Foreground" + kPairObjects[pair]).constData(), false);
         QComboBox* back = colorCombo((base + "Background" + kPairObjects[pair]).constData(), true);
         auto send = [this, pair, fore, back] {
-            if (!m_refreshing)
+            if (!refreshing())
                 m_editor.setAnnunciatorColor(
                     pair, {fore->currentData().toInt(), back->currentData().toInt()});
         };
         connect(fore, &QComboBox::activated, this, send);
         connect(back, &QComboBox::activated, this, send);
-        annGrid->addWidget(new QLabel(QString::fromLatin1(kPairNames[pair])), pair + 2, 0);
-        annGrid->addWidget(fore, pair + 2, 1);
-        annGrid->addWidget(back, pair + 2, 2);
+        grid->addWidget(new QLabel(QString::fromLatin1(kPairNames[pair])), pair + 2, 0);
+        grid->addWidget(fore, pair + 2, 1);
+        grid->addWidget(back, pair + 2, 2);
         m_pairCombos[std::size_t(pair)] = {fore, back};
     }
-    annGrid->addWidget(new QLabel(QStringLiteral("Size")), 5, 0);
-    annGrid->addWidget(pointCombo("annunciatorPointCombo", Settings::kAnnunciator), 5, 1);
-    right->addWidget(annunciator);
+    grid->addWidget(new QLabel(QStringLiteral("Size")), 5, 0);
+    grid->addWidget(pointCombo("annunciatorPointCombo", Element::Annunciator), 5, 1);
+    return annunciator;
+}
 
+// The timecode, text and bar/beat elements, and what the counter shows.
+QGroupBox* AnnunciatorView::elementGroup() {
     auto* elements = new QGroupBox(QStringLiteral("Counter and text lines"));
     auto* grid = new QGridLayout(elements);
     grid->addWidget(new QLabel(QStringLiteral("Text")), 0, 1);
     grid->addWidget(new QLabel(QStringLiteral("Box")), 0, 2);
     grid->addWidget(new QLabel(QStringLiteral("Size")), 0, 3);
-    addItemRow(grid, 1, QStringLiteral("Timecode"), Settings::kTc, "Tc");
-    addItemRow(grid, 2, QStringLiteral("Text"), Settings::kText, "Text");
-    addItemRow(grid, 3, QStringLiteral("Bar/beat"), Settings::kBarBeat, "BarBeat");
+    addItemRow(grid, 1, QStringLiteral("Timecode"), Element::Tc, "Tc");
+    addItemRow(grid, 2, QStringLiteral("Text"), Element::Text, "Text");
+    addItemRow(grid, 3, QStringLiteral("Bar/beat"), Element::BarBeat, "BarBeat");
     m_ltc = new QComboBox;
     m_ltc->setObjectName(QStringLiteral("comboBoxAnnunciatorLtc"));
     m_ltc->setToolTip(QStringLiteral("What the timecode counter shows"));
     for (int i = 0; i < int(std::size(kTcSources)); ++i)
         m_ltc->addItem(QString::fromLatin1(kTcSources[i]), i);
     connect(m_ltc, &QComboBox::activated, this, [this](int index) {
-        if (!m_refreshing)
+        if (!refreshing())
             m_editor.setTcSource(m_ltc->itemData(index).toInt());
     });
     grid->addWidget(new QLabel(QStringLiteral("Counter shows")), 4, 0);
     grid->addWidget(m_ltc, 4, 1, 1, 2);
-    right->addWidget(elements);
+    return elements;
+}
 
+QGroupBox* AnnunciatorView::transportGroup() {
     auto* com = new QGroupBox(QStringLiteral("Counter transport"));
-    auto* comRow = new QHBoxLayout(com);
+    auto* row = new QHBoxLayout(com);
     m_matrixCom = new QButtonGroup(this);
     m_matrixCom->addButton(radio("MIDI", "radioButtonMidi"), Settings::kMidi);
     m_matrixCom->addButton(radio("Sony", "radioButtonSony"), Settings::kSony);
@@ -162,29 +171,11 @@ AnnunciatorView::AnnunciatorView(QWidget* parent) : QWidget(parent) {
     m_showMidi = new QCheckBox(QStringLiteral("Show MIDI"));
     m_showMidi->setObjectName(QStringLiteral("checkBoxShowMidi"));
     connect(m_showMidi, &QCheckBox::clicked, this, [this](bool on) { m_editor.setShowMidi(on); });
-    comRow->addWidget(m_matrixCom->button(Settings::kMidi));
-    comRow->addWidget(m_matrixCom->button(Settings::kSony));
-    comRow->addWidget(m_showMidi);
-    comRow->addStretch(1);
-    right->addWidget(com);
-    right->addStretch(1);
-    outer->addLayout(right, 2);
-
-    m_editor.setImageHandler([this](const QImage& image) { m_canvas->setImage(image); });
-    m_editor.setChangedHandler([this] { refresh(); });
-    refresh();
-}
-
-AnnunciatorView::~AnnunciatorView() {
-    m_editor.windowClosing();
-}
-
-void AnnunciatorView::awakeFromNib() {
-    m_editor.awakeFromNib();
-}
-
-void AnnunciatorView::windowClosing() {
-    m_editor.windowClosing();
+    row->addWidget(m_matrixCom->button(Settings::kMidi));
+    row->addWidget(m_matrixCom->button(Settings::kSony));
+    row->addWidget(m_showMidi);
+    row->addStretch(1);
+    return com;
 }
 
 QComboBox* AnnunciatorView::colorCombo(const char* name, bool background) {
@@ -197,38 +188,38 @@ QComboBox* AnnunciatorView::colorCombo(const char* name, bool background) {
     return combo;
 }
 
-QComboBox* AnnunciatorView::pointCombo(const char* name, Item item) {
+QComboBox* AnnunciatorView::pointCombo(const char* name, Element e) {
     auto* combo = new QComboBox;
     combo->setObjectName(QString::fromLatin1(name));
     combo->setToolTip(QStringLiteral("Font size, from the sizes the unit offers"));
-    connect(combo, &QComboBox::activated, this, [this, combo, item](int index) {
-        if (!m_refreshing)
-            m_editor.setFontPoint(item, combo->itemData(index).toInt());
+    connect(combo, &QComboBox::activated, this, [this, combo, e](int index) {
+        if (!refreshing())
+            m_editor.setFontPoint(e, combo->itemData(index).toInt());
     });
-    m_items[std::size_t(item)].points = combo;
+    m_items[e].points = combo;
     return combo;
 }
 
-void AnnunciatorView::addItemRow(QGridLayout* grid, int row, const QString& label, Item item,
+void AnnunciatorView::addItemRow(QGridLayout* grid, int row, const QString& label, Element e,
                                  const char* prefix) {
-    ItemControls& c = m_items[std::size_t(item)];
+    ItemControls& c = m_items[e];
     const QByteArray base = QByteArray("comboBox") + prefix;
     c.fore = colorCombo((base + "Foreground").constData(), false);
     c.back = colorCombo((base + "Background").constData(), true);
-    connect(c.fore, &QComboBox::activated, this, [this, item, fore = c.fore](int index) {
-        if (!m_refreshing)
-            m_editor.setItemForeground(item, fore->itemData(index).toInt());
+    connect(c.fore, &QComboBox::activated, this, [this, e, fore = c.fore](int index) {
+        if (!refreshing())
+            m_editor.setItemForeground(e, fore->itemData(index).toInt());
     });
-    connect(c.back, &QComboBox::activated, this, [this, item, back = c.back](int index) {
-        if (!m_refreshing)
-            m_editor.setItemBackground(item, back->itemData(index).toInt());
+    connect(c.back, &QComboBox::activated, this, [this, e, back = c.back](int index) {
+        if (!refreshing())
+            m_editor.setItemBackground(e, back->itemData(index).toInt());
     });
     QByteArray points = QByteArray(prefix) + "PointCombo";
     points[0] = char(QChar::toLower(uint(points[0])));
     grid->addWidget(new QLabel(label), row, 0);
     grid->addWidget(c.fore, row, 1);
     grid->addWidget(c.back, row, 2);
-    grid->addWidget(pointCombo(points.constData(), item), row, 3);
+    grid->addWidget(pointCombo(points.constData(), e), row, 3);
 }
 
 QPointF AnnunciatorView::toCanvas(double fromLeft, double fromTop) const {
@@ -236,7 +227,6 @@ QPointF AnnunciatorView::toCanvas(double fromLeft, double fromTop) const {
 }
 
 void AnnunciatorView::refresh() {
-    m_refreshing = true;
     const Settings& s = m_editor.settings();
 
     // Exclusive groups cannot show "none"; the unit can report a mode or a
@@ -256,16 +246,16 @@ void AnnunciatorView::refresh() {
         select(m_pairCombos[std::size_t(pair)][0], c.fore);
         select(m_pairCombos[std::size_t(pair)][1], c.back);
     }
-    for (std::size_t i = 0; i < m_items.size(); ++i) {
-        ItemControls& c = m_items[i];
+    for (Element e : kEveryElement) {
+        ItemControls& c = m_items[e];
         if (c.fore) {
-            select(c.fore, s.itemColors[i].fore);
-            select(c.back, s.itemColors[i].back);
+            select(c.fore, s.itemColors[e].fore);
+            select(c.back, s.itemColors[e].back);
         }
         // The sizes the unit offers, and the one in use even if it is not
         // among them.
         QList<int> choices = s.pointChoices;
-        const int inUse = s.items[i].fontPoint;
+        const int inUse = s.items[e].fontPoint;
         if (!choices.contains(inUse))
             choices << inUse;
         QList<int> shown;
@@ -282,5 +272,4 @@ void AnnunciatorView::refresh() {
     while (m_ltc->count() <= s.tcSource)
         m_ltc->addItem(QStringLiteral("Source %1").arg(m_ltc->count()), m_ltc->count());
     select(m_ltc, s.tcSource);
-    m_refreshing = false;
 }

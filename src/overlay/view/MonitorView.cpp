@@ -29,15 +29,14 @@ QLabel* valueLabel(QSlider* slider) {
 }
 } // namespace
 
-MonitorView::MonitorView(QWidget* parent) : QWidget(parent) {
-    setObjectName(QStringLiteral("MonitorView"));
-    auto* outer = new QHBoxLayout(this);
+MonitorView::MonitorView(QWidget* parent)
+    : OverlayView(parent, QStringLiteral("MonitorView"), QStringLiteral("streamerPreview"),
+                  QStringLiteral("Streamer 0 and its end bar as the unit draws them")) {
+    layOut(fireButtons(), {colourGroup(), barGroup(), timingGroup()});
+    bindEditor();
+}
 
-    auto* left = new QVBoxLayout;
-    m_canvas = new PreviewCanvas;
-    m_canvas->setObjectName(QStringLiteral("streamerPreview"));
-    m_canvas->setToolTip(QStringLiteral("Streamer 0 and its end bar as the unit draws them"));
-    left->addWidget(m_canvas, 1);
+QLayout* MonitorView::fireButtons() {
     auto* fire = new QHBoxLayout;
     for (int i = 0; i < 4; ++i) {
         auto* button = new QPushButton(QStringLiteral("Fire &%1").arg(i));
@@ -51,10 +50,10 @@ MonitorView::MonitorView(QWidget* parent) : QWidget(parent) {
     accum->setToolTip(QStringLiteral("Fire the accumulate function, as a cue does"));
     connect(accum, &QPushButton::clicked, this, [this] { m_editor.fireAccumulate(); });
     fire->addWidget(accum);
-    left->addLayout(fire);
-    outer->addLayout(left, 3);
+    return fire;
+}
 
-    auto* right = new QVBoxLayout;
+QGroupBox* MonitorView::colourGroup() {
     auto* colours = new QGroupBox(QStringLiteral("Colours"));
     auto* wells = new QHBoxLayout(colours);
     for (int i = 0; i <= StreamerSettings::kEndBar; ++i) {
@@ -67,8 +66,10 @@ MonitorView::MonitorView(QWidget* parent) : QWidget(parent) {
         wells->addWidget(well);
         m_wells[std::size_t(i)] = well;
     }
-    right->addWidget(colours);
+    return colours;
+}
 
+QGroupBox* MonitorView::barGroup() {
     auto* bar = new QGroupBox(QStringLiteral("Bar"));
     auto* grid = new QGridLayout(bar);
     m_width = addSlider(grid, 0, QStringLiteral("&Width"), "sliderStreamerWidth",
@@ -80,34 +81,17 @@ MonitorView::MonitorView(QWidget* parent) : QWidget(parent) {
     m_transparency =
         addSlider(grid, 3, QStringLiteral("T&ransparency"), "sliderStreamerTransparency",
                   StreamerEditor::kMaxByte, &StreamerEditor::setTransparency);
-    right->addWidget(bar);
+    return bar;
+}
 
+QGroupBox* MonitorView::timingGroup() {
     auto* timing = new QGroupBox(QStringLiteral("Timing (steps of 1/50 s)"));
-    auto* timingGrid = new QGridLayout(timing);
-    std::tie(m_durationStepper, m_durationText) =
-        addTiming(timingGrid, 0, QStringLiteral("&Duration"), "StreamerDuration",
-                  &StreamerEditor::setDuration);
-    std::tie(m_delayStepper, m_delayText) = addTiming(timingGrid, 1, QStringLiteral("D&elay"),
-                                                      "StreamerDelay", &StreamerEditor::setDelay);
-    right->addWidget(timing);
-    right->addStretch(1);
-    outer->addLayout(right, 2);
-
-    m_editor.setImageHandler([this](const QImage& image) { m_canvas->setImage(image); });
-    m_editor.setChangedHandler([this] { refresh(); });
-    refresh();
-}
-
-MonitorView::~MonitorView() {
-    m_editor.windowClosing();
-}
-
-void MonitorView::awakeFromNib() {
-    m_editor.awakeFromNib();
-}
-
-void MonitorView::windowClosing() {
-    m_editor.windowClosing();
+    auto* grid = new QGridLayout(timing);
+    std::tie(m_durationStepper, m_durationText) = addTiming(
+        grid, 0, QStringLiteral("&Duration"), "StreamerDuration", &StreamerEditor::setDuration);
+    std::tie(m_delayStepper, m_delayText) =
+        addTiming(grid, 1, QStringLiteral("D&elay"), "StreamerDelay", &StreamerEditor::setDelay);
+    return timing;
 }
 
 QSlider* MonitorView::addSlider(QGridLayout* grid, int row, const QString& label, const char* name,
@@ -122,7 +106,7 @@ QSlider* MonitorView::addSlider(QGridLayout* grid, int row, const QString& label
     grid->addWidget(slider, row, 1);
     grid->addWidget(valueLabel(slider), row, 2);
     connect(slider, &QSlider::valueChanged, this, [this, set](int v) {
-        if (!m_refreshing)
+        if (!refreshing())
             (m_editor.*set)(v);
     });
     return slider;
@@ -147,14 +131,14 @@ std::pair<QSpinBox*, QDoubleSpinBox*> MonitorView::addTiming(QGridLayout* grid, 
     grid->addWidget(seconds, row, 1);
     grid->addWidget(stepper, row, 2);
     sendOnEdit(stepper, this, [this, set, stepper, seconds] {
-        if (m_refreshing)
+        if (refreshing())
             return;
         const QSignalBlocker block(seconds);
         seconds->setValue(stepper->value() / kFiftiethsPerSecond);
         (m_editor.*set)(stepper->value());
     });
     sendOnEdit(seconds, this, [this, set, stepper, seconds] {
-        if (m_refreshing)
+        if (refreshing())
             return;
         const int v = StreamerEditor::fiftiethsFromSeconds(seconds->value());
         const QSignalBlocker blockStepper(stepper);
@@ -169,7 +153,6 @@ std::pair<QSpinBox*, QDoubleSpinBox*> MonitorView::addTiming(QGridLayout* grid, 
 
 void MonitorView::refresh() {
     const StreamerSettings& s = m_editor.settings();
-    m_refreshing = true;
     for (int i = 0; i <= StreamerSettings::kEndBar; ++i)
         m_wells[std::size_t(i)]->setCode(s.colors[std::size_t(i)]);
     m_width->setValue(s.width);
@@ -180,5 +163,4 @@ void MonitorView::refresh() {
     m_delayStepper->setValue(s.delay);
     m_durationText->setValue(s.duration / kFiftiethsPerSecond);
     m_delayText->setValue(s.delay / kFiftiethsPerSecond);
-    m_refreshing = false;
 }

@@ -28,19 +28,18 @@ QSpinBox* spinBox(const char* name, int max, const QString& suffix) {
 }
 } // namespace
 
-PunchView::PunchView(QWidget* parent) : QWidget(parent) {
-    setObjectName(QStringLiteral("PunchView"));
-    auto* outer = new QHBoxLayout(this);
-
-    auto* left = new QVBoxLayout;
-    m_canvas = new PreviewCanvas;
-    m_canvas->setObjectName(QStringLiteral("punchPreview"));
+PunchView::PunchView(QWidget* parent)
+    : OverlayView(parent, QStringLiteral("PunchView"), QStringLiteral("punchPreview"),
+                  QStringLiteral("Click or drag to place the punch")) {
     m_canvas->setPlaceable(true);
     m_canvas->setCursor(Qt::CrossCursor);
-    m_canvas->setToolTip(QStringLiteral("Click or drag to place the punch"));
     connect(m_canvas, &PreviewCanvas::placed, this,
             [this](double fx, double fy) { m_editor.placeAt(fx, fy); });
-    left->addWidget(m_canvas, 1);
+    layOut(fireButtons(), {colourGroup(), punchGroup(), switchGroup()});
+    bindEditor();
+}
+
+QLayout* PunchView::fireButtons() {
     auto* fire = new QHBoxLayout;
     for (int i = 0; i < 4; ++i) {
         auto* button = new QPushButton(QStringLiteral("Fire &%1").arg(i));
@@ -49,12 +48,12 @@ PunchView::PunchView(QWidget* parent) : QWidget(parent) {
         connect(button, &QPushButton::clicked, this, [this, i] { m_editor.firePunch(i); });
         fire->addWidget(button);
     }
-    left->addLayout(fire);
-    outer->addLayout(left, 3);
+    return fire;
+}
 
-    auto* right = new QVBoxLayout;
+QGroupBox* PunchView::colourGroup() {
     auto* colours = new QGroupBox(QStringLiteral("Colours"));
-    auto* colourGrid = new QGridLayout(colours);
+    auto* grid = new QGridLayout(colours);
     for (int i = 0; i < 4; ++i) {
         auto* well = new ColorWell(QString::number(i));
         well->setObjectName(QStringLiteral("colorWellPunch%1").arg(i));
@@ -64,56 +63,66 @@ PunchView::PunchView(QWidget* parent) : QWidget(parent) {
         rev->setObjectName(QStringLiteral("checkBoxRev%1").arg(i));
         rev->setToolTip(QStringLiteral("Punch %1 reversed").arg(i));
         connect(rev, &QCheckBox::toggled, this, [this, i](bool on) {
-            if (!m_refreshing)
+            if (!refreshing())
                 m_editor.setReverse(i, on);
         });
-        colourGrid->addWidget(well, 0, i, Qt::AlignHCenter);
-        colourGrid->addWidget(rev, 1, i, Qt::AlignHCenter);
+        grid->addWidget(well, 0, i, Qt::AlignHCenter);
+        grid->addWidget(rev, 1, i, Qt::AlignHCenter);
         m_wells[std::size_t(i)] = well;
         m_reverse[std::size_t(i)] = rev;
     }
-    right->addWidget(colours);
+    return colours;
+}
 
+QGroupBox* PunchView::punchGroup() {
     auto* shape = new QGroupBox(QStringLiteral("Punch"));
     auto* grid = new QGridLayout(shape);
+    addSize(grid, 0);
+    m_duration = addNumber(grid, 1, QStringLiteral("&Duration"), "textDurationFrames",
+                           PunchEditor::kMaxFrames, QStringLiteral(" frames"),
+                           &PunchEditor::setDurationFrames);
+    m_repeatCount = addNumber(grid, 2, QStringLiteral("Re&peats"), "textRepeatCount",
+                              PunchEditor::kMaxRepeats, QString(), &PunchEditor::setRepeatCount);
+    addInterval(grid, 3);
+    return shape;
+}
+
+void PunchView::addSize(QGridLayout* grid, int row) {
     m_size = new QSlider(Qt::Horizontal);
     m_size->setObjectName(QStringLiteral("sliderPunchSize"));
     m_size->setRange(0, PunchEditor::kMaxSize);
     m_size->setPageStep(16);
-    auto* sizeValue = new QLabel;
-    sizeValue->setMinimumWidth(sizeValue->fontMetrics().horizontalAdvance(QStringLiteral("0000")));
-    sizeValue->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-    connect(m_size, &QSlider::valueChanged, sizeValue, qOverload<int>(&QLabel::setNum));
+    auto* value = new QLabel;
+    value->setMinimumWidth(value->fontMetrics().horizontalAdvance(QStringLiteral("0000")));
+    value->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    connect(m_size, &QSlider::valueChanged, value, qOverload<int>(&QLabel::setNum));
     connect(m_size, &QSlider::valueChanged, this, [this](int v) {
-        if (!m_refreshing)
+        if (!refreshing())
             m_editor.setSize(v);
     });
-    auto* sizeCaption = new QLabel(QStringLiteral("&Size"));
-    sizeCaption->setBuddy(m_size);
-    grid->addWidget(sizeCaption, 0, 0);
-    grid->addWidget(m_size, 0, 1, 1, 2);
-    grid->addWidget(sizeValue, 0, 3);
+    auto* caption = new QLabel(QStringLiteral("&Size"));
+    caption->setBuddy(m_size);
+    grid->addWidget(caption, row, 0);
+    grid->addWidget(m_size, row, 1, 1, 2);
+    grid->addWidget(value, row, 3);
+}
 
-    m_duration = spinBox("textDurationFrames", PunchEditor::kMaxFrames, QStringLiteral(" frames"));
-    sendOnEdit(m_duration, this, [this] {
-        if (!m_refreshing)
-            m_editor.setDurationFrames(m_duration->value());
+QSpinBox* PunchView::addNumber(QGridLayout* grid, int row, const QString& label, const char* name,
+                               int max, const QString& suffix, void (PunchEditor::*set)(int)) {
+    QSpinBox* box = spinBox(name, max, suffix);
+    sendOnEdit(box, this, [this, box, set] {
+        if (!refreshing())
+            (m_editor.*set)(box->value());
     });
-    auto* durationCaption = new QLabel(QStringLiteral("&Duration"));
-    durationCaption->setBuddy(m_duration);
-    grid->addWidget(durationCaption, 1, 0);
-    grid->addWidget(m_duration, 1, 1, 1, 3);
+    auto* caption = new QLabel(label);
+    caption->setBuddy(box);
+    grid->addWidget(caption, row, 0);
+    grid->addWidget(box, row, 1, 1, 3);
+    return box;
+}
 
-    m_repeatCount = spinBox("textRepeatCount", PunchEditor::kMaxRepeats, QString());
-    sendOnEdit(m_repeatCount, this, [this] {
-        if (!m_refreshing)
-            m_editor.setRepeatCount(m_repeatCount->value());
-    });
-    auto* countCaption = new QLabel(QStringLiteral("Re&peats"));
-    countCaption->setBuddy(m_repeatCount);
-    grid->addWidget(countCaption, 2, 0);
-    grid->addWidget(m_repeatCount, 2, 1, 1, 3);
-
+// The repeat interval: seconds as typed, hundredths beside them.
+void PunchView::addInterval(QGridLayout* grid, int row) {
     m_repeatStepper = spinBox("repeatSeconds", PunchEditor::kMaxHundredths, QString());
     m_repeatStepper->setToolTip(QStringLiteral("Hundredths of a second"));
     m_repeatSeconds = new QDoubleSpinBox;
@@ -123,14 +132,14 @@ PunchView::PunchView(QWidget* parent) : QWidget(parent) {
     m_repeatSeconds->setSingleStep(0.1);
     m_repeatSeconds->setSuffix(QStringLiteral(" s"));
     sendOnEdit(m_repeatStepper, this, [this] {
-        if (m_refreshing)
+        if (refreshing())
             return;
         const QSignalBlocker block(m_repeatSeconds);
         m_repeatSeconds->setValue(m_repeatStepper->value() / kHundredthsPerSecond);
         m_editor.setRepeatSeconds(m_repeatStepper->value());
     });
     sendOnEdit(m_repeatSeconds, this, [this] {
-        if (m_refreshing)
+        if (refreshing())
             return;
         const int v = PunchEditor::hundredthsFromSeconds(m_repeatSeconds->value());
         const QSignalBlocker blockStepper(m_repeatStepper);
@@ -139,15 +148,16 @@ PunchView::PunchView(QWidget* parent) : QWidget(parent) {
         m_repeatSeconds->setValue(v / kHundredthsPerSecond);
         m_editor.setRepeatSeconds(v);
     });
-    auto* intervalCaption = new QLabel(QStringLiteral("&Interval"));
-    intervalCaption->setBuddy(m_repeatSeconds);
-    grid->addWidget(intervalCaption, 3, 0);
-    grid->addWidget(m_repeatSeconds, 3, 1, 1, 2);
-    grid->addWidget(m_repeatStepper, 3, 3);
-    right->addWidget(shape);
+    auto* caption = new QLabel(QStringLiteral("&Interval"));
+    caption->setBuddy(m_repeatSeconds);
+    grid->addWidget(caption, row, 0);
+    grid->addWidget(m_repeatSeconds, row, 1, 1, 2);
+    grid->addWidget(m_repeatStepper, row, 3);
+}
 
+QGroupBox* PunchView::switchGroup() {
     auto* switches = new QGroupBox(QStringLiteral("Switches"));
-    auto* switchGrid = new QGridLayout(switches);
+    auto* grid = new QGridLayout(switches);
     const std::array<std::pair<const char*, const char*>, PunchSettings::kSwitches> names = {{
         {"checkBoxPunchEnable", "Punch &enable"},
         {"checkBoxBeepsEnable", "&Beeps"},
@@ -158,36 +168,17 @@ PunchView::PunchView(QWidget* parent) : QWidget(parent) {
         auto* box = new QCheckBox(QString::fromUtf8(names[std::size_t(i)].second));
         box->setObjectName(QString::fromLatin1(names[std::size_t(i)].first));
         connect(box, &QCheckBox::toggled, this, [this, i](bool on) {
-            if (!m_refreshing)
+            if (!refreshing())
                 m_editor.setSwitch(PunchSettings::Switch(i), on);
         });
-        switchGrid->addWidget(box, i / 2, i % 2);
+        grid->addWidget(box, i / 2, i % 2);
         m_switches[std::size_t(i)] = box;
     }
-    right->addWidget(switches);
-    right->addStretch(1);
-    outer->addLayout(right, 2);
-
-    m_editor.setImageHandler([this](const QImage& image) { m_canvas->setImage(image); });
-    m_editor.setChangedHandler([this] { refresh(); });
-    refresh();
-}
-
-PunchView::~PunchView() {
-    m_editor.windowClosing();
-}
-
-void PunchView::awakeFromNib() {
-    m_editor.awakeFromNib();
-}
-
-void PunchView::windowClosing() {
-    m_editor.windowClosing();
+    return switches;
 }
 
 void PunchView::refresh() {
     const PunchSettings& s = m_editor.settings();
-    m_refreshing = true;
     for (int i = 0; i < 4; ++i) {
         m_wells[std::size_t(i)]->setCode(s.colors[std::size_t(i)]);
         m_reverse[std::size_t(i)]->setChecked(s.reverse[std::size_t(i)]);
@@ -199,5 +190,4 @@ void PunchView::refresh() {
     m_repeatCount->setValue(s.repeatCount);
     m_repeatStepper->setValue(s.repeatSeconds);
     m_repeatSeconds->setValue(s.repeatSeconds / kHundredthsPerSecond);
-    m_refreshing = false;
 }

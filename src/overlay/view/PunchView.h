@@ -1,14 +1,15 @@
 #pragma once
 
 #include "overlay/PunchEditor.h"
+#include "overlay/view/OverlayView.h"
 
-#include <QWidget>
 #include <array>
 
 class ColorWell;
-class PreviewCanvas;
 class QCheckBox;
 class QDoubleSpinBox;
+class QGridLayout;
+class QGroupBox;
 class QSlider;
 class QSpinBox;
 
@@ -16,22 +17,23 @@ class QSpinBox;
 // duration, repeats, the four switches, a live preview of punch 0 on which
 // a click or drag places the punch, and buttons that fire the punches. The
 // logic is in PunchEditor; this class binds the controls to it.
-class PunchView final : public QWidget {
+class PunchView final : public OverlayView<PunchEditor> {
     Q_OBJECT
 public:
     explicit PunchView(QWidget* parent = nullptr);
-    ~PunchView() override;
-
-    PunchEditor& editor() { return m_editor; }
-    PreviewCanvas* canvas() const { return m_canvas; }
-    void awakeFromNib();
-    void windowClosing();
 
 private:
-    void refresh(); // settings -> controls, without sending
+    QLayout* fireButtons();
+    QGroupBox* colourGroup();
+    QGroupBox* punchGroup();
+    QGroupBox* switchGroup();
+    void addSize(QGridLayout* grid, int row);
+    // A number field that sends its value with `set` once its editing is done.
+    QSpinBox* addNumber(QGridLayout* grid, int row, const QString& label, const char* name, int max,
+                        const QString& suffix, void (PunchEditor::*set)(int));
+    void addInterval(QGridLayout* grid, int row);
+    void refresh() override;
 
-    PunchEditor m_editor;
-    PreviewCanvas* m_canvas = nullptr;
     QSlider* m_size = nullptr;
     std::array<ColorWell*, 4> m_wells{};
     std::array<QCheckBox*, 4> m_reverse{};
@@ -40,5 +42,4 @@ private:
     QSpinBox* m_repeatCount = nullptr;
     QSpinBox* m_repeatStepper = nullptr;
     QDoubleSpinBox* m_repeatSeconds = nullptr;
-    bool m_refreshing = false; // controls follow the unit; nothing is sent
 };

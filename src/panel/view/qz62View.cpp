@@ -158,9 +158,27 @@ void qz62View::windowClosing() {
 }
 
 void qz62View::connectControls() {
+    connectVideoControls();
+    connectMasking();
+    connectPopEnables();
+    connectUnitTab();
+
+    StatusParser& parser = m_controller.parser();
+    connect(&parser, &StatusParser::changed, this, &qz62View::refresh);
+    connect(&parser, &StatusParser::showUnitTab, this, &qz62View::onTransferStarted);
+    connect(&m_controller, &PanelController::rxLine, this, &qz62View::appendRxLine);
+    connect(&m_controller, &PanelController::linkStateChanged, this, &qz62View::showLinkState);
+    connect(&m_networkPanel->link(), &NetworkLink::stateChanged, this,
+            [this] { showLinkState(m_controller.linkState(), m_controller.linkDetail()); });
+    connect(&m_controller, &PanelController::windowTitleChanged, this,
+            &qz62View::windowTitleChanged);
+}
+
+// Reference rate, priority, end punch, bars, SDI generator, bypass, delay
+// trim and input colour space.
+void qz62View::connectVideoControls() {
     PanelSettings& s = m_controller.settings();
     auto& ui = *m_ui;
-
     connect(ui.radioButtonRefFlat, &QRadioButton::clicked, this,
             [&s] { s.onRadioButtonRefFlat(); });
     connect(ui.radioButtonRefPulldown, &QRadioButton::clicked, this,
@@ -176,18 +194,21 @@ void qz62View::connectControls() {
     connect(ui.checkBoxGrayScale, &QCheckBox::clicked, this,
             [&s](bool on) { s.onCheckBoxGrayScale(on); });
 
-    const struct {
-        QSlider* stepper;
-        QSpinBox* field;
-        Mask which;
-    } masks[] = {
-        {ui.stepperMaskingTop, ui.textBoxMaskingTop, Mask::Top},
-        {ui.stepperMaskingBottom, ui.textBoxMaskingBottom, Mask::Bottom},
-        {ui.stepperMaskingLeft, ui.textBoxMaskingLeft, Mask::Left},
-        {ui.stepperMaskingRight, ui.textBoxMaskingRight, Mask::Right},
-        {ui.stepperMaskingTransparency, ui.textBoxMaskingTransparency, Mask::Transparency},
-    };
-    for (const auto& m : masks) {
+    connect(ui.comboBoxSdiGenerator, &QComboBox::activated, this,
+            [&s](int row) { s.onComboBoxSdiGenerator(row); });
+    connect(ui.checkBoxBypass, &QCheckBox::clicked, this,
+            [&s](bool on) { s.onCheckBoxBypass(on); });
+    QSpinBox* trimSteps = ui.stepperDelayTrim;
+    QDoubleSpinBox* trimSeconds = ui.textDelayTrim;
+    sendOnEdit(trimSteps, this, [&s, trimSteps] { s.onStepperDelayTrim(trimSteps->value()); });
+    sendOnEdit(trimSeconds, this, [&s, trimSeconds] { s.onTextDelayTrim(trimSeconds->value()); });
+    connect(ui.myColorSpaceComboBox, &QComboBox::activated, this,
+            [&s](int row) { s.oncomboBoxInputColorSpace(row); });
+}
+
+void qz62View::connectMasking() {
+    PanelSettings& s = m_controller.settings();
+    for (const MaskControls& m : maskControls()) {
         // A drag sends once, on release; the field follows the handle meanwhile.
         m.stepper->setTracking(false);
         m.field->setKeyboardTracking(false);
@@ -202,7 +223,11 @@ void qz62View::connectControls() {
         sendOnEdit(m.field, this,
                    [&s, which, field] { s.onTextBoxMasking(which, field->value()); });
     }
+}
 
+void qz62View::connectPopEnables() {
+    PanelSettings& s = m_controller.settings();
+    auto& ui = *m_ui;
     connect(ui.checkBoxPopStreamerAccum, &QCheckBox::clicked, this,
             [&s](bool on) { s.onCheckBoxPopStreamerAccum(on); });
     connect(ui.checkBoxPopStreamer, &QCheckBox::clicked, this,
@@ -212,18 +237,13 @@ void qz62View::connectControls() {
     connect(ui.radioPopEnable, &QRadioButton::clicked, this, [&s] { s.onRadioPopEnable(); });
     connect(ui.radioLtcEnable, &QRadioButton::clicked, this, [&s] { s.onRadioLtcEnable(); });
     connect(ui.radioMtcEnable, &QRadioButton::clicked, this, [&s] { s.onRadioMtcEnable(); });
+}
 
-    connect(ui.comboBoxSdiGenerator, &QComboBox::activated, this,
-            [&s](int row) { s.onComboBoxSdiGenerator(row); });
-    connect(ui.checkBoxBypass, &QCheckBox::clicked, this,
-            [&s](bool on) { s.onCheckBoxBypass(on); });
-    QSpinBox* trimSteps = ui.stepperDelayTrim;
-    QDoubleSpinBox* trimSeconds = ui.textDelayTrim;
-    sendOnEdit(trimSteps, this, [&s, trimSteps] { s.onStepperDelayTrim(trimSteps->value()); });
-    sendOnEdit(trimSeconds, this, [&s, trimSeconds] { s.onTextDelayTrim(trimSeconds->value()); });
-    connect(ui.myColorSpaceComboBox, &QComboBox::activated, this,
-            [&s](int row) { s.oncomboBoxInputColorSpace(row); });
-
+// HDMI timing, streamer fields, the command line and its log, re-read,
+// FLASH reset and Connect.
+void qz62View::connectUnitTab() {
+    PanelSettings& s = m_controller.settings();
+    auto& ui = *m_ui;
     connect(ui.buttonGetHdmiTiming, &QPushButton::clicked, this,
             [this, &s] { s.onButtonGetHdmiTiming(m_ui->checkBoxExtendedTiming->isChecked()); });
     connect(ui.buttonStreamerFields, &QPushButton::clicked, this,
@@ -239,16 +259,18 @@ void qz62View::connectControls() {
     connect(ui.buttonTest, &QPushButton::clicked, this, [&s] { s.onButtonTest(); });
     connect(ui.buttonResetFlash, &QPushButton::clicked, this, [&s] { s.onButtonResetFlash(); });
     connect(ui.buttonReconnect, &QPushButton::clicked, this, [this] { m_controller.reconnect(); });
+}
 
-    StatusParser& parser = m_controller.parser();
-    connect(&parser, &StatusParser::changed, this, &qz62View::refresh);
-    connect(&parser, &StatusParser::showUnitTab, this, &qz62View::onTransferStarted);
-    connect(&m_controller, &PanelController::rxLine, this, &qz62View::appendRxLine);
-    connect(&m_controller, &PanelController::linkStateChanged, this, &qz62View::showLinkState);
-    connect(&m_networkPanel->link(), &NetworkLink::stateChanged, this,
-            [this] { showLinkState(m_controller.linkState(), m_controller.linkDetail()); });
-    connect(&m_controller, &PanelController::windowTitleChanged, this,
-            &qz62View::windowTitleChanged);
+// Each masking value's stepper and field, in the order of PanelState::masking.
+std::array<qz62View::MaskControls, 5> qz62View::maskControls() const {
+    auto& ui = *m_ui;
+    return {{
+        {ui.stepperMaskingTop, ui.textBoxMaskingTop, Mask::Top},
+        {ui.stepperMaskingBottom, ui.textBoxMaskingBottom, Mask::Bottom},
+        {ui.stepperMaskingLeft, ui.textBoxMaskingLeft, Mask::Left},
+        {ui.stepperMaskingRight, ui.textBoxMaskingRight, Mask::Right},
+        {ui.stepperMaskingTransparency, ui.textBoxMaskingTransparency, Mask::Transparency},
+    }};
 }
 
 void qz62View::refreshAll() {
@@ -292,22 +314,15 @@ void qz62View::refresh(PanelGroup group) {
         setChecked(ui.checkBoxBars, st.bars);
         setChecked(ui.checkBoxGrayScale, st.grayScale);
         break;
-    case PanelGroup::Masking: {
-        const std::pair<QSlider*, QSpinBox*> pairs[] = {
-            {ui.stepperMaskingTop, ui.textBoxMaskingTop},
-            {ui.stepperMaskingBottom, ui.textBoxMaskingBottom},
-            {ui.stepperMaskingLeft, ui.textBoxMaskingLeft},
-            {ui.stepperMaskingRight, ui.textBoxMaskingRight},
-            {ui.stepperMaskingTransparency, ui.textBoxMaskingTransparency},
-        };
-        for (size_t i = 0; i < st.masking.size(); ++i) {
-            const QSignalBlocker b1(pairs[i].first);
-            const QSignalBlocker b2(pairs[i].second);
-            pairs[i].first->setValue(st.masking[i]);
-            pairs[i].second->setValue(st.masking[i]);
+    case PanelGroup::Masking:
+        for (const MaskControls& m : maskControls()) {
+            const int value = st.masking[std::size_t(m.which)];
+            const QSignalBlocker b1(m.stepper);
+            const QSignalBlocker b2(m.field);
+            m.stepper->setValue(value);
+            m.field->setValue(value);
         }
         break;
-    }
     case PanelGroup::PopEnables:
         setChecked(ui.checkBoxPopStreamerAccum, st.popStreamerAccum);
         setChecked(ui.checkBoxPopPunch, st.popPunch);
@@ -337,29 +352,35 @@ void qz62View::refresh(PanelGroup group) {
             ui.myColorSpaceComboBox->setCurrentIndex(-1);
         break;
     }
-    case PanelGroup::Progress: {
-        const ProgressState& p = m_controller.parser().progress();
-        ui.progressBarUpdate->setVisible(p.visible);
-        ui.labelUpdate->setVisible(p.visible);
-        // A maximum of 0 would turn the bar into a busy indicator.
-        const int maximum = qMax(p.maximum, 1);
-        ui.progressBarUpdate->setMaximum(maximum);
-        ui.progressBarUpdate->setValue(qBound(0, p.value, maximum));
-        ui.labelUpdate->setText(p.label);
+    case PanelGroup::Progress:
+        refreshProgress();
+        break;
+    case PanelGroup::UnitMemory:
+        refreshUnitMemory();
         break;
     }
-    case PanelGroup::UnitMemory: {
-        const UnitMemory& mem = m_controller.parser().memory();
-        if (mem.firmwareVersion.isEmpty())
-            ui.labelFirmware->setText(QStringLiteral("—"));
-        else
-            ui.labelFirmware->setText(QStringLiteral("%1 (settings at %2, %3 bytes)")
-                                          .arg(mem.firmwareVersion)
-                                          .arg(mem.stateAddress, 0, 16)
-                                          .arg(mem.stateSize));
-        break;
-    }
-    }
+}
+
+void qz62View::refreshProgress() {
+    const ProgressState& p = m_controller.parser().progress();
+    m_ui->progressBarUpdate->setVisible(p.visible);
+    m_ui->labelUpdate->setVisible(p.visible);
+    // A maximum of 0 would turn the bar into a busy indicator.
+    const int maximum = qMax(p.maximum, 1);
+    m_ui->progressBarUpdate->setMaximum(maximum);
+    m_ui->progressBarUpdate->setValue(qBound(0, p.value, maximum));
+    m_ui->labelUpdate->setText(p.label);
+}
+
+void qz62View::refreshUnitMemory() {
+    const UnitMemory& mem = m_controller.parser().memory();
+    if (mem.firmwareVersion.isEmpty())
+        m_ui->labelFirmware->setText(QStringLiteral("—"));
+    else
+        m_ui->labelFirmware->setText(QStringLiteral("%1 (settings at %2, %3 bytes)")
+                                         .arg(mem.firmwareVersion)
+                                         .arg(mem.stateAddress, 0, 16)
+                                         .arg(mem.stateSize));
 }
 
 void qz62View::onTransferStarted() {

@@ -4,12 +4,15 @@
 
 #include <QString>
 #include <QWidget>
+#include <array>
 #include <functional>
 #include <memory>
 
 class NetworkPanel;
 class QButtonGroup;
 class QCheckBox;
+class QSlider;
+class QSpinBox;
 class QTabWidget;
 namespace Ui {
 class qz62View;
@@ -69,8 +72,20 @@ protected:
     void dropEvent(QDropEvent* event) override;
 
 private:
+    struct MaskControls {
+        QSlider* stepper;
+        QSpinBox* field;
+        Mask which;
+    };
+    std::array<MaskControls, 5> maskControls() const;
     void connectControls();
+    void connectVideoControls();
+    void connectMasking();
+    void connectPopEnables();
+    void connectUnitTab();
     void refresh(PanelGroup group);
+    void refreshProgress();
+    void refreshUnitMemory();
     void refreshAll();
     void appendRxLine(const QString& line);
     void showLinkState(PanelController::LinkState state, const QString& detail);
