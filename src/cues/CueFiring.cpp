@@ -3,15 +3,13 @@
 #include "base/QueuedCalls.h"
 #include "cues/CueSheet.h"
 #include "protocol/CommandSink.h"
-#include "protocol/Commands.h"
 #include "protocol/MidiMessages.h"
 
 #include <algorithm>
 #include <cstdlib>
 
 namespace {
-constexpr int kMaxTextCommand = 250; // longer "s ..." commands are cut to 249
-constexpr int kRowsLookedAt = 4;     // several cues may share a frame
+constexpr int kRowsLookedAt = 4; // several cues may share a frame
 // A time that comes back within this many frames of a fired frame is the same
 // pass over it (quarter frames out of order, a step made up late).
 constexpr int kPassFrames = 2;
@@ -51,10 +49,7 @@ std::unique_ptr<CueFiringSnapshot> CueFiringSnapshot::of(const CueSheet& sheet) 
             for (int type = 0; type < 4; ++type)
                 row.inFrames[size_t(type)] = tcc.tcToBinary(in, type);
         }
-        QString command = cmd::cueText(sheet.cueItemText(item));
-        if (command.size() > kMaxTextCommand)
-            command.truncate(kMaxTextCommand - 1);
-        row.sysex = CueSheet::textSysex(command);
+        row.sysex = midimsg::cueTextSysex(sheet.cueItemText(item));
         snapshot->rows.push_back(std::move(row));
     }
     return snapshot;

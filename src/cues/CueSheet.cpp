@@ -13,9 +13,6 @@
 #include <vector>
 
 namespace {
-constexpr int kTriggerNote = 0x77; // the accumulate trigger, as the streamer editor's
-constexpr int kTriggerVelocity = 64;
-constexpr int kMaxTextCommand = 250; // longer "s ..." commands are cut to 249
 
 // Boolean reading of a header value: leading blanks skipped; "Y", "y", "T",
 // "t" or a digit 1-9 (after an optional sign and zeros) mean on.
@@ -303,16 +300,8 @@ void CueSheet::onClearText() {
 void CueSheet::sendTriggerAndText(const CueItem& item, int trigger) {
     if (!m_comThread)
         return;
-    m_comThread->sendBytes(midimsg::noteOn(kTriggerNote, trigger));
-
-    QString command = cmd::cueText(cueItemText(item));
-    if (command.size() > kMaxTextCommand)
-        command.truncate(kMaxTextCommand - 1);
-    m_comThread->sendBytes(textSysex(command));
-}
-
-QByteArray CueSheet::textSysex(const QString& command) {
-    return midimsg::textSysex(command);
+    m_comThread->sendBytes(midimsg::noteOn(midimsg::kAccumulateNote, trigger));
+    m_comThread->sendBytes(midimsg::cueTextSysex(cueItemText(item)));
 }
 
 void CueSheet::mtcEvent(const QByteArray& mtc) {
@@ -356,6 +345,6 @@ void CueSheet::mtcEvent(const QByteArray& mtc) {
     // in time; several cues may share a frame, so four rows are looked at.
     for (int i = index; i < n && i < index + 4; ++i) {
         if (now == m_tcc.tcToBinary(m_rows[i].getCueIn(), type) - lead)
-            sendTriggerAndText(m_rows[i], kTriggerVelocity);
+            sendTriggerAndText(m_rows[i], midimsg::kTriggerVelocity);
     }
 }

@@ -103,10 +103,6 @@ public:
     // system-exclusive frame F0 20 01 ... F7 (Latin-1; a text that cannot
     // be Latin-1 goes out with no payload).
     void sendTriggerAndText(const CueItem& item, int trigger);
-    // The system-exclusive frame that carries a text command to the unit:
-    // F0 20 01, the 7/8 coding of its Latin-1 bytes (none when the command
-    // is not Latin-1), F7.
-    static QByteArray textSysex(const QString& command);
 
     // --- sorting and firing ---
     // Circular sort on the in times (always as 30 fps), then the duplicate

@@ -105,14 +105,6 @@ int MidiTrack::ticksPerFrame(int tcType) {
     return kTicksPerSecond / TcCalculator::frameRate(tcType); // 800, 768 or 640
 }
 
-QByteArray MidiTrack::encode78(const QByteArray& data) {
-    return coding78::encode78(data);
-}
-
-QByteArray MidiTrack::decode78(const QByteArray& data) {
-    return coding78::decode78(data);
-}
-
 void MidiTrack::writeVarLenValue(QByteArray& data, int value) {
     auto v = static_cast<std::uint32_t>(value);
     unsigned char groups[4];
@@ -139,17 +131,17 @@ void MidiTrack::writeMetaDataString(QByteArray& data, int delta, int type, const
 
 void MidiTrack::writeCue(QByteArray& data, int delta, const QString& text) {
     writeVarLenValue(data, delta);
-    data.append(midimsg::noteOn(kCueNote, kCueVelocity));
+    data.append(midimsg::trigger(midimsg::kAccumulateNote));
     if (text.isEmpty())
         return;
-    const QByteArray coded =
-        coding78::encodeLatin1Text((QStringLiteral("s ") + text).left(kMaxCueTextChars));
-    const char start[4] = {'\0', char(0xF0), char(kSysexManufacturer), char(kSysexText)};
-    data.append(start, 2);
+    const QByteArray coded = midimsg::codedText(midimsg::fileCueCommand(text));
+    data.append('\0'); // delta
+    data.append(char(midimsg::kSysexStart));
     writeVarLenValue(data, int(coded.size()) + 3); // 20 01, the coded text, F7
-    data.append(start + 2, 2);
+    data.append(char(midimsg::kManufacturer));
+    data.append(char(midimsg::kCodedText));
     data.append(coded);
-    data.append(char(0xF7));
+    data.append(char(midimsg::kSysexEnd));
 }
 
 bool MidiTrack::writeFileAtomically(const QString& path, const QByteArray& bytes, QString* error) {
@@ -160,10 +152,10 @@ void MidiTrack::decodeSysexData(const QByteArray& message) {
     const auto* bytes = reinterpret_cast<const unsigned char*>(message.constData());
     const qsizetype n = message.size();
     log("system exclusive, size: %d mfg: %x\n", int(n), n > 0 ? unsigned(bytes[0]) : 0u);
-    if (n < 2 || bytes[0] != kSysexManufacturer || bytes[1] != kSysexText)
+    if (n < 2 || bytes[0] != midimsg::kManufacturer || bytes[1] != midimsg::kCodedText)
         return;
     // The body runs from byte 2 to the byte before the closing 0xF7.
-    const QByteArray decoded = decode78(n > 3 ? message.mid(2, n - 3) : QByteArray());
+    const QByteArray decoded = coding78::decode78(n > 3 ? message.mid(2, n - 3) : QByteArray());
     QByteArray dump;
     for (qsizetype i = 0; i < decoded.size(); ++i) {
         if (i % 16 == 0)
@@ -456,9 +448,7 @@ QByteArray MidiTrack::exportMidi(const QList<Cue>& cues, const QString& start, i
             ++m_exportReport.shortenedNotes;
         }
         writeVarLenValue(track, deltaTo(noteEnd));
-        track.append(char(0x90));
-        track.append(char(kCueNote));
-        track.append('\0');
+        track.append(midimsg::noteOn(midimsg::kAccumulateNote, 0));
     }
     return fileWithTrack(track);
 }

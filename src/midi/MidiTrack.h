@@ -11,9 +11,10 @@
 #include <functional>
 
 // Standard MIDI Files for cue sheets. A cue sheet becomes a format-1 file
-// with one track in which every cue is a Note On (channel 1, note 119,
-// velocity 64) followed by a system-exclusive message carrying the cue's text
-// in 7/8 coding, placed at the cue's time relative to a start timecode. The
+// with one track in which every cue is the unit's cue trigger (Note On,
+// channel 1, note 119, velocity 64) followed by a system-exclusive message
+// carrying the cue's text in 7/8 coding, placed at the cue's time relative to
+// a start timecode. The
 // reader logs a file's chunks and events for inspection; nothing it reads
 // changes anything.
 //
@@ -25,14 +26,8 @@ public:
     static constexpr int kTicksPerSecond = 19200; // two quarter notes a second
     static constexpr int kTempoUs = 500000;
     static constexpr int kPulldownTempoUs = 500500;
-    static constexpr int kCueNote = 0x77;
-    static constexpr int kCueVelocity = 0x40;
     // The note end follows every cue by 800 ticks whatever the frame rate.
     static constexpr int kNoteLengthTicks = 800;
-    // Longest cue text carried, the leading "s " included.
-    static constexpr int kMaxCueTextChars = 217;
-    static constexpr int kSysexManufacturer = 0x20;
-    static constexpr int kSysexText = 0x01;
 
     using LogSink = std::function<void(const QByteArray& text)>;
 
@@ -107,9 +102,6 @@ public:
     // Reads the file and logs it; a file that cannot be read logs an empty
     // dump and returns false.
     bool onImportMidi(const QString& path);
-
-    static QByteArray encode78(const QByteArray& data);
-    static QByteArray decode78(const QByteArray& data);
 
     // Logs one system-exclusive message from the unit (without the 0xF0).
     void decodeSysexData(const QByteArray& message);

@@ -1,6 +1,7 @@
 #include "protocol/MidiMessages.h"
 
 #include "protocol/Coding78.h"
+#include "protocol/Commands.h"
 
 namespace midimsg {
 
@@ -25,6 +26,21 @@ QByteArray textSysex(const QString& command) {
     frame.append(codedText(command));
     frame.append(char(kSysexEnd));
     return frame;
+}
+
+QString linkCueCommand(const QString& text) {
+    QString command = cmd::cueText(text);
+    if (command.size() > kLinkTextCutAbove)
+        command.truncate(kLinkTextChars);
+    return command;
+}
+
+QString fileCueCommand(const QString& text) {
+    return cmd::cueText(text).left(kFileTextChars);
+}
+
+QByteArray cueTextSysex(const QString& text) {
+    return textSysex(linkCueCommand(text));
 }
 
 } // namespace midimsg

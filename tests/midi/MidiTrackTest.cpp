@@ -1,6 +1,7 @@
-// Event writers, 7/8 coding and the file reader's log.
+// Event writers and the file reader's log.
 #include "midi/MidiTrack.h"
 #include "cues/CueText.h"
+#include "protocol/Coding78.h"
 
 #include "support/FilesAndTools.h"
 
@@ -74,7 +75,7 @@ TEST(MidiTrackTest, WritesCueNoteAndTextMessage) {
     MidiTrack::writeCue(data, 0, QString(300, u'x'));
     ASSERT_EQ(data.size(), 4 + 4 + 251);
     EXPECT_EQ(data.mid(4, 4).toHex(), QByteArray("00f0817b"));
-    EXPECT_EQ(MidiTrack::decode78(data.mid(10, 248)), "s " + QByteArray(215, 'x'));
+    EXPECT_EQ(coding78::decode78(data.mid(10, 248)), "s " + QByteArray(215, 'x'));
 }
 
 TEST(MidiTrackTest, BuildsCueText) {
@@ -94,18 +95,6 @@ TEST(MidiTrackTest, BuildsCueText) {
         item.cueId = c.id;
         item.cueText = c.text;
         EXPECT_EQ(cuetext::build(item, c.withId, c.withText, false), c.expected);
-    }
-}
-
-TEST(MidiTrackTest, CodesSevenEight) {
-    const std::pair<const char*, const char*> cases[] = {
-        {"", ""},
-        {"c1", "4101"},
-        {"800102030405ff", "000102030405 7f41"},
-        {"80010203040506ff", "00010203040506 01 7f01"}}; // a full group and one byte
-    for (const auto& [plain, coded] : cases) {
-        EXPECT_EQ(MidiTrack::encode78(hex(plain)).toHex(), hex(coded).toHex()) << plain;
-        EXPECT_EQ(MidiTrack::decode78(hex(coded)).toHex(), hex(plain).toHex()) << plain;
     }
 }
 
