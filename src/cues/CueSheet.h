@@ -113,10 +113,9 @@ public:
     // 12 hours, a warning for the user naming the span; otherwise empty.
     QString inTimeSpanWarning() const;
     // Four bytes of MIDI timecode (hours with the rate bits, minutes,
-    // seconds, frames). Moves the selection to the next cue to come (nothing
-    // is selected once the last cue is past) and fires each of at most four
-    // rows from there whose in time less the streamer lead equals the
-    // received time exactly.
+    // seconds, frames). Moves the selection to the next cue to come and
+    // fires the cues due on that frame, as cuewalk::walk says; short data or
+    // a time that is not a valid timecode is ignored.
     void mtcEvent(const QByteArray& mtc);
     // Frames between a cue's trigger and its in time for the type.
     int leadFrames(int type) const;
