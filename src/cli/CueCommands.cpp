@@ -97,7 +97,7 @@ int import(const QStringList& args) {
     PdfCueReader pdfReader;
     // The PDF scanner's report must not mix with a sheet on standard output,
     // wherever the sheet goes.
-    pdfReader.setLog(stderr);
+    pdfReader.setLogSink([](const QByteArray& text) { std::fputs(text.constData(), stderr); });
     for (const QString& path : files) {
         if (!QFileInfo(path).isFile())
             return fail(QStringLiteral("import: %1: no such file").arg(path));

@@ -146,7 +146,12 @@ int dumpMidi(const QStringList& args) {
     const auto bytes = readFile(args.at(0));
     if (!bytes)
         return fail(QStringLiteral("dump-midi: cannot read '%1'").arg(args.at(0)));
-    const MidiTrack::ReadReport report = MidiTrack().importMidi(*bytes);
+    // The listing is the command's output, written as it comes.
+    MidiTrack reader;
+    reader.setLogSink([](const QByteArray& text) {
+        std::fwrite(text.constData(), 1, size_t(text.size()), stdout);
+    });
+    const MidiTrack::ReadReport report = reader.importMidi(*bytes);
     std::fflush(stdout);
     if (report.verdict == MidiTrack::ReadVerdict::Complete)
         return 0;

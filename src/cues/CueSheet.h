@@ -120,8 +120,8 @@ public:
     // Frames between a cue's trigger and its in time for the type.
     int leadFrames(int type) const;
 
-    // Self-test of the 7/8 coding on the bytes 0..255; prints and returns
-    // the "bytes: ... equal: ..." line.
+    // Self-test of the 7/8 coding on the bytes 0..255: the
+    // "bytes: ... equal: ..." line.
     QString onButtonTest() const;
 
     const TcCalculator& tcc() const { return m_tcc; }

@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
-#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <vector>
@@ -64,43 +63,6 @@ QString unreadStatus(unsigned char status, qsizetype pos) {
 
 } // namespace
 
-MidiTrack::MidiTrack() = default;
-
-void MidiTrack::setLogSink(LogSink sink) {
-    m_logSink = std::move(sink);
-}
-
-void MidiTrack::emitLog(const QByteArray& text) {
-    if (m_logSink) {
-        m_logSink(text);
-        return;
-    }
-    std::fwrite(text.constData(), 1, size_t(text.size()), stdout);
-}
-
-void MidiTrack::log(const char* format, ...) {
-    char small[256];
-    va_list args;
-    va_start(args, format);
-    va_list again;
-    va_copy(again, args);
-    const int n = std::vsnprintf(small, sizeof small, format, args);
-    va_end(args);
-    if (n < 0) {
-        va_end(again);
-        return;
-    }
-    if (size_t(n) < sizeof small) {
-        va_end(again);
-        emitLog(QByteArray(small, n));
-        return;
-    }
-    QByteArray big(n, '\0');
-    std::vsnprintf(big.data(), size_t(n) + 1, format, again);
-    va_end(again);
-    emitLog(big);
-}
-
 int MidiTrack::ticksPerFrame(int tcType) {
     return kTicksPerSecond / TcCalculator::frameRate(tcType); // 800, 768 or 640
 }
@@ -151,7 +113,7 @@ bool MidiTrack::writeFileAtomically(const QString& path, const QByteArray& bytes
 void MidiTrack::decodeSysexData(const QByteArray& message) {
     const auto* bytes = reinterpret_cast<const unsigned char*>(message.constData());
     const qsizetype n = message.size();
-    log("system exclusive, size: %d mfg: %x\n", int(n), n > 0 ? unsigned(bytes[0]) : 0u);
+    m_log.print("system exclusive, size: %d mfg: %x\n", int(n), n > 0 ? unsigned(bytes[0]) : 0u);
     if (n < 2 || bytes[0] != midimsg::kManufacturer || bytes[1] != midimsg::kCodedText)
         return;
     // The body runs from byte 2 to the byte before the closing 0xF7.
@@ -165,8 +127,8 @@ void MidiTrack::decodeSysexData(const QByteArray& message) {
         dump.append(hex, 3);
     }
     dump.append('\n');
-    emitLog(dump);
-    log("midi rx: %s\n", QString::fromLatin1(decoded).toUtf8().constData());
+    m_log.write(dump);
+    m_log.print("midi rx: %s\n", QString::fromLatin1(decoded).toUtf8().constData());
 }
 
 void MidiTrack::hexDump(const QByteArray& data) {
@@ -180,7 +142,7 @@ void MidiTrack::hexDump(const QByteArray& data) {
         if (i % 16 == 0) {
             // Big files go out in pieces rather than as one block.
             if (out.size() >= 0x10000) {
-                emitLog(out);
+                m_log.write(out);
                 out.clear();
             }
             // The character column of a line is written when the next begins.
@@ -200,7 +162,7 @@ void MidiTrack::hexDump(const QByteArray& data) {
         out.append(byteText, 3);
     }
     out.append('\n');
-    emitLog(out);
+    m_log.write(out);
 }
 
 MidiTrack::ReadReport MidiTrack::importMidi(const QByteArray& fileBytes) {
@@ -223,7 +185,7 @@ MidiTrack::ReadReport MidiTrack::importMidi(const QByteArray& fileBytes) {
         std::memcpy(id, bytes + pos, 4);
         id[4] = '\0';
         const std::uint32_t size = readBigEndian32(bytes + pos + 4);
-        log("chunk ID: %s size: %x\n", id, size);
+        m_log.print("chunk ID: %s size: %x\n", id, size);
         const qsizetype body = pos + 8;
         const qsizetype end = std::min<qsizetype>(n, body + qsizetype(size));
         if (end < body + qsizetype(size))
@@ -269,8 +231,8 @@ void MidiTrack::readHeaderChunk(const unsigned char* bytes, qsizetype pos, qsize
     m_format = bytes[pos + 1];
     m_numberOfTracks = bytes[pos + 3];
     m_timeDivision = std::uint16_t((bytes[pos + 4] << 8) | bytes[pos + 5]);
-    log("format: %x tracks: %d timeDivision: %d\n", unsigned(m_format), int(m_numberOfTracks),
-        int(m_timeDivision));
+    m_log.print("format: %x tracks: %d timeDivision: %d\n", unsigned(m_format),
+                int(m_numberOfTracks), int(m_timeDivision));
 }
 
 QString MidiTrack::readTrackChunk(const unsigned char* bytes, qsizetype pos, qsizetype end) {
@@ -285,7 +247,8 @@ QString MidiTrack::readTrackChunk(const unsigned char* bytes, qsizetype pos, qsi
         case 0x90:
             if (end - pos < 3)
                 return cutShort;
-            log("delta: %d note on: %d %d\n", delta, int(bytes[pos + 1]), int(bytes[pos + 2]));
+            m_log.print("delta: %d note on: %d %d\n", delta, int(bytes[pos + 1]),
+                        int(bytes[pos + 2]));
             pos += 3;
             break;
         case 0x80:
@@ -321,21 +284,22 @@ QString MidiTrack::readTrackChunk(const unsigned char* bytes, qsizetype pos, qsi
                 if (type == 0) {
                     const int number =
                         length >= 2 ? (meta[0] << 8) | meta[1] : (length == 1 ? meta[0] : 0);
-                    log("meta event, delta: %d sequence number: %d\n", delta, number);
+                    m_log.print("meta event, delta: %d sequence number: %d\n", delta, number);
                 } else if (type >= 1 && type <= 7) {
                     const QByteArray text(reinterpret_cast<const char*>(meta), length);
-                    log("meta event, delta: %d type: %d string: %s\n", delta, type,
-                        text.constData());
+                    m_log.print("meta event, delta: %d type: %d string: %s\n", delta, type,
+                                text.constData());
                 } else {
-                    log("meta event, delta: %d type: %d\n", delta, type);
+                    m_log.print("meta event, delta: %d type: %d\n", delta, type);
                     if (type == 0x54 && length >= 5) {
-                        log("smpte offset: %02d:%02d:%02d:%02d:%02d fps: %d\n", meta[0] & 0x1F,
-                            int(meta[1]), int(meta[2]), int(meta[3]), int(meta[4]), meta[0] >> 5);
+                        m_log.print("smpte offset: %02d:%02d:%02d:%02d:%02d fps: %d\n",
+                                    meta[0] & 0x1F, int(meta[1]), int(meta[2]), int(meta[3]),
+                                    int(meta[4]), meta[0] >> 5);
                     } else if (type == 0x51 && length >= 3) {
                         const int tempoUs = (meta[0] << 16) | (meta[1] << 8) | meta[2];
                         if (tempoUs != 0) {
-                            log("microseconds per quarter note: %d beats per minute: %d\n", tempoUs,
-                                int(std::lround(60000000.0 / tempoUs)));
+                            m_log.print("microseconds per quarter note: %d beats per minute: %d\n",
+                                        tempoUs, int(std::lround(60000000.0 / tempoUs)));
                         }
                     }
                 }
@@ -395,7 +359,7 @@ QByteArray MidiTrack::exportMidi(const QList<Cue>& cues, const QString& start, i
     // a timecode, hundredths of a frame in the last byte.
     const double offsetFrames = offsetSeconds * kTicksPerSecond / ticksFrame;
     const QString offsetTc = m_tcc.binaryToTc(truncatedInt(offsetFrames), tcType);
-    log("MIDI offset: %s\n", offsetTc.toUtf8().constData());
+    m_log.print("MIDI offset: %s\n", offsetTc.toUtf8().constData());
     int fractionalFrames = truncatedInt(offsetFrames * 100) % 100;
     if (fractionalFrames < 0)
         fractionalFrames += 100;
@@ -467,7 +431,7 @@ bool MidiTrack::onExportMidi(const QString& path, const QList<Cue>& cues, const 
 QByteArray MidiTrack::exportMidiSysex(const QString& hexText) {
     constexpr int kTcType = 3;
     const QString offsetTc = m_tcc.binaryToTc(0, kTcType);
-    log("MIDI offset: %s\n", offsetTc.toUtf8().constData());
+    m_log.print("MIDI offset: %s\n", offsetTc.toUtf8().constData());
     QByteArray track = trackStart(kTcType << 5, 0, 0, 0, 0, kTempoUs, QStringLiteral("sysex track"),
                                   QStringLiteral("00:00:00:00"));
     track.append('\0');

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "midi/MidiLog.h"
 #include "timecode/TcCalculator.h"
 
 #include <QByteArray>
@@ -8,7 +9,6 @@
 #include <QStringList>
 
 #include <cstdint>
-#include <functional>
 
 // Standard MIDI Files for cue sheets. A cue sheet becomes a format-1 file
 // with one track in which every cue is the unit's cue trigger (Note On,
@@ -18,8 +18,8 @@
 // reader logs a file's chunks and events for inspection; nothing it reads
 // changes anything.
 //
-// Diagnostics (the reader's log, the export's "MIDI offset" line) go to
-// standard output unless another sink is set.
+// The reader's log and the export's "MIDI offset" line go to the
+// diagnostics unless another sink is set.
 class MidiTrack {
 public:
     static constexpr int kTicksPerQuarterNote = 9600;
@@ -29,7 +29,7 @@ public:
     // The note end follows every cue by 800 ticks whatever the frame rate.
     static constexpr int kNoteLengthTicks = 800;
 
-    using LogSink = std::function<void(const QByteArray& text)>;
+    using LogSink = MidiLog::Sink;
 
     // What the last cue export had to change so the file stays playable.
     struct ExportReport {
@@ -62,10 +62,8 @@ public:
         QString name;
     };
 
-    MidiTrack();
-
-    // Where diagnostics go; an empty sink restores standard output.
-    void setLogSink(LogSink sink);
+    // Where the log goes; an empty sink restores the diagnostics.
+    void setLogSink(LogSink sink) { m_log.setSink(std::move(sink)); }
 
     // Ticks per frame by timecode type: 24 fps 800, 25 fps 768, 30 fps 640.
     static int ticksPerFrame(int tcType);
@@ -126,8 +124,6 @@ public:
                                     QString* error = nullptr);
 
 private:
-    void log(const char* format, ...) __attribute__((format(printf, 2, 3)));
-    void emitLog(const QByteArray& text);
     static QByteArray trackStart(int hourByte, int minutes, int seconds, int frames,
                                  int fractionalFrames, int tempoUs, const QString& trackName,
                                  const QString& lyric);
@@ -138,7 +134,7 @@ private:
     QString readTrackChunk(const unsigned char* bytes, qsizetype pos, qsizetype end);
 
     TcCalculator m_tcc;
-    LogSink m_logSink;
+    MidiLog m_log;
     ExportReport m_exportReport;
     std::uint16_t m_format = 0;
     std::uint16_t m_numberOfTracks = 0;

@@ -171,6 +171,12 @@ TEST(MidiTrackTest, LogsChunksAndEventsOfWholeAndCutFiles) {
         const QStringList lines = part.chunkLines();
         EXPECT_EQ(lines, kEventLog.first(lines.size())) << cut;
     }
+    // A line longer than any buffer comes out whole.
+    const QByteArray longText(250, 'n');
+    Logged longLine;
+    longLine.track.importMidi(fileWith(hex("00ff03fa") + longText + hex("00ff2f00")));
+    EXPECT_EQ(longLine.chunkLines().value(3),
+              "meta event, delta: 0 type: 3 string: " + QString::fromLatin1(longText));
     // Not a MIDI file at all: logged all the same.
     for (const QByteArray& notMidi : {QByteArray(), QByteArray("cue list\n01:00:00:00 Go\n")}) {
         Logged text;
