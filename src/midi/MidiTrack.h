@@ -14,12 +14,10 @@
 // with one track in which every cue is the unit's cue trigger (Note On,
 // channel 1, note 119, velocity 64) followed by a system-exclusive message
 // carrying the cue's text in 7/8 coding, placed at the cue's time relative to
-// a start timecode. The
-// reader logs a file's chunks and events for inspection; nothing it reads
-// changes anything.
+// a start timecode. MidiFileReader reads such files back.
 //
-// The reader's log and the export's "MIDI offset" line go to the
-// diagnostics unless another sink is set.
+// The export's "MIDI offset" line goes to the diagnostics unless another
+// sink is set.
 class MidiTrack {
 public:
     static constexpr int kTicksPerQuarterNote = 9600;
@@ -41,17 +39,6 @@ public:
         // Cues whose text still has a character without a Latin-1 form:
         // their text message goes out empty. The cues' names.
         QStringList lostTexts;
-    };
-
-    // How reading a file went.
-    enum class ReadVerdict {
-        Complete, // every chunk and event read
-        Damaged,  // cut short or not fully readable: what came before was logged
-        NotMidi   // empty, or not starting with a header chunk
-    };
-    struct ReadReport {
-        ReadVerdict verdict = ReadVerdict::Complete;
-        QString problem; // the first problem met, for the user
     };
 
     // One cue of an export: its in time (HH:MM:SS:FF), the text it carries
@@ -93,17 +80,6 @@ public:
     QByteArray exportMidiSysex(const QString& hexText);
     bool onExportMidiSysex(const QString& path, const QString& hexText, QString* error = nullptr);
 
-    // Logs a file's bytes: hex dump, chunks, header, track events. Reads
-    // never leave the file or the chunk they belong to: an event that would
-    // ends its chunk. The report names the first problem met.
-    ReadReport importMidi(const QByteArray& fileBytes);
-    // Reads the file and logs it; a file that cannot be read logs an empty
-    // dump and returns false.
-    bool onImportMidi(const QString& path);
-
-    // Logs one system-exclusive message from the unit (without the 0xF0).
-    void decodeSysexData(const QByteArray& message);
-
     // Variable-length quantity, at most 4 groups: values of 2^28 and more
     // lose their high bits, a negative value is written as its 32-bit pattern.
     static void writeVarLenValue(QByteArray& data, int value);
@@ -112,11 +88,6 @@ public:
     static void writeMetaDataString(QByteArray& data, int delta, int type, const QString& text);
     // Cue note and, for a non-empty text, the text message.
     static void writeCue(QByteArray& data, int delta, const QString& text);
-
-    // Filled by the reader from the last header chunk read.
-    std::uint16_t format() const { return m_format; }
-    std::uint16_t numberOfTracks() const { return m_numberOfTracks; }
-    std::uint16_t timeDivision() const { return m_timeDivision; }
 
     // Writes bytes to path through a temporary file renamed into place (a
     // device or pipe is written directly, never replaced).
@@ -128,15 +99,8 @@ private:
                                  int fractionalFrames, int tempoUs, const QString& trackName,
                                  const QString& lyric);
     static QByteArray fileWithTrack(QByteArray& track);
-    void hexDump(const QByteArray& data);
-    void readHeaderChunk(const unsigned char* bytes, qsizetype pos, qsizetype end);
-    // The first problem in the chunk; empty when every event was read.
-    QString readTrackChunk(const unsigned char* bytes, qsizetype pos, qsizetype end);
 
     TcCalculator m_tcc;
     MidiLog m_log;
     ExportReport m_exportReport;
-    std::uint16_t m_format = 0;
-    std::uint16_t m_numberOfTracks = 0;
-    std::uint16_t m_timeDivision = 0;
 };

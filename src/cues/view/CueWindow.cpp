@@ -5,6 +5,7 @@
 #include "cues/CueMidiExport.h"
 #include "cues/CueTableModel.h"
 #include "cues/view/CueTableView.h"
+#include "midi/MidiFileReader.h"
 #include "midi/MidiTrack.h"
 
 #include <QAction>
@@ -440,9 +441,9 @@ void CueWindow::importMidi() {
     const QString path = cueDialogs().openFile(this, tr("Import MIDI File"), kMidiFilter);
     if (path.isEmpty())
         return;
-    MidiTrack track;
-    track.setLogSink([this](const QByteArray& text) { emit logText(QString::fromUtf8(text)); });
-    track.onImportMidi(path);
+    MidiFileReader reader;
+    reader.setLogSink([this](const QByteArray& text) { emit logText(QString::fromUtf8(text)); });
+    reader.onImportMidi(path);
 }
 
 void CueWindow::closeEvent(QCloseEvent* event) {
