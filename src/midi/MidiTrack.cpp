@@ -67,11 +67,11 @@ void MidiTrack::writeCue(QByteArray& data, int delta, const QString& text) {
     if (text.isEmpty())
         return;
     const QByteArray coded = midimsg::codedText(midimsg::fileCueCommand(text));
-    data.append('\0'); // delta
-    data.append(char(midimsg::kSysexStart));
+    const char start[2] = {'\0', char(midimsg::kSysexStart)}; // delta 0, F0
+    data.append(start, 2);
     writeVarLenValue(data, int(coded.size()) + 3); // 20 01, the coded text, F7
-    data.append(char(midimsg::kManufacturer));
-    data.append(char(midimsg::kCodedText));
+    const char header[2] = {char(midimsg::kManufacturer), char(midimsg::kCodedText)};
+    data.append(header, 2);
     data.append(coded);
     data.append(char(midimsg::kSysexEnd));
 }
@@ -176,7 +176,9 @@ QByteArray MidiTrack::exportMidi(const QList<Cue>& cues, const QString& start, i
             ++m_exportReport.shortenedNotes;
         }
         writeVarLenValue(track, deltaTo(noteEnd));
-        track.append(midimsg::noteOn(midimsg::kAccumulateNote, 0));
+        track.append(char(midimsg::kNoteOn));
+        track.append(char(midimsg::kAccumulateNote));
+        track.append('\0');
     }
     return fileWithTrack(track);
 }

@@ -4,6 +4,14 @@
 #include "protocol/Commands.h"
 
 namespace midimsg {
+namespace {
+// What the command table puts before a cue's text ("s "), taken once: a
+// MIDI export writes thousands of cue texts.
+const QString& cueTextPrefix() {
+    static const QString prefix = cmd::cueText(QString());
+    return prefix;
+}
+} // namespace
 
 QByteArray noteOn(int note, int velocity) {
     const char bytes[3] = {char(kNoteOn), char(note & 0xff), char(velocity & 0xff)};
@@ -29,14 +37,14 @@ QByteArray textSysex(const QString& command) {
 }
 
 QString linkCueCommand(const QString& text) {
-    QString command = cmd::cueText(text);
+    QString command = cueTextPrefix() + text;
     if (command.size() > kLinkTextCutAbove)
         command.truncate(kLinkTextChars);
     return command;
 }
 
 QString fileCueCommand(const QString& text) {
-    return cmd::cueText(text).left(kFileTextChars);
+    return (cueTextPrefix() + text).left(kFileTextChars);
 }
 
 QByteArray cueTextSysex(const QString& text) {
