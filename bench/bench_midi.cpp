@@ -1,5 +1,6 @@
 // MIDI cue file export, the file reader, and S-record parsing: median times.
 #include "cues/CueMidiExport.h"
+#include "midi/MidiFileReader.h"
 #include "midi/MidiTrack.h"
 #include "update/SRecord.h"
 
@@ -59,7 +60,7 @@ int main() {
                 static_cast<long long>(file.size()));
 
     qint64 logBytes = 0;
-    MidiTrack reader;
+    MidiFileReader reader;
     reader.setLogSink([&logBytes](const QByteArray& t) { logBytes += t.size(); });
     const double readMs = medianMs(11, [&] { reader.importMidi(file); });
     std::printf("MIDI reader log of that file: %.2f ms (median of 11), %lld bytes of log\n", readMs,

@@ -2,16 +2,16 @@
 // unit: the reader logs whatever it finds and never reads outside the file.
 #include "FuzzSupport.h"
 
-#include "midi/MidiTrack.h"
+#include "midi/MidiFileReader.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     fuzzsupport::quietProcess();
-    MidiTrack track;
+    MidiFileReader reader;
     qsizetype logged = 0;
-    track.setLogSink([&logged](const QByteArray& text) { logged += text.size(); });
+    reader.setLogSink([&logged](const QByteArray& text) { logged += text.size(); });
     const QByteArray file = fuzzsupport::bytes(data, size);
-    track.importMidi(file);
+    reader.importMidi(file);
     if (file.startsWith(char(0xF0)))
-        track.decodeSysexData(file.mid(1));
+        reader.decodeSysexData(file.mid(1));
     return 0;
 }

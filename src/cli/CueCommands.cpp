@@ -10,6 +10,7 @@
 
 #include <QFileInfo>
 #include <cstdio>
+#include <optional>
 
 namespace {
 
@@ -39,17 +40,19 @@ const char kTcUsage[] =
     "                        (within half a day either way of midnight)\n"
     "  --type N              0 = 24, 1 = 25, 2 = 30 drop frame, 3 = 30 non drop (default 3)\n";
 
-} // namespace
-
-namespace cli {
-
-int import(const QStringList& args) {
+struct ImportOptions {
     QStringList files;
     QString outputPath;
     CueSheetSettings settings; // a new cue window's defaults
     bool sort = false;
-    const TcCalculator tcc;
+};
 
+// The exit status when the arguments end the command (help, a mistake);
+// nothing when the import goes ahead.
+std::optional<int> parseImportOptions(const QStringList& args, ImportOptions& options) {
+    using cli::fail;
+    const TcCalculator tcc;
+    CueSheetSettings& settings = options.settings;
     for (qsizetype i = 0; i < args.size(); ++i) {
         const QString& arg = args[i];
         QString value;
@@ -57,78 +60,97 @@ int import(const QStringList& args) {
             std::fputs(kImportUsage, stdout);
             return 0;
         } else if (arg == QLatin1String("-o")) {
-            if (!takeValue(args, i, &outputPath) || outputPath.isEmpty())
+            if (!cli::takeValue(args, i, &options.outputPath) || options.outputPath.isEmpty())
                 return fail(QStringLiteral("import: -o needs a file name"));
         } else if (arg == QLatin1String("--tctype")) {
-            if (!takeValue(args, i, &value))
+            if (!cli::takeValue(args, i, &value))
                 return fail(QStringLiteral("import: --tctype needs a value"));
-            if (!parseTcType(value, &settings.tctype))
+            if (!cli::parseTcType(value, &settings.tctype))
                 return fail(QStringLiteral("import: bad --tctype '%1' (0 to 3)").arg(value));
         } else if (arg == QLatin1String("--start")) {
-            if (!takeValue(args, i, &value))
+            if (!cli::takeValue(args, i, &value))
                 return fail(QStringLiteral("import: --start needs a timecode"));
             if (!tcc.isTc(value))
                 return fail(QStringLiteral("import: bad --start '%1' (HH:MM:SS:FF)").arg(value));
             settings.start = value;
-        } else if (takeSwitch(arg, "text", settings.text) ||
-                   takeSwitch(arg, "cue-id", settings.cueId) ||
-                   takeSwitch(arg, "pulldown", settings.pulldown) ||
-                   takeSwitch(arg, "duplicates", settings.duplicate) ||
-                   takeSwitch(arg, "midnight", settings.midnight)) {
+        } else if (cli::takeSwitch(arg, "text", settings.text) ||
+                   cli::takeSwitch(arg, "cue-id", settings.cueId) ||
+                   cli::takeSwitch(arg, "pulldown", settings.pulldown) ||
+                   cli::takeSwitch(arg, "duplicates", settings.duplicate) ||
+                   cli::takeSwitch(arg, "midnight", settings.midnight)) {
             continue;
         } else if (arg == QLatin1String("--sort")) {
-            sort = true;
+            options.sort = true;
         } else if (arg.startsWith(u'-') && arg.size() > 1) {
             return fail(QStringLiteral("import: unknown option '%1'").arg(arg));
         } else {
-            files.append(arg);
+            options.files.append(arg);
         }
     }
-    if (files.isEmpty()) {
+    if (options.files.isEmpty()) {
         std::fputs(kImportUsage, stderr);
         return fail(QStringLiteral("import: no input files"));
     }
+    return std::nullopt;
+}
 
+// One input file's rows into the importer: a PDF cue sheet or a text cue
+// list. The error that ends the import, or nothing.
+std::optional<QString> importFile(const QString& path, CueListImporter& importer,
+                                  PdfCueReader& pdfReader) {
+    if (!QFileInfo(path).isFile())
+        return QStringLiteral("import: %1: no such file").arg(path);
+    if (QFileInfo(path).suffix().compare(QLatin1String("pdf"), Qt::CaseInsensitive) == 0) {
+        if (!pdfReader.importPdf(path, importer))
+            return QStringLiteral("import: %1: cannot be read as a PDF document").arg(path);
+        if (const QString note = pdfReader.unreadPagesNote(); !note.isEmpty())
+            cli::warn(QStringLiteral("import: %1: %2").arg(path, note));
+        return std::nullopt;
+    }
+    const auto text = TextFileReader::read(path);
+    if (!text)
+        return QStringLiteral("import: %1: cannot be read").arg(path);
+    if (text->windows1252)
+        cli::warn(
+            QStringLiteral("import: %1: not UTF-8 or UTF-16, read as Windows-1252").arg(path));
+    importer.paste(text->text);
+    return std::nullopt;
+}
+
+} // namespace
+
+namespace cli {
+
+int import(const QStringList& args) {
+    ImportOptions options;
+    if (const std::optional<int> status = parseImportOptions(args, options))
+        return *status;
     // Every file is read before anything is written, so a bad one leaves no
     // half-made sheet behind.
     CueSheet sheet;
-    sheet.settings() = settings;
+    sheet.settings() = options.settings;
     CueListImporter importer(sheet);
     PdfCueReader pdfReader;
     // The PDF scanner's report must not mix with a sheet on standard output,
     // wherever the sheet goes.
-    pdfReader.setLog(stderr);
-    for (const QString& path : files) {
-        if (!QFileInfo(path).isFile())
-            return fail(QStringLiteral("import: %1: no such file").arg(path));
-        if (QFileInfo(path).suffix().compare(QLatin1String("pdf"), Qt::CaseInsensitive) == 0) {
-            if (!pdfReader.importPdf(path, importer))
-                return fail(
-                    QStringLiteral("import: %1: cannot be read as a PDF document").arg(path));
-            if (const QString note = pdfReader.unreadPagesNote(); !note.isEmpty())
-                warn(QStringLiteral("import: %1: %2").arg(path, note));
-            continue;
-        }
-        const auto text = TextFileReader::read(path);
-        if (!text)
-            return fail(QStringLiteral("import: %1: cannot be read").arg(path));
-        if (text->windows1252)
-            warn(QStringLiteral("import: %1: not UTF-8 or UTF-16, read as Windows-1252").arg(path));
-        importer.paste(text->text);
+    pdfReader.setLogSink([](const QByteArray& text) { std::fputs(text.constData(), stderr); });
+    for (const QString& path : options.files) {
+        if (const std::optional<QString> error = importFile(path, importer, pdfReader))
+            return fail(*error);
     }
     if (const QString warning = sheet.inTimeSpanWarning(); !warning.isEmpty())
         warn(QStringLiteral("import: ") + warning);
-    if (sort)
+    if (options.sort)
         sheet.OnSort();
     const QString output = sheet.stringFromCueTable();
 
-    if (outputPath.isEmpty()) {
+    if (options.outputPath.isEmpty()) {
         writeStdout(output.toUtf8());
         return 0;
     }
     QString error;
-    if (!OutputFile::write(outputPath, output.toUtf8(), &error))
-        return fail(QStringLiteral("import: cannot write %1: %2").arg(outputPath, error));
+    if (!OutputFile::write(options.outputPath, output.toUtf8(), &error))
+        return fail(QStringLiteral("import: cannot write %1: %2").arg(options.outputPath, error));
     return 0;
 }
 

@@ -5,6 +5,7 @@
 #include "cues/CueMidiExport.h"
 #include "cues/CueSheet.h"
 #include "cues/TextFileReader.h"
+#include "midi/MidiFileReader.h"
 #include "midi/MidiTrack.h"
 
 #include <cmath>
@@ -146,12 +147,17 @@ int dumpMidi(const QStringList& args) {
     const auto bytes = readFile(args.at(0));
     if (!bytes)
         return fail(QStringLiteral("dump-midi: cannot read '%1'").arg(args.at(0)));
-    const MidiTrack::ReadReport report = MidiTrack().importMidi(*bytes);
+    // The listing is the command's output, written as it comes.
+    MidiFileReader reader;
+    reader.setLogSink([](const QByteArray& text) {
+        std::fwrite(text.constData(), 1, size_t(text.size()), stdout);
+    });
+    const MidiFileReader::ReadReport report = reader.importMidi(*bytes);
     std::fflush(stdout);
-    if (report.verdict == MidiTrack::ReadVerdict::Complete)
+    if (report.verdict == MidiFileReader::ReadVerdict::Complete)
         return 0;
     const QString message = QStringLiteral("dump-midi: '%1': %2").arg(args.at(0), report.problem);
-    if (report.verdict == MidiTrack::ReadVerdict::NotMidi)
+    if (report.verdict == MidiFileReader::ReadVerdict::NotMidi)
         return fail(message);
     warn(message);
     return 1;

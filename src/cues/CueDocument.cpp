@@ -261,6 +261,8 @@ void CueDocument::setStepperStreamerDuration(int fiftieths) {
 
 QString CueDocument::onButtonTest() {
     const QString line = m_sheet.onButtonTest();
+    // The result is the log's; whoever watches the terminal sees it too.
+    diag::print("%s", qPrintable(line));
     emit logText(line);
     return line;
 }

@@ -2,41 +2,20 @@
 
 #include "base/QueuedCalls.h"
 #include "cues/CueSheet.h"
+#include "cues/CueWalk.h"
 #include "protocol/CommandSink.h"
-#include "protocol/Commands.h"
 #include "protocol/MidiMessages.h"
 
 #include <algorithm>
 #include <cstdlib>
 
 namespace {
-constexpr int kMaxTextCommand = 250; // longer "s ..." commands are cut to 249
-constexpr int kRowsLookedAt = 4;     // several cues may share a frame
 // A time that comes back within this many frames of a fired frame is the same
 // pass over it (quarter frames out of order, a step made up late).
 constexpr int kPassFrames = 2;
 // No request pending in m_requestedSelection.
 constexpr int kNoRequest = -2;
-
-// Frames since midnight of a received time, as TcCalculator counts them for
-// the type; -1 when the time is not one (the fields of a valid HH:MM:SS:FF).
-// Worked out here without strings or the timecode pattern, so the MIDI thread
-// neither allocates nor shares the pattern's lock with the main thread.
-int framesOf(int hours, int minutes, int seconds, int frames, int type) {
-    if (hours > 23 || minutes > 59 || seconds > 59 || frames > 29)
-        return -1;
-    if (type == 2)
-        return frames + seconds * 30 + minutes * 30 * 60 + hours * 30 * 3600 - hours * 108 -
-               (minutes / 10) * 18 - (minutes % 10) * 2;
-    const int rate = TcCalculator::frameRate(type);
-    return frames + seconds * rate + minutes * rate * 60 + hours * rate * 3600;
-}
-
 } // namespace
-
-int CueFiringSnapshot::leadFrames(int type) const {
-    return streamerDuration * TcCalculator::frameRate(type) / 50;
-}
 
 std::unique_ptr<CueFiringSnapshot> CueFiringSnapshot::of(const CueSheet& sheet) {
     auto snapshot = std::make_unique<CueFiringSnapshot>();
@@ -51,10 +30,7 @@ std::unique_ptr<CueFiringSnapshot> CueFiringSnapshot::of(const CueSheet& sheet) 
             for (int type = 0; type < 4; ++type)
                 row.inFrames[size_t(type)] = tcc.tcToBinary(in, type);
         }
-        QString command = cmd::cueText(sheet.cueItemText(item));
-        if (command.size() > kMaxTextCommand)
-            command.truncate(kMaxTextCommand - 1);
-        row.sysex = CueSheet::textSysex(command);
+        row.sysex = midimsg::cueTextSysex(sheet.cueItemText(item));
         snapshot->rows.push_back(std::move(row));
     }
     return snapshot;
@@ -98,34 +74,34 @@ void CueFiring::mtcEvent(const QByteArray& mtc) {
         {std::uint8_t(mtc[0]), std::uint8_t(mtc[1]), std::uint8_t(mtc[2]), std::uint8_t(mtc[3])});
 }
 
-void CueFiring::mtcEvent(const std::array<std::uint8_t, 4>& mtc) {
+void CueFiring::mtcEvent(const mtcframe::Frame& mtc) {
     adoptPublished();
     const int requested = m_requestedSelection.exchange(kNoRequest, std::memory_order_relaxed);
     if (requested != kNoRequest)
         m_selection = requested;
     if (!m_current)
         return;
-
-    const int hours = mtc[0] & 0x1F;
-    const int type = (mtc[0] & 0x60) >> 5;
-    const int now = framesOf(hours, mtc[1], mtc[2], mtc[3], type);
-    if (now < 0)
-        return;
-    if (m_current->rows.empty())
+    const int now = mtcframe::framesSinceMidnight(mtc);
+    if (now < 0 || m_current->rows.empty())
         return;
 
-    const Decision decision = decide(*m_current, m_selection, now, type);
-    m_selection = decision.selection;
+    const int type = mtcframe::rateCode(mtc);
+    const std::vector<CueFiringSnapshot::Row>& rows = m_current->rows;
+    const cuewalk::Step step =
+        cuewalk::walk(int(rows.size()), m_selection, now, type,
+                      cuewalk::leadFrames(m_current->streamerDuration, type),
+                      [&rows, type](int row) { return rows[size_t(row)].inFrames[size_t(type)]; });
+    m_selection = step.selection;
     const bool again = firedThisPass(now, type);
-    if (decision.fireCount > 0 && !again) {
+    if (step.fireCount > 0 && !again) {
         rememberFired(now);
         if (CommandSink* sink = m_sink.load(std::memory_order_acquire)) {
-            for (int i = 0; i < decision.fireCount; ++i) {
+            for (int i = 0; i < step.fireCount; ++i) {
                 sink->sendMidiTrigger(midimsg::kAccumulateNote);
-                sink->sendBytes(m_current->rows[size_t(decision.fire[size_t(i)])].sysex);
+                sink->sendBytes(rows[size_t(step.fire[size_t(i)])].sysex);
             }
         }
-        m_fired.fetch_add(decision.fireCount, std::memory_order_relaxed);
+        m_fired.fetch_add(step.fireCount, std::memory_order_relaxed);
     }
     if (m_selection != m_postedSelection) {
         m_postedSelection = m_selection;
@@ -162,32 +138,4 @@ bool CueFiring::firedThisPass(int now, int type) {
 void CueFiring::rememberFired(int now) {
     if (m_passCount < int(m_passFrames.size()))
         m_passFrames[size_t(m_passCount++)] = now;
-}
-
-CueFiring::Decision CueFiring::decide(const CueFiringSnapshot& snapshot, int selection, int now,
-                                      int type) {
-    Decision decision;
-    const int n = int(snapshot.rows.size());
-    if (n == 0)
-        return decision;
-    const int lead = snapshot.leadFrames(type);
-    auto inFrames = [&](int row) { return snapshot.rows[size_t(row)].inFrames[size_t(type)]; };
-    auto order = [&](int row) { return TcCalculator::compareFrames(now, inFrames(row), type); };
-
-    // Back from the selection while the rows are not earlier than now, then
-    // forward past every row not later than now: the next cue to come.
-    int index = selection >= n ? n - 1 : selection;
-    while (index >= 1 && order(index) <= 0)
-        --index;
-    if (index < 0)
-        index = 0;
-    while (index < n && order(index) >= 0)
-        ++index;
-    decision.selection = index < n ? index : -1;
-
-    for (int i = index; i < n && i < index + kRowsLookedAt; ++i) {
-        if (now == inFrames(i) - lead)
-            decision.fire[size_t(decision.fireCount++)] = i;
-    }
-    return decision;
 }

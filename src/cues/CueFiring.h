@@ -30,17 +30,15 @@ struct CueFiringSnapshot {
     // Row selected when the snapshot was taken (-1 none).
     int selection = -1;
 
-    // Frames between a cue's trigger and its in time.
-    int leadFrames(int type) const;
     static std::unique_ptr<CueFiringSnapshot> of(const CueSheet& sheet);
 };
 
 // Fires a cue sheet's cues from MIDI Time Code on the thread that receives
-// it, without ever waiting for the main thread: a cue fires when the received
-// time equals its in time less the streamer's lead, exactly, and the unit
-// gets the trigger Note On 90 77 40 and then the cue's text. The row selection
-// that follows the timecode (the next cue to come) is handed to the main
-// thread afterwards.
+// it, without ever waiting for the main thread: the rows are walked as the
+// sheet walks them (cuewalk::walk), and for each cue due the unit gets the
+// trigger Note On 90 77 40 and then the cue's text. The row selection that
+// follows the timecode (the next cue to come) is handed to the main thread
+// afterwards.
 //
 // The main thread publishes a new snapshot whenever the rows, their order or
 // the streamer duration change; the MIDI thread picks it up at its next event.
@@ -79,15 +77,6 @@ public:
 
     // Cues fired so far (any thread).
     std::int64_t firedCount() const { return m_fired.load(std::memory_order_relaxed); }
-
-    // The walk of one timecode event: the next row to come from `selection`,
-    // and the rows (at most four from there) whose trigger frame is `now`.
-    struct Decision {
-        int selection = -1;
-        int fireCount = 0;
-        std::array<int, 4> fire{};
-    };
-    static Decision decide(const CueFiringSnapshot& snapshot, int selection, int now, int type);
 
 private:
     void adoptPublished();

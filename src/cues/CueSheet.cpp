@@ -2,10 +2,12 @@
 
 #include "cues/CueListImporter.h"
 #include "cues/CueText.h"
+#include "cues/CueWalk.h"
 #include "protocol/Coding78.h"
 #include "protocol/CommandSink.h"
 #include "protocol/Commands.h"
 #include "protocol/MidiMessages.h"
+#include "timecode/MtcFrame.h"
 
 #include <algorithm>
 #include <climits>
@@ -13,9 +15,6 @@
 #include <vector>
 
 namespace {
-constexpr int kTriggerNote = 0x77; // the accumulate trigger, as the streamer editor's
-constexpr int kTriggerVelocity = 64;
-constexpr int kMaxTextCommand = 250; // longer "s ..." commands are cut to 249
 
 // Boolean reading of a header value: leading blanks skipped; "Y", "y", "T",
 // "t" or a digit 1-9 (after an optional sign and zeros) mean on.
@@ -246,7 +245,7 @@ QString CueSheet::inTimeSpanWarning() const {
 }
 
 int CueSheet::leadFrames(int type) const {
-    return m_stepperStreamerDuration * TcCalculator::frameRate(type) / 50;
+    return cuewalk::leadFrames(m_stepperStreamerDuration, type);
 }
 
 QString CueSheet::onButtonTest() const {
@@ -259,7 +258,6 @@ QString CueSheet::onButtonTest() const {
     std::snprintf(line, sizeof line, "bytes: %d encoded bytes: %d decoded bytes: %d equal: %d\n",
                   int(bytes.size()), int(encoded.size()), int(decoded.size()),
                   int(decoded == bytes));
-    std::fputs(line, stdout);
     return QString::fromLatin1(line);
 }
 
@@ -303,59 +301,23 @@ void CueSheet::onClearText() {
 void CueSheet::sendTriggerAndText(const CueItem& item, int trigger) {
     if (!m_comThread)
         return;
-    m_comThread->sendBytes(midimsg::noteOn(kTriggerNote, trigger));
-
-    QString command = cmd::cueText(cueItemText(item));
-    if (command.size() > kMaxTextCommand)
-        command.truncate(kMaxTextCommand - 1);
-    m_comThread->sendBytes(textSysex(command));
-}
-
-QByteArray CueSheet::textSysex(const QString& command) {
-    return midimsg::textSysex(command);
+    m_comThread->sendBytes(midimsg::noteOn(midimsg::kAccumulateNote, trigger));
+    m_comThread->sendBytes(midimsg::cueTextSysex(cueItemText(item)));
 }
 
 void CueSheet::mtcEvent(const QByteArray& mtc) {
     if (mtc.size() < 4)
         return;
-    const auto b0 = static_cast<unsigned char>(mtc[0]);
-    const int hours = b0 & 0x1F;
-    const int type = (b0 & 0x60) >> 5;
-    const QString tc = TcCalculator::formatTc(hours, static_cast<unsigned char>(mtc[1]),
-                                              static_cast<unsigned char>(mtc[2]),
-                                              static_cast<unsigned char>(mtc[3]));
-    if (!m_tcc.isTc(tc))
+    const mtcframe::Frame frame = {std::uint8_t(mtc[0]), std::uint8_t(mtc[1]), std::uint8_t(mtc[2]),
+                                   std::uint8_t(mtc[3])};
+    const int now = mtcframe::framesSinceMidnight(frame);
+    if (now < 0 || m_rows.isEmpty())
         return;
-
-    const int now = m_tcc.tcToBinary(tc, type);
-    const int lead = leadFrames(type);
-    const int n = count();
-    if (n == 0)
-        return;
-
-    // Walk back from the selection while the rows are not earlier than now,
-    // then forward past every row not later than now: the row reached is the
-    // next cue to come.
-    int index = m_selectionIndex;
-    if (index >= n)
-        index = n - 1;
-    // The received time's frame count is worked out once, above.
-    auto order = [&](int row) {
-        return TcCalculator::compareFrames(now, m_tcc.tcToBinary(m_rows[row].getCueIn(), type),
-                                           type);
-    };
-    while (index >= 1 && order(index) <= 0)
-        --index;
-    if (index < 0)
-        index = 0;
-    while (index < n && order(index) >= 0)
-        ++index;
-    m_selectionIndex = index < n ? index : -1;
-
-    // A cue fires on its exact frame only, the streamer's lead ahead of its
-    // in time; several cues may share a frame, so four rows are looked at.
-    for (int i = index; i < n && i < index + 4; ++i) {
-        if (now == m_tcc.tcToBinary(m_rows[i].getCueIn(), type) - lead)
-            sendTriggerAndText(m_rows[i], kTriggerVelocity);
-    }
+    const int type = mtcframe::rateCode(frame);
+    const cuewalk::Step step =
+        cuewalk::walk(count(), m_selectionIndex, now, type, leadFrames(type),
+                      [&](int row) { return m_tcc.tcToBinary(m_rows[row].getCueIn(), type); });
+    m_selectionIndex = step.selection;
+    for (int i = 0; i < step.fireCount; ++i)
+        sendTriggerAndText(m_rows[step.fire[size_t(i)]], midimsg::kTriggerVelocity);
 }

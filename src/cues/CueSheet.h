@@ -103,10 +103,6 @@ public:
     // system-exclusive frame F0 20 01 ... F7 (Latin-1; a text that cannot
     // be Latin-1 goes out with no payload).
     void sendTriggerAndText(const CueItem& item, int trigger);
-    // The system-exclusive frame that carries a text command to the unit:
-    // F0 20 01, the 7/8 coding of its Latin-1 bytes (none when the command
-    // is not Latin-1), F7.
-    static QByteArray textSysex(const QString& command);
 
     // --- sorting and firing ---
     // Circular sort on the in times (always as 30 fps), then the duplicate
@@ -117,16 +113,15 @@ public:
     // 12 hours, a warning for the user naming the span; otherwise empty.
     QString inTimeSpanWarning() const;
     // Four bytes of MIDI timecode (hours with the rate bits, minutes,
-    // seconds, frames). Moves the selection to the next cue to come (nothing
-    // is selected once the last cue is past) and fires each of at most four
-    // rows from there whose in time less the streamer lead equals the
-    // received time exactly.
+    // seconds, frames). Moves the selection to the next cue to come and
+    // fires the cues due on that frame, as cuewalk::walk says; short data or
+    // a time that is not a valid timecode is ignored.
     void mtcEvent(const QByteArray& mtc);
     // Frames between a cue's trigger and its in time for the type.
     int leadFrames(int type) const;
 
-    // Self-test of the 7/8 coding on the bytes 0..255; prints and returns
-    // the "bytes: ... equal: ..." line.
+    // Self-test of the 7/8 coding on the bytes 0..255: the
+    // "bytes: ... equal: ..." line.
     QString onButtonTest() const;
 
     const TcCalculator& tcc() const { return m_tcc; }

@@ -57,7 +57,8 @@ void listDictionaryObjects(QPDFObjectHandle dictionary, QString& author, QString
 // Collects the drawn strings of a content stream, operator by operator.
 class TextScanner : public QPDFObjectHandle::ParserCallbacks {
 public:
-    TextScanner(std::FILE* log, PdfFontDecoder* fonts = nullptr) : m_log(log), m_fonts(fonts) {}
+    TextScanner(const PdfCueReader::LogSink& log, PdfFontDecoder* fonts = nullptr)
+        : m_log(log), m_fonts(fonts) {}
 
     void handleObject(QPDFObjectHandle object) override {
         if (!object.isOperator()) {
@@ -147,12 +148,12 @@ private:
     }
     void report(const QByteArray& line) {
         if (m_log)
-            std::fputs(line.constData(), m_log);
+            m_log(line);
         else
             diag::print("%s", line.constData());
     }
 
-    std::FILE* m_log;
+    const PdfCueReader::LogSink& m_log;
     PdfFontDecoder* m_fonts;
     std::vector<QPDFObjectHandle> m_operands;
     std::int64_t m_x = -1;
@@ -195,8 +196,6 @@ QList<PDFStringTableItem> PdfCueReader::scanFirstPage(const QString& path) {
     } catch (const std::exception&) {
         // A damaged stream: keep what was read before the damage.
     }
-    if (m_log)
-        std::fflush(m_log);
     return scanner.items;
 }
 

@@ -2,9 +2,10 @@
 
 #include "cues/PDFStringTableItem.h"
 
+#include <QByteArray>
 #include <QList>
 #include <QString>
-#include <cstdio>
+#include <functional>
 #include <optional>
 
 class CueListImporter;
@@ -16,8 +17,8 @@ class CueListImporter;
 // filmlight layout (author "filmlight", any letter case) or by the generic
 // rule (a row starts at every string holding a timecode).
 //
-// The scanner reports each text block it passes on `log`; unless one is set,
-// the report goes to the diagnostics (link/Diagnostics.h).
+// The scanner reports each text block it passes to the log sink; unless one
+// is set, the report goes to the diagnostics.
 class PdfCueReader {
 public:
     // 0 when the document opens, is not locked and has a page; author() and
@@ -51,12 +52,13 @@ public:
     // (it is then skipped), otherwise its rows are added.
     bool importPdf(const QString& path, CueListImporter& importer);
 
-    // Where the scanner's report goes; null for the diagnostics.
-    void setLog(std::FILE* log) { m_log = log; }
+    using LogSink = std::function<void(const QByteArray& text)>;
+    // Where the scanner's report goes; an empty sink restores the diagnostics.
+    void setLogSink(LogSink sink) { m_log = std::move(sink); }
 
 private:
     QString m_author;
     QString m_creator;
-    std::FILE* m_log = nullptr;
+    LogSink m_log;
     int m_pageCount = 0;
 };

@@ -5,35 +5,12 @@
 #include "protocol/Coding78.h"
 #include "protocol/MidiMessages.h"
 
-#include <QFile>
-
 #include <algorithm>
 #include <climits>
 #include <cmath>
-#include <cstdarg>
-#include <cstdio>
-#include <cstring>
 #include <vector>
 
 namespace {
-
-std::uint32_t readBigEndian32(const unsigned char* p) {
-    return (std::uint32_t(p[0]) << 24) | (std::uint32_t(p[1]) << 16) | (std::uint32_t(p[2]) << 8) |
-           std::uint32_t(p[3]);
-}
-
-// Reads a variable-length quantity that must end before end. The value keeps
-// the low 32 bits of an over-long quantity.
-bool readVarLen(const unsigned char* bytes, qsizetype& pos, qsizetype end, std::uint32_t& value) {
-    value = 0;
-    while (pos < end) {
-        const unsigned char byte = bytes[pos++];
-        value = (value << 7) | (byte & 0x7Fu);
-        if (!(byte & 0x80))
-            return true;
-    }
-    return false;
-}
 
 // double to int as a C cast does, but defined for every input: out-of-range
 // values saturate and NaN reads as 0.
@@ -54,63 +31,10 @@ void appendBigEndian(QByteArray& data, std::uint32_t value, int bytes) {
 
 constexpr int kFileReserveBytes = 0x100000;
 
-QString unreadStatus(unsigned char status, qsizetype pos) {
-    return QStringLiteral("status byte %1 at byte %2 cannot be read (running status and system "
-                          "messages other than F0 and FF are not supported); the rest of the "
-                          "track was skipped")
-        .arg(QString::asprintf("%02x", unsigned(status)))
-        .arg(pos);
-}
-
 } // namespace
-
-MidiTrack::MidiTrack() = default;
-
-void MidiTrack::setLogSink(LogSink sink) {
-    m_logSink = std::move(sink);
-}
-
-void MidiTrack::emitLog(const QByteArray& text) {
-    if (m_logSink) {
-        m_logSink(text);
-        return;
-    }
-    std::fwrite(text.constData(), 1, size_t(text.size()), stdout);
-}
-
-void MidiTrack::log(const char* format, ...) {
-    char small[256];
-    va_list args;
-    va_start(args, format);
-    va_list again;
-    va_copy(again, args);
-    const int n = std::vsnprintf(small, sizeof small, format, args);
-    va_end(args);
-    if (n < 0) {
-        va_end(again);
-        return;
-    }
-    if (size_t(n) < sizeof small) {
-        va_end(again);
-        emitLog(QByteArray(small, n));
-        return;
-    }
-    QByteArray big(n, '\0');
-    std::vsnprintf(big.data(), size_t(n) + 1, format, again);
-    va_end(again);
-    emitLog(big);
-}
 
 int MidiTrack::ticksPerFrame(int tcType) {
     return kTicksPerSecond / TcCalculator::frameRate(tcType); // 800, 768 or 640
-}
-
-QByteArray MidiTrack::encode78(const QByteArray& data) {
-    return coding78::encode78(data);
-}
-
-QByteArray MidiTrack::decode78(const QByteArray& data) {
-    return coding78::decode78(data);
 }
 
 void MidiTrack::writeVarLenValue(QByteArray& data, int value) {
@@ -139,225 +63,21 @@ void MidiTrack::writeMetaDataString(QByteArray& data, int delta, int type, const
 
 void MidiTrack::writeCue(QByteArray& data, int delta, const QString& text) {
     writeVarLenValue(data, delta);
-    data.append(midimsg::noteOn(kCueNote, kCueVelocity));
+    data.append(midimsg::trigger(midimsg::kAccumulateNote));
     if (text.isEmpty())
         return;
-    const QByteArray coded =
-        coding78::encodeLatin1Text((QStringLiteral("s ") + text).left(kMaxCueTextChars));
-    const char start[4] = {'\0', char(0xF0), char(kSysexManufacturer), char(kSysexText)};
+    const QByteArray coded = midimsg::codedText(midimsg::fileCueCommand(text));
+    const char start[2] = {'\0', char(midimsg::kSysexStart)}; // delta 0, F0
     data.append(start, 2);
     writeVarLenValue(data, int(coded.size()) + 3); // 20 01, the coded text, F7
-    data.append(start + 2, 2);
+    const char header[2] = {char(midimsg::kManufacturer), char(midimsg::kCodedText)};
+    data.append(header, 2);
     data.append(coded);
-    data.append(char(0xF7));
+    data.append(char(midimsg::kSysexEnd));
 }
 
 bool MidiTrack::writeFileAtomically(const QString& path, const QByteArray& bytes, QString* error) {
     return OutputFile::write(path, bytes, error);
-}
-
-void MidiTrack::decodeSysexData(const QByteArray& message) {
-    const auto* bytes = reinterpret_cast<const unsigned char*>(message.constData());
-    const qsizetype n = message.size();
-    log("system exclusive, size: %d mfg: %x\n", int(n), n > 0 ? unsigned(bytes[0]) : 0u);
-    if (n < 2 || bytes[0] != kSysexManufacturer || bytes[1] != kSysexText)
-        return;
-    // The body runs from byte 2 to the byte before the closing 0xF7.
-    const QByteArray decoded = decode78(n > 3 ? message.mid(2, n - 3) : QByteArray());
-    QByteArray dump;
-    for (qsizetype i = 0; i < decoded.size(); ++i) {
-        if (i % 16 == 0)
-            dump.append('\n');
-        char hex[4];
-        std::snprintf(hex, sizeof hex, "%02x ", unsigned(static_cast<unsigned char>(decoded[i])));
-        dump.append(hex, 3);
-    }
-    dump.append('\n');
-    emitLog(dump);
-    log("midi rx: %s\n", QString::fromLatin1(decoded).toUtf8().constData());
-}
-
-void MidiTrack::hexDump(const QByteArray& data) {
-    static const char kDigits[] = "0123456789abcdef";
-    const auto* bytes = reinterpret_cast<const unsigned char*>(data.constData());
-    const qsizetype n = data.size();
-    QByteArray out;
-    out.reserve(std::min<qsizetype>(n * 4 + n / 16 * 12 + 2, 0x10000 + 256));
-    char field[16];
-    for (qsizetype i = 0; i < n; ++i) {
-        if (i % 16 == 0) {
-            // Big files go out in pieces rather than as one block.
-            if (out.size() >= 0x10000) {
-                emitLog(out);
-                out.clear();
-            }
-            // The character column of a line is written when the next begins.
-            if (i > 0) {
-                for (qsizetype j = i - 16; j < i; ++j) {
-                    if (j % 16 == 8)
-                        out.append('\t');
-                    out.append(bytes[j] > 32 && bytes[j] < 127 ? char(bytes[j]) : '.');
-                }
-            }
-            const int len = std::snprintf(field, sizeof field, "\n%04x: ", unsigned(i));
-            out.append(field, len);
-        }
-        if (i % 16 == 8)
-            out.append('\t');
-        const char byteText[3] = {kDigits[bytes[i] >> 4], kDigits[bytes[i] & 0xF], ' '};
-        out.append(byteText, 3);
-    }
-    out.append('\n');
-    emitLog(out);
-}
-
-MidiTrack::ReadReport MidiTrack::importMidi(const QByteArray& fileBytes) {
-    hexDump(fileBytes);
-    ReadReport report;
-    auto problem = [&report](ReadVerdict verdict, const QString& text) {
-        if (report.verdict == ReadVerdict::Complete)
-            report = {verdict, text};
-    };
-    const auto* bytes = reinterpret_cast<const unsigned char*>(fileBytes.constData());
-    const qsizetype n = fileBytes.size();
-    if (n == 0)
-        problem(ReadVerdict::NotMidi, QStringLiteral("the file is empty"));
-    else if (n < 8 || std::memcmp(bytes, "MThd", 4) != 0)
-        problem(ReadVerdict::NotMidi, QStringLiteral("no MThd header chunk: not a MIDI file"));
-    bool sawTrack = false;
-    qsizetype pos = 0;
-    while (n - pos >= 8) {
-        char id[5];
-        std::memcpy(id, bytes + pos, 4);
-        id[4] = '\0';
-        const std::uint32_t size = readBigEndian32(bytes + pos + 4);
-        log("chunk ID: %s size: %x\n", id, size);
-        const qsizetype body = pos + 8;
-        const qsizetype end = std::min<qsizetype>(n, body + qsizetype(size));
-        if (end < body + qsizetype(size))
-            problem(ReadVerdict::Damaged,
-                    QStringLiteral("the file ends inside the chunk at byte %1 (%2 of its %3 bytes)")
-                        .arg(pos)
-                        .arg(end - body)
-                        .arg(size));
-        if (std::memcmp(id, "MThd", 4) == 0) {
-            if (end - body < 6)
-                problem(ReadVerdict::Damaged, QStringLiteral("the header chunk is too short"));
-            readHeaderChunk(bytes, body, end);
-        } else if (std::memcmp(id, "MTrk", 4) == 0) {
-            sawTrack = true;
-            const QString trackProblem = readTrackChunk(bytes, body, end);
-            if (!trackProblem.isEmpty())
-                problem(ReadVerdict::Damaged,
-                        QStringLiteral("track at byte %1: %2").arg(pos).arg(trackProblem));
-        }
-        pos = body + qsizetype(size);
-    }
-    if (pos < n)
-        problem(ReadVerdict::Damaged,
-                QStringLiteral("%1 stray bytes after the last chunk").arg(n - pos));
-    if (!sawTrack)
-        problem(ReadVerdict::Damaged, QStringLiteral("the file holds no track chunk"));
-    return report;
-}
-
-bool MidiTrack::onImportMidi(const QString& path) {
-    QFile file(path);
-    QByteArray bytes;
-    const bool ok = file.open(QIODevice::ReadOnly);
-    if (ok)
-        bytes = file.readAll();
-    importMidi(bytes);
-    return ok;
-}
-
-void MidiTrack::readHeaderChunk(const unsigned char* bytes, qsizetype pos, qsizetype end) {
-    if (end - pos < 6)
-        return;
-    m_format = bytes[pos + 1];
-    m_numberOfTracks = bytes[pos + 3];
-    m_timeDivision = std::uint16_t((bytes[pos + 4] << 8) | bytes[pos + 5]);
-    log("format: %x tracks: %d timeDivision: %d\n", unsigned(m_format), int(m_numberOfTracks),
-        int(m_timeDivision));
-}
-
-QString MidiTrack::readTrackChunk(const unsigned char* bytes, qsizetype pos, qsizetype end) {
-    const QString cutShort = QStringLiteral("the track ends inside an event");
-    while (pos < end) {
-        std::uint32_t deltaBits = 0;
-        if (!readVarLen(bytes, pos, end, deltaBits) || pos >= end)
-            return cutShort;
-        const int delta = static_cast<int>(deltaBits);
-        const unsigned char status = bytes[pos];
-        switch (status & 0xF0) {
-        case 0x90:
-            if (end - pos < 3)
-                return cutShort;
-            log("delta: %d note on: %d %d\n", delta, int(bytes[pos + 1]), int(bytes[pos + 2]));
-            pos += 3;
-            break;
-        case 0x80:
-        case 0xA0:
-        case 0xB0:
-        case 0xC0:
-        case 0xD0:
-        case 0xE0:
-            // Three bytes for every channel message, the two-byte program
-            // change and channel pressure included.
-            if (end - pos < 3)
-                return cutShort;
-            pos += 3;
-            break;
-        case 0xF0:
-            if (status == 0xF0) {
-                ++pos;
-                std::uint32_t length = 0;
-                if (!readVarLen(bytes, pos, end, length) || qsizetype(length) > end - pos)
-                    return cutShort;
-                decodeSysexData(
-                    QByteArray(reinterpret_cast<const char*>(bytes + pos), qsizetype(length)));
-                pos += qsizetype(length);
-            } else if (status == 0xFF) {
-                if (end - pos < 3)
-                    return cutShort;
-                const int type = bytes[pos + 1];
-                const qsizetype length = bytes[pos + 2];
-                pos += 3;
-                if (length > end - pos)
-                    return cutShort;
-                const unsigned char* meta = bytes + pos;
-                if (type == 0) {
-                    const int number =
-                        length >= 2 ? (meta[0] << 8) | meta[1] : (length == 1 ? meta[0] : 0);
-                    log("meta event, delta: %d sequence number: %d\n", delta, number);
-                } else if (type >= 1 && type <= 7) {
-                    const QByteArray text(reinterpret_cast<const char*>(meta), length);
-                    log("meta event, delta: %d type: %d string: %s\n", delta, type,
-                        text.constData());
-                } else {
-                    log("meta event, delta: %d type: %d\n", delta, type);
-                    if (type == 0x54 && length >= 5) {
-                        log("smpte offset: %02d:%02d:%02d:%02d:%02d fps: %d\n", meta[0] & 0x1F,
-                            int(meta[1]), int(meta[2]), int(meta[3]), int(meta[4]), meta[0] >> 5);
-                    } else if (type == 0x51 && length >= 3) {
-                        const int tempoUs = (meta[0] << 16) | (meta[1] << 8) | meta[2];
-                        if (tempoUs != 0) {
-                            log("microseconds per quarter note: %d beats per minute: %d\n", tempoUs,
-                                int(std::lround(60000000.0 / tempoUs)));
-                        }
-                    }
-                }
-                pos += length;
-            } else {
-                // No other system messages in a cue track.
-                return unreadStatus(status, pos);
-            }
-            break;
-        default:
-            return unreadStatus(status, pos); // a data byte: running status is not supported
-        }
-    }
-    return QString();
 }
 
 QByteArray MidiTrack::trackStart(int hourByte, int minutes, int seconds, int frames,
@@ -403,7 +123,7 @@ QByteArray MidiTrack::exportMidi(const QList<Cue>& cues, const QString& start, i
     // a timecode, hundredths of a frame in the last byte.
     const double offsetFrames = offsetSeconds * kTicksPerSecond / ticksFrame;
     const QString offsetTc = m_tcc.binaryToTc(truncatedInt(offsetFrames), tcType);
-    log("MIDI offset: %s\n", offsetTc.toUtf8().constData());
+    m_log.print("MIDI offset: %s\n", offsetTc.toUtf8().constData());
     int fractionalFrames = truncatedInt(offsetFrames * 100) % 100;
     if (fractionalFrames < 0)
         fractionalFrames += 100;
@@ -456,8 +176,8 @@ QByteArray MidiTrack::exportMidi(const QList<Cue>& cues, const QString& start, i
             ++m_exportReport.shortenedNotes;
         }
         writeVarLenValue(track, deltaTo(noteEnd));
-        track.append(char(0x90));
-        track.append(char(kCueNote));
+        track.append(char(midimsg::kNoteOn));
+        track.append(char(midimsg::kAccumulateNote));
         track.append('\0');
     }
     return fileWithTrack(track);
@@ -477,7 +197,7 @@ bool MidiTrack::onExportMidi(const QString& path, const QList<Cue>& cues, const 
 QByteArray MidiTrack::exportMidiSysex(const QString& hexText) {
     constexpr int kTcType = 3;
     const QString offsetTc = m_tcc.binaryToTc(0, kTcType);
-    log("MIDI offset: %s\n", offsetTc.toUtf8().constData());
+    m_log.print("MIDI offset: %s\n", offsetTc.toUtf8().constData());
     QByteArray track = trackStart(kTcType << 5, 0, 0, 0, 0, kTempoUs, QStringLiteral("sysex track"),
                                   QStringLiteral("00:00:00:00"));
     track.append('\0');

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "midi/MidiLog.h"
 #include "timecode/TcCalculator.h"
 
 #include <QByteArray>
@@ -8,33 +9,25 @@
 #include <QStringList>
 
 #include <cstdint>
-#include <functional>
 
 // Standard MIDI Files for cue sheets. A cue sheet becomes a format-1 file
-// with one track in which every cue is a Note On (channel 1, note 119,
-// velocity 64) followed by a system-exclusive message carrying the cue's text
-// in 7/8 coding, placed at the cue's time relative to a start timecode. The
-// reader logs a file's chunks and events for inspection; nothing it reads
-// changes anything.
+// with one track in which every cue is the unit's cue trigger (Note On,
+// channel 1, note 119, velocity 64) followed by a system-exclusive message
+// carrying the cue's text in 7/8 coding, placed at the cue's time relative to
+// a start timecode. MidiFileReader reads such files back.
 //
-// Diagnostics (the reader's log, the export's "MIDI offset" line) go to
-// standard output unless another sink is set.
+// The export's "MIDI offset" line goes to the diagnostics unless another
+// sink is set.
 class MidiTrack {
 public:
     static constexpr int kTicksPerQuarterNote = 9600;
     static constexpr int kTicksPerSecond = 19200; // two quarter notes a second
     static constexpr int kTempoUs = 500000;
     static constexpr int kPulldownTempoUs = 500500;
-    static constexpr int kCueNote = 0x77;
-    static constexpr int kCueVelocity = 0x40;
     // The note end follows every cue by 800 ticks whatever the frame rate.
     static constexpr int kNoteLengthTicks = 800;
-    // Longest cue text carried, the leading "s " included.
-    static constexpr int kMaxCueTextChars = 217;
-    static constexpr int kSysexManufacturer = 0x20;
-    static constexpr int kSysexText = 0x01;
 
-    using LogSink = std::function<void(const QByteArray& text)>;
+    using LogSink = MidiLog::Sink;
 
     // What the last cue export had to change so the file stays playable.
     struct ExportReport {
@@ -48,17 +41,6 @@ public:
         QStringList lostTexts;
     };
 
-    // How reading a file went.
-    enum class ReadVerdict {
-        Complete, // every chunk and event read
-        Damaged,  // cut short or not fully readable: what came before was logged
-        NotMidi   // empty, or not starting with a header chunk
-    };
-    struct ReadReport {
-        ReadVerdict verdict = ReadVerdict::Complete;
-        QString problem; // the first problem met, for the user
-    };
-
     // One cue of an export: its in time (HH:MM:SS:FF), the text it carries
     // (empty: none) and how the export names it when the text is lost.
     struct Cue {
@@ -67,10 +49,8 @@ public:
         QString name;
     };
 
-    MidiTrack();
-
-    // Where diagnostics go; an empty sink restores standard output.
-    void setLogSink(LogSink sink);
+    // Where the log goes; an empty sink restores the diagnostics.
+    void setLogSink(LogSink sink) { m_log.setSink(std::move(sink)); }
 
     // Ticks per frame by timecode type: 24 fps 800, 25 fps 768, 30 fps 640.
     static int ticksPerFrame(int tcType);
@@ -100,20 +80,6 @@ public:
     QByteArray exportMidiSysex(const QString& hexText);
     bool onExportMidiSysex(const QString& path, const QString& hexText, QString* error = nullptr);
 
-    // Logs a file's bytes: hex dump, chunks, header, track events. Reads
-    // never leave the file or the chunk they belong to: an event that would
-    // ends its chunk. The report names the first problem met.
-    ReadReport importMidi(const QByteArray& fileBytes);
-    // Reads the file and logs it; a file that cannot be read logs an empty
-    // dump and returns false.
-    bool onImportMidi(const QString& path);
-
-    static QByteArray encode78(const QByteArray& data);
-    static QByteArray decode78(const QByteArray& data);
-
-    // Logs one system-exclusive message from the unit (without the 0xF0).
-    void decodeSysexData(const QByteArray& message);
-
     // Variable-length quantity, at most 4 groups: values of 2^28 and more
     // lose their high bits, a negative value is written as its 32-bit pattern.
     static void writeVarLenValue(QByteArray& data, int value);
@@ -123,32 +89,18 @@ public:
     // Cue note and, for a non-empty text, the text message.
     static void writeCue(QByteArray& data, int delta, const QString& text);
 
-    // Filled by the reader from the last header chunk read.
-    std::uint16_t format() const { return m_format; }
-    std::uint16_t numberOfTracks() const { return m_numberOfTracks; }
-    std::uint16_t timeDivision() const { return m_timeDivision; }
-
     // Writes bytes to path through a temporary file renamed into place (a
     // device or pipe is written directly, never replaced).
     static bool writeFileAtomically(const QString& path, const QByteArray& bytes,
                                     QString* error = nullptr);
 
 private:
-    void log(const char* format, ...) __attribute__((format(printf, 2, 3)));
-    void emitLog(const QByteArray& text);
     static QByteArray trackStart(int hourByte, int minutes, int seconds, int frames,
                                  int fractionalFrames, int tempoUs, const QString& trackName,
                                  const QString& lyric);
     static QByteArray fileWithTrack(QByteArray& track);
-    void hexDump(const QByteArray& data);
-    void readHeaderChunk(const unsigned char* bytes, qsizetype pos, qsizetype end);
-    // The first problem in the chunk; empty when every event was read.
-    QString readTrackChunk(const unsigned char* bytes, qsizetype pos, qsizetype end);
 
     TcCalculator m_tcc;
-    LogSink m_logSink;
+    MidiLog m_log;
     ExportReport m_exportReport;
-    std::uint16_t m_format = 0;
-    std::uint16_t m_numberOfTracks = 0;
-    std::uint16_t m_timeDivision = 0;
 };

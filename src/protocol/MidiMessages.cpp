@@ -1,8 +1,17 @@
 #include "protocol/MidiMessages.h"
 
 #include "protocol/Coding78.h"
+#include "protocol/Commands.h"
 
 namespace midimsg {
+namespace {
+// What the command table puts before a cue's text ("s "), taken once: a
+// MIDI export writes thousands of cue texts.
+const QString& cueTextPrefix() {
+    static const QString prefix = cmd::cueText(QString());
+    return prefix;
+}
+} // namespace
 
 QByteArray noteOn(int note, int velocity) {
     const char bytes[3] = {char(kNoteOn), char(note & 0xff), char(velocity & 0xff)};
@@ -25,6 +34,21 @@ QByteArray textSysex(const QString& command) {
     frame.append(codedText(command));
     frame.append(char(kSysexEnd));
     return frame;
+}
+
+QString linkCueCommand(const QString& text) {
+    QString command = cueTextPrefix() + text;
+    if (command.size() > kLinkTextCutAbove)
+        command.truncate(kLinkTextChars);
+    return command;
+}
+
+QString fileCueCommand(const QString& text) {
+    return (cueTextPrefix() + text).left(kFileTextChars);
+}
+
+QByteArray cueTextSysex(const QString& text) {
+    return textSysex(linkCueCommand(text));
 }
 
 } // namespace midimsg

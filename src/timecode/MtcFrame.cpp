@@ -1,5 +1,7 @@
 #include "timecode/MtcFrame.h"
 
+#include "timecode/TcCalculator.h"
+
 #include <cstdio>
 
 namespace mtcframe {
@@ -33,6 +35,11 @@ void step(Frame& mtc, bool exactDropFrame) {
     // minute, except every tenth minute.
     if (exact && mtc[kSeconds] == 0 && mtc[kMinutes] % 10 != 0)
         mtc[kFrames] = 2;
+}
+
+int framesSinceMidnight(const Frame& mtc) {
+    return TcCalculator::fieldsToFrames(mtc[kHours] & 0x1F, mtc[kMinutes], mtc[kSeconds],
+                                        mtc[kFrames], rateCode(mtc));
 }
 
 QString format(const Frame& mtc) {

@@ -29,6 +29,10 @@ inline int rateCode(const Frame& frame) {
 // frames 0 and 1 at each minute but every tenth. Other rates are not affected.
 void step(Frame& frame, bool exactDropFrame);
 
+// Frames since midnight at the frame's own rate; -1 when its fields are not
+// those of a valid timecode.
+int framesSinceMidnight(const Frame& frame);
+
 // "HH:MM:SS:FF" (hours without the rate bits).
 QString format(const Frame& frame);
 

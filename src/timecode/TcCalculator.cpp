@@ -77,10 +77,13 @@ int TcCalculator::hrsToBinary(const QString& tc) const {
 int TcCalculator::tcToBinary(const QString& tc, int type) const {
     if (!isTc(tc))
         return 0;
-    const int hours = field(tc, 0);
-    const int minutes = field(tc, 3);
-    const int seconds = field(tc, 6);
-    const int frames = field(tc, 9);
+    return fieldsToFrames(field(tc, 0), field(tc, 3), field(tc, 6), field(tc, 9), type);
+}
+
+int TcCalculator::fieldsToFrames(int hours, int minutes, int seconds, int frames, int type) {
+    if (hours < 0 || hours > 23 || minutes < 0 || minutes > 59 || seconds < 0 || seconds > 59 ||
+        frames < 0 || frames > 29)
+        return -1;
     if (type == 2) {
         // Two frame numbers are skipped at the start of every minute except
         // minutes 00, 10, 20, 30, 40 and 50.

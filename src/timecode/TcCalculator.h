@@ -34,6 +34,10 @@ public:
     int hrsToBinary(const QString& tc) const;
     // Frames since midnight; 0 for a string that is not a valid timecode.
     int tcToBinary(const QString& tc, int type) const;
+    // The same from the four fields of a time; -1 when they are not those of
+    // a valid timecode (hours 0-23, minutes and seconds 0-59, frames 0-29).
+    // Works without strings or the pattern, so the MIDI thread may use it.
+    static int fieldsToFrames(int hours, int minutes, int seconds, int frames, int type);
     // Timecode of a frame count, wrapped into one day. A value of exactly one
     // day is left as it is and prints as 24:00:00:00. For type 2 the
     // decomposition is the unit's own and does not invert tcToBinary (1800

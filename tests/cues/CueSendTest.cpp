@@ -172,16 +172,4 @@ TEST_F(CueSend, AtMostFourRowsFireTogether) {
     EXPECT_EQ(s_sim->sysexTexts(), (QStringList{"s 0", "s 1", "s 2", "s 3"}));
 }
 
-// The 7/8 coding itself is tested with the MIDI code; here the frame
-// around it and the Latin-1 rule.
-TEST(CueSheetSysex, FrameBytes) {
-    const std::pair<QString, const char*> cases[] = {
-        {QStringLiteral("s A"), "f0200173204100f7"},
-        {QString::fromUtf8("s \xc3\xa9"), "f0200173206904f7"},     // 0xE9: 0x69, bit 2 of the group
-        {QString::fromUtf8("s \xe2\x80\x98"), "f0200173202700f7"}, // a curly quote as '
-        {QString::fromUtf8("s \xce\xa9"), "f02001f7"}};            // not Latin-1: no payload
-    for (const auto& [command, frame] : cases)
-        EXPECT_EQ(CueSheet::textSysex(command).toHex(), QByteArray(frame)) << qPrintable(command);
-}
-
 } // namespace

@@ -8,8 +8,7 @@
 #include "support/FilesAndTools.h"
 
 #include <QTemporaryDir>
-#include <cstdio>
-#include <cstdlib>
+#include <functional>
 #include <gtest/gtest.h>
 
 namespace {
@@ -20,16 +19,11 @@ QString data(const char* name) {
 
 // Runs `work` with the reader's report going to memory; returns it.
 QString captureLog(PdfCueReader& reader, const std::function<void()>& work) {
-    char* text = nullptr;
-    size_t size = 0;
-    std::FILE* log = open_memstream(&text, &size);
-    reader.setLog(log);
+    QByteArray log;
+    reader.setLogSink([&log](const QByteArray& text) { log += text; });
     work();
-    std::fclose(log);
-    reader.setLog(nullptr);
-    const QString report = QString::fromUtf8(text, qsizetype(size));
-    std::free(text);
-    return report;
+    reader.setLogSink({});
+    return QString::fromUtf8(log);
 }
 
 TEST(PdfCueReader, InformationDictionary) {

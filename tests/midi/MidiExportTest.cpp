@@ -1,5 +1,6 @@
 // The cue file as written, as a sequencer library reads it, and through qz62ctl.
 #include "cues/CueMidiExport.h"
+#include "midi/MidiFileReader.h"
 #include "midi/MidiTrack.h"
 
 #include "support/FilesAndTools.h"
@@ -114,10 +115,11 @@ TEST(MidiExportTest, PlacesCuesSoTimeNeverRunsBack) {
         {3, "01:00:00:00", "01:00:00:00", "01:00:00:01", "0/64 640/0 0/64 800/0", 0, 1}};
     for (const auto& c : cases) {
         MidiTrack track;
+        MidiFileReader reader;
         QByteArray log;
-        track.setLogSink([&log](const QByteArray& t) { log += t; });
-        track.importMidi(cuemidi::exportMidi(track, {cue(c.first, ""), cue(c.second, "")}, c.start,
-                                             c.type, 0, false, false, false));
+        reader.setLogSink([&log](const QByteArray& t) { log += t; });
+        reader.importMidi(cuemidi::exportMidi(track, {cue(c.first, ""), cue(c.second, "")}, c.start,
+                                              c.type, 0, false, false, false));
         QStringList notes;
         for (const QByteArray& line : log.split('\n')) {
             int delta = 0, note = 0, velocity = 0;
@@ -232,7 +234,7 @@ TEST(MidiExportTest, CommandLineExportsTheSortedSheet) {
     }
     // dump-midi prints the reader's log.
     QByteArray log;
-    MidiTrack reader;
+    MidiFileReader reader;
     reader.setLogSink([&log](const QByteArray& t) { log += t; });
     reader.importMidi(readFile(out));
     const ToolOutput dump = qz62ctl({"dump-midi", out});

@@ -1,9 +1,6 @@
 // The MIDI parser and the frame step on the examples the unit's users rely
-// on, and the cue firing against the cue sheet's own decision.
+// on.
 #include "midi/MidiParser.h"
-#include "cues/CueFiring.h"
-#include "cues/CueSheet.h"
-#include "protocol/CommandSink.h"
 
 #include <gtest/gtest.h>
 #include <random>
@@ -98,78 +95,6 @@ TEST(MidiParser, FrameStep) {
         mtcframe::step(mtc, c.exact);
         EXPECT_EQ(mtc, c.out) << mtcframe::format(c.in).toStdString() << " exact " << c.exact;
     }
-}
-
-// Records what the cue firing and the cue sheet send, in order.
-struct SentBytes : CommandSink {
-    QByteArray bytes;
-    void sendString(const QString& command) override { bytes += command.toLatin1() + '\n'; }
-    void sendBytes(const QByteArray& b) override { bytes += b; }
-    int txCount() const override { return 0; }
-};
-
-QByteArray mtcOf(int type, int frames) {
-    const TcCalculator tcc;
-    const QString tc = tcc.binaryToTc(frames, type);
-    const char bytes[4] = {char((type << 5) | tc.left(2).toInt()), char(tc.mid(3, 2).toInt()),
-                           char(tc.mid(6, 2).toInt()), char(tc.mid(9, 2).toInt())};
-    return QByteArray(bytes, 4);
-}
-
-// The MIDI thread's decision equals the sheet's own on random sheets and
-// times: the same rows fire, in the same order, with the same bytes.
-TEST(CueFiring, DecidesAsTheSheet) {
-    std::mt19937 random(7);
-    const TcCalculator tcc;
-    QObject mainThread;
-    for (int round = 0; round < 200; ++round) {
-        const int type = int(random() % 4);
-        CueSheet sheet;
-        sheet.setStepperStreamerDuration(int(random() % 120));
-        const int start = 3600 * 30;
-        for (int i = int(random() % 12); i > 0; --i) {
-            CueItem item = CueItem::blank();
-            item.cueId = QString::number(i);
-            item.cueText = QStringLiteral("cue %1").arg(i);
-            item.cueIn = tcc.binaryToTc(start + int(random() % 400), type);
-            sheet.addObject(item);
-        }
-        sheet.OnSort();
-        SentBytes bySheet;
-        SentBytes byFiring;
-        sheet.setComThread(&bySheet);
-        CueFiring firing(&mainThread);
-        firing.setCommandSink(&byFiring);
-        firing.publish(sheet);
-        for (int step = 0; step < 40; ++step) {
-            // Mostly forwards, sometimes a jump: sheet and firing walk alike.
-            const int now = start - 200 + int(random() % 700);
-            const QByteArray mtc = mtcOf(type, now);
-            sheet.mtcEvent(mtc);
-            firing.mtcEvent(mtc);
-            firing.mtcEvent(mtcOf(type, now + 10)); // leaves the pass
-            sheet.mtcEvent(mtcOf(type, now + 10));
-        }
-        EXPECT_EQ(byFiring.bytes.toHex(), bySheet.bytes.toHex()) << "round " << round;
-    }
-}
-
-TEST(CueFiring, OncePerPassOverAFrame) {
-    QObject mainThread;
-    CueSheet sheet;
-    CueItem item;
-    item.cueIn = QStringLiteral("01:00:10:00");
-    sheet.addObject(item);
-    SentBytes sent;
-    CueFiring firing(&mainThread);
-    firing.setCommandSink(&sent);
-    firing.publish(sheet);
-    const int due = 3600 * 30 + 10 * 30 - 60; // lead 60 frames at 30 fps
-    // Wobbling over the frame fires once; a locate away and back fires again.
-    for (const int offset : {-1, 0, 1, 0, -1, 0, 2, 0, -100, 0})
-        firing.mtcEvent(mtcOf(3, due + offset));
-    EXPECT_EQ(firing.firedCount(), 2);
-    EXPECT_TRUE(sent.bytes.startsWith(QByteArray::fromHex("907740f02001")));
 }
 
 } // namespace

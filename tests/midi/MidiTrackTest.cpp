@@ -1,6 +1,8 @@
-// Event writers, 7/8 coding and the file reader's log.
+// Event writers and the file reader's log.
 #include "midi/MidiTrack.h"
 #include "cues/CueText.h"
+#include "midi/MidiFileReader.h"
+#include "protocol/Coding78.h"
 
 #include "support/FilesAndTools.h"
 
@@ -10,14 +12,14 @@
 namespace {
 
 using testsupport::hex;
-using Verdict = MidiTrack::ReadVerdict;
+using Verdict = MidiFileReader::ReadVerdict;
 
-// Everything a MidiTrack logs, and the lines from the first chunk on.
+// Everything the reader logs, and the lines from the first chunk on.
 struct Logged {
-    MidiTrack track;
+    MidiFileReader reader;
     QByteArray text;
     Logged() {
-        track.setLogSink([this](const QByteArray& t) { text += t; });
+        reader.setLogSink([this](const QByteArray& t) { text += t; });
     }
     QStringList chunkLines() const {
         const QString all = QString::fromLatin1(text);
@@ -74,7 +76,7 @@ TEST(MidiTrackTest, WritesCueNoteAndTextMessage) {
     MidiTrack::writeCue(data, 0, QString(300, u'x'));
     ASSERT_EQ(data.size(), 4 + 4 + 251);
     EXPECT_EQ(data.mid(4, 4).toHex(), QByteArray("00f0817b"));
-    EXPECT_EQ(MidiTrack::decode78(data.mid(10, 248)), "s " + QByteArray(215, 'x'));
+    EXPECT_EQ(coding78::decode78(data.mid(10, 248)), "s " + QByteArray(215, 'x'));
 }
 
 TEST(MidiTrackTest, BuildsCueText) {
@@ -97,18 +99,6 @@ TEST(MidiTrackTest, BuildsCueText) {
     }
 }
 
-TEST(MidiTrackTest, CodesSevenEight) {
-    const std::pair<const char*, const char*> cases[] = {
-        {"", ""},
-        {"c1", "4101"},
-        {"800102030405ff", "000102030405 7f41"},
-        {"80010203040506ff", "00010203040506 01 7f01"}}; // a full group and one byte
-    for (const auto& [plain, coded] : cases) {
-        EXPECT_EQ(MidiTrack::encode78(hex(plain)).toHex(), hex(coded).toHex()) << plain;
-        EXPECT_EQ(MidiTrack::decode78(hex(coded)).toHex(), hex(plain).toHex()) << plain;
-    }
-}
-
 TEST(MidiTrackTest, LogsSystemExclusiveMessagesAndDumps) {
     // 17 bytes: a line break before the first and before the seventeenth.
     const std::pair<const char*, const char*> cases[] = {
@@ -120,13 +110,13 @@ TEST(MidiTrackTest, LogsSystemExclusiveMessagesAndDumps) {
          "\n62 \nmidi rx: aaaaaaaaaaaaaabbb\n"}};
     for (const auto& [message, log] : cases) {
         Logged logged;
-        logged.track.decodeSysexData(hex(message));
+        logged.reader.decodeSysexData(hex(message));
         EXPECT_EQ(logged.text.toStdString(), std::string(log));
     }
     // Blanks and control bytes show as dots; the last line, even a full one,
     // gets no character column.
     Logged logged;
-    logged.track.importMidi(hex("00200a41424344454647484949494949") + "0123456789abcdef");
+    logged.reader.importMidi(hex("00200a41424344454647484949494949") + "0123456789abcdef");
     EXPECT_TRUE(logged.text.startsWith(
         "\n0000: 00 20 0a 41 42 43 44 45 \t46 47 48 49 49 49 49 49 ...ABCDE\tFGHIIIII\n"
         "0010: 30 31 32 33 34 35 36 37 \t38 39 61 62 63 64 65 66 \n"));
@@ -135,10 +125,10 @@ TEST(MidiTrackTest, LogsSystemExclusiveMessagesAndDumps) {
 // Reads bytes held in a block of exactly their size (a QByteArray has a
 // terminating zero behind it), so the sanitizer builds catch a read one byte
 // past the end.
-MidiTrack::ReadReport importExact(MidiTrack& track, const QByteArray& bytes) {
+MidiFileReader::ReadReport importExact(MidiFileReader& reader, const QByteArray& bytes) {
     const auto exact = std::make_unique<char[]>(size_t(bytes.size()));
     std::copy_n(bytes.constData(), bytes.size(), exact.get());
-    return track.importMidi(QByteArray::fromRawData(exact.get(), bytes.size()));
+    return reader.importMidi(QByteArray::fromRawData(exact.get(), bytes.size()));
 }
 
 QByteArray fileWith(const QByteArray& events) {
@@ -170,22 +160,28 @@ const QStringList kEventLog = {"chunk ID: MThd size: 6",
 
 TEST(MidiTrackTest, LogsChunksAndEventsOfWholeAndCutFiles) {
     Logged logged;
-    EXPECT_EQ(logged.track.importMidi(fileWith(kEvents)).verdict, Verdict::Complete);
+    EXPECT_EQ(logged.reader.importMidi(fileWith(kEvents)).verdict, Verdict::Complete);
     EXPECT_EQ(logged.chunkLines(), kEventLog);
-    EXPECT_EQ(logged.track.timeDivision(), 9600);
+    EXPECT_EQ(logged.reader.timeDivision(), 9600);
     // Cut anywhere, a file logs the events before the cut and nothing else,
     // and says it is damaged.
     const QByteArray whole = fileWith(kEvents);
     for (int cut = 22; cut < whole.size(); ++cut) {
         Logged part;
-        EXPECT_EQ(importExact(part.track, whole.left(cut)).verdict, Verdict::Damaged) << cut;
+        EXPECT_EQ(importExact(part.reader, whole.left(cut)).verdict, Verdict::Damaged) << cut;
         const QStringList lines = part.chunkLines();
         EXPECT_EQ(lines, kEventLog.first(lines.size())) << cut;
     }
+    // A line longer than any buffer comes out whole.
+    const QByteArray longText(250, 'n');
+    Logged longLine;
+    longLine.reader.importMidi(fileWith(hex("00ff03fa") + longText + hex("00ff2f00")));
+    EXPECT_EQ(longLine.chunkLines().value(3),
+              "meta event, delta: 0 type: 3 string: " + QString::fromLatin1(longText));
     // Not a MIDI file at all: logged all the same.
     for (const QByteArray& notMidi : {QByteArray(), QByteArray("cue list\n01:00:00:00 Go\n")}) {
         Logged text;
-        EXPECT_EQ(text.track.importMidi(notMidi).verdict, Verdict::NotMidi);
+        EXPECT_EQ(text.reader.importMidi(notMidi).verdict, Verdict::NotMidi);
         EXPECT_TRUE(text.text.startsWith("\n")) << notMidi.constData();
     }
 }
@@ -208,14 +204,14 @@ TEST(MidiTrackTest, DamagedTracksStopTheChunk) {
         {"8fffffff7f 907740", {"delta: -1 note on: 119 64"}, Verdict::Complete}};
     for (const auto& c : cases) {
         Logged logged;
-        EXPECT_EQ(importExact(logged.track, fileWith(hex(c.events))).verdict, c.verdict)
+        EXPECT_EQ(importExact(logged.reader, fileWith(hex(c.events))).verdict, c.verdict)
             << c.events;
         EXPECT_EQ(logged.chunkLines().mid(3), c.log) << c.events;
     }
     // A size beyond the file, a header too short for its fields, an unknown
     // chunk, trailing bytes too few for a chunk header.
     Logged odd;
-    EXPECT_EQ(odd.track
+    EXPECT_EQ(odd.reader
                   .importMidi("MThd" + hex("000000020001") + "XFIL" + hex("0000000100") + "MTrk" +
                               hex("ffffffff 00907740") + "MTr")
                   .verdict,

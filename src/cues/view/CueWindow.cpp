@@ -5,6 +5,7 @@
 #include "cues/CueMidiExport.h"
 #include "cues/CueTableModel.h"
 #include "cues/view/CueTableView.h"
+#include "midi/MidiFileReader.h"
 #include "midi/MidiTrack.h"
 
 #include <QAction>
@@ -60,6 +61,20 @@ QCheckBox* checkBox(const QString& text, const char* name, const QString& tip) {
     c->setObjectName(QLatin1String(name));
     c->setToolTip(tip);
     return c;
+}
+
+// What the counter slot shows until the application puts its counter there.
+QLabel* counterPlaceholder() {
+    auto* placeholder = new QLabel(QStringLiteral("--:--:--:--"));
+    placeholder->setObjectName(QStringLiteral("labelTimecodeCounter"));
+    QFont counterFont = QFontDatabase::systemFont(QFontDatabase::FixedFont);
+    counterFont.setPointSizeF(counterFont.pointSizeF() * 2.6);
+    counterFont.setBold(true);
+    placeholder->setFont(counterFont);
+    placeholder->setStyleSheet(QStringLiteral(
+        "QLabel { background: #101418; color: #7fdc7f; padding: 4px 14px; border-radius: 4px; }"));
+    placeholder->setAlignment(Qt::AlignCenter);
+    return placeholder;
 }
 } // namespace
 
@@ -118,23 +133,31 @@ CueSheetSettings CueWindow::defaultSettings() {
 }
 
 void CueWindow::buildControls(QVBoxLayout* layout) {
-    // Top: the counter, read from across the stage, and the unit buttons.
+    layout->addLayout(buildTopRow());
+    auto* options = new QHBoxLayout;
+    options->addWidget(buildUnitTextOptions());
+    options->addWidget(buildSortOptions());
+    options->addWidget(buildMidiFileOptions());
+    options->addStretch(1);
+    layout->addLayout(options);
+
+    m_table = new CueTableView;
+    m_table->setObjectName(QStringLiteral("cueTable"));
+    m_model = new CueTableModel(m_document, this);
+    m_table->setModel(m_model);
+    layout->addWidget(m_table, 1);
+    layout->addLayout(buildRowButtons());
+}
+
+QLayout* CueWindow::buildTopRow() {
+    // The counter, read from across the stage, and the unit buttons.
     auto* top = new QHBoxLayout;
     m_counterSlot = new QWidget;
     m_counterSlot->setObjectName(QStringLiteral("counterSlot"));
     auto* slotLayout = new QHBoxLayout(m_counterSlot);
     slotLayout->setContentsMargins(0, 0, 0, 0);
-    auto* placeholder = new QLabel(QStringLiteral("--:--:--:--"));
-    placeholder->setObjectName(QStringLiteral("labelTimecodeCounter"));
-    QFont counterFont = QFontDatabase::systemFont(QFontDatabase::FixedFont);
-    counterFont.setPointSizeF(counterFont.pointSizeF() * 2.6);
-    counterFont.setBold(true);
-    placeholder->setFont(counterFont);
-    placeholder->setStyleSheet(QStringLiteral(
-        "QLabel { background: #101418; color: #7fdc7f; padding: 4px 14px; border-radius: 4px; }"));
-    placeholder->setAlignment(Qt::AlignCenter);
-    slotLayout->addWidget(placeholder);
-    m_counter = placeholder;
+    m_counter = counterPlaceholder();
+    slotLayout->addWidget(m_counter);
     top->addWidget(m_counterSlot);
 
     auto* unit = new QGroupBox(tr("Unit"));
@@ -146,10 +169,10 @@ void CueWindow::buildControls(QVBoxLayout* layout) {
         button(tr("Clear Unit Text"), "buttonClearText", tr("Clear the text the unit shows")));
     top->addWidget(unit);
     top->addStretch(1);
-    layout->addLayout(top);
+    return top;
+}
 
-    // Options: unit text, sorting, MIDI file.
-    auto* options = new QHBoxLayout;
+QWidget* CueWindow::buildUnitTextOptions() {
     auto* text = new QGroupBox(tr("Unit text"));
     auto* textLayout = new QVBoxLayout(text);
     m_checkBoxExportText = checkBox(tr("Cue text"), "checkBoxExportText",
@@ -158,8 +181,10 @@ void CueWindow::buildControls(QVBoxLayout* layout) {
                                      tr("Put the cue identifier in front of the text"));
     textLayout->addWidget(m_checkBoxExportText);
     textLayout->addWidget(m_checkBoxCueIdInText);
-    options->addWidget(text);
+    return text;
+}
 
+QWidget* CueWindow::buildSortOptions() {
     auto* sorting = new QGroupBox(tr("Sort"));
     auto* sortLayout = new QGridLayout(sorting);
     m_checkBoxDuplicate = checkBox(tr("Remove duplicates"), "checkBoxDuplicate",
@@ -171,8 +196,10 @@ void CueWindow::buildControls(QVBoxLayout* layout) {
     sortLayout->addWidget(m_checkBoxMidnightCalc, 1, 0);
     sortLayout->addWidget(button(tr("Sort"), "buttonSort", tr("Sort the rows by in time")), 0, 1, 2,
                           1);
-    options->addWidget(sorting);
+    return sorting;
+}
 
+QWidget* CueWindow::buildMidiFileOptions() {
     auto* midi = new QGroupBox(tr("MIDI file"));
     auto* midiLayout = new QGridLayout(midi);
     m_textBoxMidiStart = new QLineEdit;
@@ -199,16 +226,10 @@ void CueWindow::buildControls(QVBoxLayout* layout) {
     midiButtons->addWidget(
         button(tr("Import…"), "buttonImportMidi", tr("Read a MIDI file into the unit tab's log")));
     midiLayout->addLayout(midiButtons, 1, 2);
-    options->addWidget(midi);
-    options->addStretch(1);
-    layout->addLayout(options);
+    return midi;
+}
 
-    m_table = new CueTableView;
-    m_table->setObjectName(QStringLiteral("cueTable"));
-    m_model = new CueTableModel(m_document, this);
-    m_table->setModel(m_model);
-    layout->addWidget(m_table, 1);
-
+QLayout* CueWindow::buildRowButtons() {
     auto* bottom = new QHBoxLayout;
     bottom->addWidget(
         button(tr("Add Row"), "buttonAddRow", tr("Add a new cue after the selection")));
@@ -221,7 +242,7 @@ void CueWindow::buildControls(QVBoxLayout* layout) {
     m_countLabel = new QLabel;
     m_countLabel->setObjectName(QStringLiteral("labelCueCount"));
     bottom->addWidget(m_countLabel);
-    layout->addLayout(bottom);
+    return bottom;
 }
 
 void CueWindow::setCounterWidget(QWidget* counter) {
@@ -440,9 +461,9 @@ void CueWindow::importMidi() {
     const QString path = cueDialogs().openFile(this, tr("Import MIDI File"), kMidiFilter);
     if (path.isEmpty())
         return;
-    MidiTrack track;
-    track.setLogSink([this](const QByteArray& text) { emit logText(QString::fromUtf8(text)); });
-    track.onImportMidi(path);
+    MidiFileReader reader;
+    reader.setLogSink([this](const QByteArray& text) { emit logText(QString::fromUtf8(text)); });
+    reader.onImportMidi(path);
 }
 
 void CueWindow::closeEvent(QCloseEvent* event) {

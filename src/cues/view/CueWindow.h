@@ -13,6 +13,7 @@ class CueTableView;
 class QCheckBox;
 class QComboBox;
 class QLabel;
+class QLayout;
 class QLineEdit;
 class QMenu;
 class QPushButton;
@@ -92,6 +93,11 @@ protected:
 
 private:
     void buildControls(QVBoxLayout* layout);
+    QLayout* buildTopRow();
+    QWidget* buildUnitTextOptions();
+    QWidget* buildSortOptions();
+    QWidget* buildMidiFileOptions();
+    QLayout* buildRowButtons();
     void buildMenus();
     void connectControls();
     void showSettings();

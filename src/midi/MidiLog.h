@@ -1,0 +1,20 @@
+#pragma once
+
+#include <QByteArray>
+#include <functional>
+
+// Where the MIDI file code reports what it reads and writes: to the sink its
+// owner gives (a command's output, the application's log), otherwise to the
+// diagnostics. Text goes out whole, however long.
+class MidiLog {
+public:
+    using Sink = std::function<void(const QByteArray& text)>;
+
+    // An empty sink restores the diagnostics.
+    void setSink(Sink sink) { m_sink = std::move(sink); }
+    void write(const QByteArray& text) const;
+    void print(const char* format, ...) const __attribute__((format(printf, 2, 3)));
+
+private:
+    Sink m_sink;
+};
