@@ -1,5 +1,6 @@
 #include "link/ComThread.h"
 #include "link/TcpTransport.h"
+#include "link/internal/SerialPortFinder.h"
 #include "protocol/Coding78.h"
 #include "protocol/MidiMessages.h"
 #include "sim/SimulatedUnit.h"

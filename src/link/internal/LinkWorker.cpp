@@ -1,4 +1,4 @@
-#include "link/LinkWorker.h"
+#include "link/internal/LinkWorker.h"
 
 #include "base/Diagnostics.h"
 #include "base/QueuedCalls.h"
@@ -38,10 +38,6 @@ std::int64_t threadCpuNs(clockid_t clock) {
     return std::int64_t(ts.tv_sec) * 1000000000 + ts.tv_nsec;
 }
 } // namespace
-
-void LinkListener::threadLinkLost(const QString&) {
-    diag::print("parent does not respond to 'threadLinkLost:'\n");
-}
 
 LinkWorker::~LinkWorker() {
     stop();
