@@ -7,37 +7,41 @@
 
 #include <cerrno>
 #include <ctime>
-#include <optional>
 #include <poll.h>
 #include <pthread.h>
 
 namespace {
-using Clock = std::chrono::steady_clock;
-
-// Chunks read in one pass before the next queued command gets its turn, so a
-// chattering unit cannot starve the queue.
-constexpr int kMaxChunksPerPass = 16;
-// Reads that return nothing although poll reported input, in a row, before
-// the port counts as gone (a hung-up tty reads as end of file).
-constexpr int kMaxEmptyReads = 100;
-// How long one write waits for the port to take bytes (CTS held low) before
-// the thread reads and handles stop requests again; the rest is kept and
-// finished first on the next pass.
-constexpr int kWriteStallMs = 1000;
-
-int msUntil(Clock::time_point deadline) {
-    const auto left =
-        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
-    return left > 0 ? int(left) : 0;
-}
-
 std::int64_t threadCpuNs(clockid_t clock) {
     timespec ts{};
     if (clock_gettime(clock, &ts) != 0)
         return -1;
     return std::int64_t(ts.tv_sec) * 1000000000 + ts.tv_nsec;
 }
+
+QString reasonOr(const Transport& transport, const char* fallback) {
+    const QString reason = transport.lostReason();
+    return reason.isEmpty() ? QString::fromLatin1(fallback) : reason;
+}
 } // namespace
+
+// --- the clock ---
+
+LinkClock::TimePoint LinkClock::now() const {
+    return std::chrono::steady_clock::now();
+}
+
+int LinkClock::poll(pollfd* fds, int count, int timeoutMs) {
+    return ::poll(fds, nfds_t(count), timeoutMs);
+}
+
+LinkClock& LinkClock::system() {
+    static LinkClock clock;
+    return clock;
+}
+
+// --- the owner's side ---
+
+LinkWorker::LinkWorker(LinkClock* clock) : m_clock(clock ? *clock : LinkClock::system()) {}
 
 LinkWorker::~LinkWorker() {
     stop();
@@ -45,11 +49,7 @@ LinkWorker::~LinkWorker() {
 
 void LinkWorker::start(Transport* transport, LinkListener* listener, QueuedCalls* toOwner) {
     stop();
-    {
-        std::lock_guard<std::mutex> lock(m_ioLock);
-        m_commands.clear();
-        m_priority.clear();
-    }
+    clearQueues();
     // A line the previous run left half-written is ended, so the unit sees
     // the first command of this run on a line of its own.
     {
@@ -65,7 +65,12 @@ void LinkWorker::start(Transport* transport, LinkListener* listener, QueuedCalls
     m_abort.store(false);
     m_finalCpuNs.store(0);
     m_running.store(true);
-    m_thread = std::thread(&LinkWorker::run, this, transport, listener, toOwner);
+    Session session;
+    session.transport = transport;
+    session.listener = listener;
+    session.toOwner = toOwner;
+    session.fd = transport ? transport->pollFd() : -1;
+    m_thread = std::thread(&LinkWorker::run, this, std::move(session));
 }
 
 void LinkWorker::stop() {
@@ -79,9 +84,7 @@ void LinkWorker::stop() {
         std::lock_guard<std::mutex> write(m_writeLock);
         m_transport = nullptr;
     }
-    std::lock_guard<std::mutex> lock(m_ioLock);
-    m_commands.clear();
-    m_priority.clear();
+    clearQueues();
 }
 
 void LinkWorker::queueCommand(const QByteArray& framed) {
@@ -147,6 +150,174 @@ std::chrono::nanoseconds LinkWorker::cpuTime() const {
     return std::chrono::nanoseconds(m_finalCpuNs.load());
 }
 
+// --- the link thread ---
+
+void LinkWorker::run(Session session) {
+    if (session.fd < 0)
+        waitForStop(); // no port
+    else
+        while (!m_abort.load() && pass(session)) {
+        }
+    if (!session.lostReason.isEmpty())
+        linkLost(session);
+    m_finalCpuNs.store(threadCpuNs(CLOCK_THREAD_CPUTIME_ID));
+    m_running.store(false);
+    diag::print("run() complete\n");
+}
+
+// One pass: finish a stalled write, send the priority lane, write at most one
+// queued command and give the unit up to 300 ms to start answering (sending
+// priority bytes meanwhile), read what has arrived, then sleep in poll until
+// the port has input, something is to be sent or stop is asked for. Nothing
+// runs on a timer, so an idle link costs no CPU. False when the thread is to
+// end: stop was asked for, or the transport went away (s.lostReason says why).
+bool LinkWorker::pass(Session& s) {
+    WriteResult written = writePriority(*s.transport);
+    if (written == WriteResult::Done)
+        written = sendNextCommand(s);
+    if (written == WriteResult::Gone) {
+        s.lostReason = reasonOr(*s.transport, "port hung up");
+        return false;
+    }
+    if (m_abort.load() || !readAvailable(s))
+        return false;
+    sleepUntilNeeded(s);
+    return true;
+}
+
+void LinkWorker::waitForStop() {
+    while (!m_abort.load()) {
+        pollfd p{m_wake.readFd(), POLLIN, 0};
+        m_clock.poll(&p, 1, -1);
+        m_wake.drain();
+    }
+}
+
+// The oldest queued command, then the wait for its reply. Done when nothing
+// was queued.
+LinkWorker::WriteResult LinkWorker::sendNextCommand(Session& s) {
+    const std::optional<QByteArray> command = takeCommand();
+    if (!command)
+        return WriteResult::Done;
+    const WriteResult written = write(*s.transport, *command);
+    return written == WriteResult::Done ? awaitReply(s) : written;
+}
+
+// Up to kReplyWaitMs for the first reply bytes. The priority lane does not
+// wait behind a reply; queued commands do.
+LinkWorker::WriteResult LinkWorker::awaitReply(Session& s) {
+    const LinkClock::TimePoint deadline = m_clock.now() + std::chrono::milliseconds(kReplyWaitMs);
+    WriteResult written = WriteResult::Done;
+    while (!m_abort.load() && written == WriteResult::Done) {
+        const int waitMs = msUntil(deadline);
+        if (waitMs == 0)
+            break;
+        pollfd fds[2] = {{s.fd, POLLIN, 0}, {m_wake.readFd(), POLLIN, 0}};
+        if (pollAndDrain(fds, 2, waitMs) < 0 && errno != EINTR)
+            break;
+        if (fds[1].revents)
+            written = writePriority(*s.transport);
+        if (fds[0].revents)
+            break;
+    }
+    return written;
+}
+
+// Reads what has arrived, at most kMaxChunksPerPass chunks; false when the
+// transport is gone.
+bool LinkWorker::readAvailable(Session& s) {
+    char buffer[kReadChunkBytes];
+    for (int chunks = 0; chunks < kMaxChunksPerPass; ++chunks) {
+        pollfd p{s.fd, POLLIN, 0};
+        const int ready = m_clock.poll(&p, 1, 0);
+        if (ready < 0 && errno == EINTR)
+            continue;
+        if (ready <= 0)
+            return true;
+        if (p.revents & POLLNVAL) {
+            s.lostReason = QStringLiteral("port closed");
+            return false;
+        }
+        if (p.revents & POLLIN) {
+            const int n = s.transport->read(buffer, sizeof buffer);
+            if (n > 0) {
+                s.emptyReads = 0;
+                handOver(s, buffer, n);
+                continue;
+            }
+            if (n == Transport::kGone) {
+                s.lostReason = reasonOr(*s.transport, "port hung up");
+                return false;
+            }
+        }
+        if (p.revents & (POLLHUP | POLLERR)) {
+            s.lostReason = QStringLiteral("port hung up");
+            return false;
+        }
+        if (++s.emptyReads > kMaxEmptyReads) {
+            s.lostReason = QStringLiteral("end of file");
+            return false;
+        }
+        return true;
+    }
+    return true;
+}
+
+// A received chunk, numbered, to the listener on its own thread.
+void LinkWorker::handOver(Session& s, const char* bytes, int length) {
+    MsgClass chunk;
+    chunk.txBytes(bytes, length);
+    chunk.text = QString::number(++s.chunks);
+    if (LinkListener* listener = s.listener)
+        s.toOwner->post([listener, chunk] { listener->threadHasMsg(chunk); });
+    else
+        diag::print("parent does not respond to 'threadHasMsg:'\n");
+}
+
+// Until the port has input or something is to be sent; while the port holds
+// back a line, until it takes bytes again (or the stall time has passed).
+void LinkWorker::sleepUntilNeeded(const Session& s) {
+    if (hasUnsent()) {
+        pollfd fds[3] = {{s.fd, POLLIN, 0}, {m_wake.readFd(), POLLIN, 0}, {s.fd, POLLOUT, 0}};
+        pollAndDrain(fds, 3, kWriteStallMs);
+    } else if (queuesEmpty()) {
+        pollfd fds[2] = {{s.fd, POLLIN, 0}, {m_wake.readFd(), POLLIN, 0}};
+        pollAndDrain(fds, 2, -1);
+    }
+}
+
+// The transport is closed, whatever was queued is dropped and the listener
+// is told.
+void LinkWorker::linkLost(Session& s) {
+    {
+        std::lock_guard<std::mutex> write(m_writeLock);
+        m_transport = nullptr;
+        s.transport->close();
+    }
+    clearQueues();
+    const QString reason = s.lostReason;
+    diag::print("link lost: %s\n", reason.toLocal8Bit().constData());
+    if (LinkListener* listener = s.listener)
+        s.toOwner->post([listener, reason] { listener->threadLinkLost(reason); });
+    else
+        diag::print("parent does not respond to 'threadLinkLost:'\n");
+}
+
+int LinkWorker::pollAndDrain(pollfd* fds, int count, int timeoutMs) {
+    const int ready = m_clock.poll(fds, count, timeoutMs);
+    if (fds[1].revents)
+        m_wake.drain();
+    return ready;
+}
+
+int LinkWorker::msUntil(LinkClock::TimePoint deadline) const {
+    const auto left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - m_clock.now()).count();
+    return left > 0 ? int(left) : 0;
+}
+
+// --- writing ---
+
 // Writes bytes after whatever is still being written; what the port does not
 // take within the stall time stays in m_unsent.
 LinkWorker::WriteResult LinkWorker::write(Transport& transport, const QByteArray& bytes) {
@@ -159,14 +330,10 @@ LinkWorker::WriteResult LinkWorker::write(Transport& transport, const QByteArray
     return finishUnsent(transport);
 }
 
-bool LinkWorker::hasUnsent() {
-    std::lock_guard<std::mutex> lock(m_writeLock);
-    return !m_unsent.isEmpty();
-}
-
-// Writes under the write lock, waits for the port without it.
+// Writes under the write lock, waits for the port without it. Bytes to send
+// that arrive meanwhile wait until this line is out.
 LinkWorker::WriteResult LinkWorker::finishUnsent(Transport& transport) {
-    const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(kWriteStallMs);
+    const LinkClock::TimePoint deadline = m_clock.now() + std::chrono::milliseconds(kWriteStallMs);
     while (!m_abort.load()) {
         {
             std::lock_guard<std::mutex> lock(m_writeLock);
@@ -185,9 +352,7 @@ LinkWorker::WriteResult LinkWorker::finishUnsent(Transport& transport) {
         if (waitMs == 0)
             return WriteResult::Stalled;
         pollfd fds[2] = {{transport.pollFd(), POLLOUT, 0}, {m_wake.readFd(), POLLIN, 0}};
-        ::poll(fds, 2, waitMs);
-        if (fds[1].revents)
-            m_wake.drain(); // bytes to send wait until this line is out
+        pollAndDrain(fds, 2, waitMs);
         if (fds[0].revents & (POLLHUP | POLLERR | POLLNVAL))
             return WriteResult::Gone;
     }
@@ -213,159 +378,27 @@ LinkWorker::WriteResult LinkWorker::writePriority(Transport& transport) {
     }
 }
 
-// Per pass: finish a stalled write, send the priority lane, write at most one
-// queued command and give the unit up to 300 ms to start answering (sending
-// priority bytes meanwhile), read what has arrived, then sleep in poll until
-// the port has input, something is to be sent or stop is asked for. Nothing
-// runs on a timer, so an idle link costs no CPU.
-void LinkWorker::run(Transport* transport, LinkListener* listener, QueuedCalls* toOwner) {
-    int counter = 0;
-    int emptyReads = 0;
-    QString lostReason;
-    char buffer[kReadChunkBytes];
-    const int fd = transport ? transport->pollFd() : -1;
-    const int wakeFd = m_wake.readFd();
+std::optional<QByteArray> LinkWorker::takeCommand() {
+    std::lock_guard<std::mutex> lock(m_ioLock);
+    if (m_commands.empty())
+        return std::nullopt;
+    QByteArray command = std::move(m_commands.front());
+    m_commands.pop_front();
+    return command;
+}
 
-    auto post = [&](const char* bytes, int length) {
-        MsgClass chunk;
-        chunk.txBytes(bytes, length);
-        chunk.text = QString::number(++counter);
-        if (listener)
-            toOwner->post([listener, chunk] { listener->threadHasMsg(chunk); });
-        else
-            diag::print("parent does not respond to 'threadHasMsg:'\n");
-    };
-    auto gone = [&](const QString& fallback) {
-        lostReason = transport->lostReason().isEmpty() ? fallback : transport->lostReason();
-    };
-    // Reads what has arrived, at most kMaxChunksPerPass chunks; false when the
-    // transport is gone.
-    auto readAvailable = [&] {
-        for (int chunks = 0; chunks < kMaxChunksPerPass; ++chunks) {
-            pollfd p{fd, POLLIN, 0};
-            const int ready = ::poll(&p, 1, 0);
-            if (ready < 0 && errno == EINTR)
-                continue;
-            if (ready <= 0)
-                return true;
-            if (p.revents & POLLNVAL) {
-                lostReason = QStringLiteral("port closed");
-                return false;
-            }
-            if (p.revents & POLLIN) {
-                const int n = transport->read(buffer, sizeof buffer);
-                if (n > 0) {
-                    emptyReads = 0;
-                    post(buffer, n);
-                    continue;
-                }
-                if (n == Transport::kGone) {
-                    gone(QStringLiteral("port hung up"));
-                    return false;
-                }
-            }
-            if (p.revents & (POLLHUP | POLLERR)) {
-                lostReason = QStringLiteral("port hung up");
-                return false;
-            }
-            if (++emptyReads > kMaxEmptyReads) {
-                lostReason = QStringLiteral("end of file");
-                return false;
-            }
-            return true;
-        }
-        return true;
-    };
-    auto idle = [&] {
-        std::lock_guard<std::mutex> lock(m_ioLock);
-        return m_commands.empty() && m_priority.empty();
-    };
+bool LinkWorker::hasUnsent() {
+    std::lock_guard<std::mutex> lock(m_writeLock);
+    return !m_unsent.isEmpty();
+}
 
-    while (!m_abort.load()) {
-        if (fd < 0) { // no port: only wait to be stopped
-            pollfd p{wakeFd, POLLIN, 0};
-            ::poll(&p, 1, -1);
-            m_wake.drain();
-            continue;
-        }
-        WriteResult written = writePriority(*transport);
-        if (written == WriteResult::Gone) {
-            gone(QStringLiteral("port hung up"));
-            break;
-        }
-        std::optional<QByteArray> command;
-        if (written == WriteResult::Done) {
-            std::lock_guard<std::mutex> lock(m_ioLock);
-            if (!m_commands.empty()) {
-                command = std::move(m_commands.front());
-                m_commands.pop_front();
-            }
-        }
-        if (command) {
-            written = write(*transport, *command);
-            if (written == WriteResult::Gone) {
-                gone(QStringLiteral("port hung up"));
-                break;
-            }
-            const Clock::time_point deadline =
-                Clock::now() + std::chrono::milliseconds(kReplyWaitMs);
-            while (!m_abort.load() && written == WriteResult::Done) {
-                const int waitMs = msUntil(deadline);
-                if (waitMs == 0)
-                    break;
-                pollfd fds[2] = {{fd, POLLIN, 0}, {wakeFd, POLLIN, 0}};
-                if (::poll(fds, 2, waitMs) < 0 && errno != EINTR)
-                    break;
-                if (fds[1].revents) {
-                    m_wake.drain();
-                    // The priority lane does not wait behind a reply; queued
-                    // commands do.
-                    written = writePriority(*transport);
-                    if (written == WriteResult::Gone)
-                        break;
-                }
-                if (fds[0].revents)
-                    break;
-            }
-            if (written == WriteResult::Gone) {
-                gone(QStringLiteral("port hung up"));
-                break;
-            }
-        }
-        if (m_abort.load() || !readAvailable())
-            break;
-        if (hasUnsent()) {
-            // The port holds back a line: wait until it takes bytes again.
-            pollfd fds[3] = {{fd, POLLIN, 0}, {wakeFd, POLLIN, 0}, {fd, POLLOUT, 0}};
-            ::poll(fds, 3, kWriteStallMs);
-            if (fds[1].revents)
-                m_wake.drain();
-        } else if (idle()) {
-            pollfd fds[2] = {{fd, POLLIN, 0}, {wakeFd, POLLIN, 0}};
-            ::poll(fds, 2, -1);
-            if (fds[1].revents)
-                m_wake.drain();
-        }
-    }
+bool LinkWorker::queuesEmpty() const {
+    std::lock_guard<std::mutex> lock(m_ioLock);
+    return m_commands.empty() && m_priority.empty();
+}
 
-    if (!lostReason.isEmpty()) {
-        {
-            std::lock_guard<std::mutex> write(m_writeLock);
-            m_transport = nullptr;
-            transport->close();
-        }
-        {
-            std::lock_guard<std::mutex> lock(m_ioLock);
-            m_commands.clear();
-            m_priority.clear();
-        }
-        diag::print("link lost: %s\n", lostReason.toLocal8Bit().constData());
-        if (listener)
-            toOwner->post([listener, lostReason] { listener->threadLinkLost(lostReason); });
-        else
-            diag::print("parent does not respond to 'threadLinkLost:'\n");
-    }
-    m_finalCpuNs.store(threadCpuNs(CLOCK_THREAD_CPUTIME_ID));
-    m_running.store(false);
-    diag::print("run() complete\n");
+void LinkWorker::clearQueues() {
+    std::lock_guard<std::mutex> lock(m_ioLock);
+    m_commands.clear();
+    m_priority.clear();
 }
