@@ -165,6 +165,8 @@ int ComThread::fd() const {
 }
 
 TransportLoan ComThread::lendTransport() {
+    if (!m_serial) // nothing to lend: the link goes on as it is
+        return TransportLoan(this, nullptr, false);
     const bool wasRunning = m_worker->isRunning();
     stopThread();
     return TransportLoan(this, std::move(m_serial), wasRunning && m_listener);

@@ -124,7 +124,8 @@ public:
     int fd() const;
     QString com() const { return m_com; }
     // Stops the link and lends the serial port to an update engine until the
-    // loan is destroyed.
+    // loan is destroyed. Without a serial port (none found, or the link runs
+    // on another transport) the loan is empty and the link is left as it is.
     TransportLoan lendTransport();
 
     // CPU time the link thread has used (its final figure once it ended).

@@ -2,6 +2,7 @@
 // plays (LinkFakes.h): nothing here waits for real time to pass.
 #include "LinkFakes.h"
 #include "base/QueuedCalls.h"
+#include "link/ComThread.h"
 #include "protocol/MidiMessages.h"
 #include "support/LinkTestSupport.h"
 
@@ -177,6 +178,24 @@ TEST(LinkWorker, PriorityBytesGoOutWhileACommandWaitsForItsReply) {
             ASSERT_TRUE(r.clock.advanceMs(1));
         EXPECT_TRUE(r.portGot("X 1\r\n" + trigger + "X 2\r\n"));
     }
+}
+
+// With no serial port there is nothing to lend: the link goes on as it was.
+TEST(LinkLoan, WithoutASerialPortLeavesTheLinkRunning) {
+    auto fake = std::make_unique<FakeTransport>();
+    FakeTransport* port = fake.get();
+    Receiver receiver;
+    ComThread link;
+    link.useTransport(std::move(fake), QStringLiteral("fake"));
+    link.startThread(&receiver);
+    {
+        const TransportLoan loan = link.lendTransport();
+        EXPECT_FALSE(loan);
+        EXPECT_TRUE(link.isRunning());
+    }
+    EXPECT_TRUE(link.isRunning());
+    link.sendString(QStringLiteral("X 1"));
+    EXPECT_TRUE(waitFor([&] { return port->written() == "X 1\r\n"; }));
 }
 
 } // namespace
