@@ -55,6 +55,7 @@ TEST(LinkWorker, ATransportThatGoesAwayEndsTheLinkAndDropsTheQueue) {
          "No such device"},
         {"a read error", nothing,
          [](Rig& r) {
+             ASSERT_TRUE(r.portGot("X 1\r\n"));
              r.port.failReads(QStringLiteral("Input/output error"));
              r.port.unitSends("X 1\r\n>");
          },
