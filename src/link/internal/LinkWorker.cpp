@@ -92,6 +92,8 @@ void LinkWorker::queueCommand(const QByteArray& framed) {
         return;
     {
         std::lock_guard<std::mutex> lock(m_ioLock);
+        if (!m_running.load())
+            return; // the run ended meanwhile
         m_commands.push_back(framed);
     }
     m_wake.wake();
@@ -127,6 +129,8 @@ void LinkWorker::sendNow(const QByteArray& raw) {
     }
     {
         std::lock_guard<std::mutex> lock(m_ioLock);
+        if (!m_running.load())
+            return; // the run ended meanwhile
         m_priority.push_back(raw);
     }
     m_wake.wake();
@@ -158,10 +162,17 @@ void LinkWorker::run(Session session) {
     else
         while (!m_abort.load() && pass(session)) {
         }
+    m_finalCpuNs.store(threadCpuNs(CLOCK_THREAD_CPUTIME_ID));
+    // Emptied and marked ended in one step, so a command sent meanwhile is
+    // either dropped with the queue or refused, never left behind.
+    {
+        std::lock_guard<std::mutex> lock(m_ioLock);
+        m_commands.clear();
+        m_priority.clear();
+        m_running.store(false);
+    }
     if (!session.lostReason.isEmpty())
         linkLost(session);
-    m_finalCpuNs.store(threadCpuNs(CLOCK_THREAD_CPUTIME_ID));
-    m_running.store(false);
     diag::print("run() complete\n");
 }
 
@@ -286,15 +297,13 @@ void LinkWorker::sleepUntilNeeded(const Session& s) {
     }
 }
 
-// The transport is closed, whatever was queued is dropped and the listener
-// is told.
+// Once the run has ended: the transport is closed and the listener is told.
 void LinkWorker::linkLost(Session& s) {
     {
         std::lock_guard<std::mutex> write(m_writeLock);
         m_transport = nullptr;
         s.transport->close();
     }
-    clearQueues();
     const QString reason = s.lostReason;
     diag::print("link lost: %s\n", reason.toLocal8Bit().constData());
     if (LinkListener* listener = s.listener)
