@@ -1,13 +1,14 @@
 #include "base/Alerts.h"
 
+#include "base/Diagnostics.h"
+
 #include <atomic>
-#include <cstdio>
 
 namespace {
 class StderrPresenter final : public AlertPresenter {
 public:
     void showAlert(const QString& message) override {
-        std::fprintf(stderr, "alert: %s\n", message.toLocal8Bit().constData());
+        diag::printError("alert: %s\n", message.toLocal8Bit().constData());
     }
     bool askOkCancel(const QString& message) override {
         showAlert(message);

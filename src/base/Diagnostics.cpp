@@ -26,4 +26,11 @@ void print(const char* format, ...) {
     va_end(args);
     std::fflush(stdout);
 }
+
+void printError(const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    std::vfprintf(stderr, format, args);
+    va_end(args);
+}
 } // namespace diag

@@ -1,6 +1,12 @@
 #include "link/ComThread.h"
 
 #include "base/QueuedCalls.h"
+#include "link/internal/LinkWorker.h"
+#include "link/internal/SerialPortFinder.h"
+
+static_assert(ComThread::kReadChunkBytes == LinkWorker::kReadChunkBytes);
+static_assert(ComThread::kReplyWaitMs == LinkWorker::kReplyWaitMs);
+static_assert(ComThread::kProbeTries == SerialPortFinder::kProbeTries);
 
 TransportLoan::TransportLoan(ComThread* link, std::unique_ptr<SerialTransport> port, bool restart)
     : m_link(link), m_port(std::move(port)), m_restart(restart) {}
@@ -15,9 +21,10 @@ TransportLoan::~TransportLoan() {
         m_link->takeBack(std::move(m_port), m_restart);
 }
 
-ComThread::ComThread() {
-    m_finder.setPort(qEnvironmentVariable("QZ62_PORT"));
-    m_finder.setBeforeProbe([this] { sendString(QString()); }); // reaches only the network link
+ComThread::ComThread()
+    : m_finder(std::make_unique<SerialPortFinder>()), m_worker(std::make_unique<LinkWorker>()) {
+    m_finder->setPort(qEnvironmentVariable("QZ62_PORT"));
+    m_finder->setBeforeProbe([this] { sendString(QString()); }); // reaches only the network link
 }
 
 ComThread::~ComThread() {
@@ -30,19 +37,55 @@ ComThread::~ComThread() {
     }
 }
 
+void ComThread::setSearchDirectory(const QString& directory) {
+    m_finder->setSearchDirectory(directory);
+}
+
+QString ComThread::searchDirectory() const {
+    return m_finder->searchDirectory();
+}
+
+void ComThread::setPort(const QString& path) {
+    m_finder->setPort(path);
+}
+
+QString ComThread::port() const {
+    return m_finder->port();
+}
+
+void ComThread::setDriverCheckEnabled(bool enabled) {
+    m_finder->setDriverCheckEnabled(enabled);
+}
+
+void ComThread::setUsbDevicesDirectory(const QString& dir) {
+    m_finder->setUsbDevicesDirectory(dir);
+}
+
+QString ComThread::lastOpenError() const {
+    return m_finder->lastOpenError();
+}
+
+QString ComThread::openErrorRemedy() const {
+    return m_finder->remedy();
+}
+
+QString ComThread::driverDownloadUrl() {
+    return SerialPortFinder::driverDownloadUrl();
+}
+
 int ComThread::openUsbSerial() {
     stopThread();
     m_other.reset();
     m_serial.reset();
-    std::unique_ptr<SerialTransport> port = m_finder.find();
-    if (!m_finder.directoryReadable())
+    std::unique_ptr<SerialTransport> port = m_finder->find();
+    if (!m_finder->directoryReadable())
         return -1;
     if (!port) {
         m_com = QStringLiteral("QZ62 not found");
         return -1;
     }
     m_serial = std::move(port);
-    m_com = m_finder.foundName();
+    m_com = m_finder->foundName();
     return 0;
 }
 
@@ -61,11 +104,23 @@ void ComThread::startThread(LinkListener* listener) {
     }
     m_listener = listener;
     Transport* transport = m_other ? m_other.get() : static_cast<Transport*>(m_serial.get());
-    m_worker.start(transport, listener, m_toOwner.get());
+    m_worker->start(transport, listener, m_toOwner.get());
 }
 
 void ComThread::stopThread() {
-    m_worker.stop();
+    m_worker->stop();
+}
+
+bool ComThread::isRunning() const {
+    return m_worker->isRunning();
+}
+
+int ComThread::txCount() const {
+    return m_worker->queuedCount();
+}
+
+std::chrono::nanoseconds ComThread::linkThreadCpuTime() const {
+    return m_worker->cpuTime();
 }
 
 void ComThread::sendString(const QString& command) {
@@ -74,18 +129,18 @@ void ComThread::sendString(const QString& command) {
             return;
     MsgClass message;
     message.txString(command);
-    m_worker.queueCommand(message.buffer());
+    m_worker->queueCommand(message.buffer());
 }
 
 void ComThread::sendBytes(const QByteArray& bytes) {
     if (NetworkSender* network = m_network.load())
         if (network->sendBytesToNetwork(bytes) >= 0)
             return;
-    m_worker.sendNow(bytes);
+    m_worker->sendNow(bytes);
 }
 
 QString ComThread::sendStringPolling(const QString& text) {
-    return m_serial && !m_worker.isRunning() ? m_serial->sendStringPolling(text) : QString();
+    return m_serial && !m_worker->isRunning() ? m_serial->sendStringPolling(text) : QString();
 }
 
 void ComThread::setBaud(int bitsPerSecond) {
@@ -110,7 +165,9 @@ int ComThread::fd() const {
 }
 
 TransportLoan ComThread::lendTransport() {
-    const bool wasRunning = m_worker.isRunning();
+    if (!m_serial) // nothing to lend: the link goes on as it is
+        return TransportLoan(this, nullptr, false);
+    const bool wasRunning = m_worker->isRunning();
     stopThread();
     return TransportLoan(this, std::move(m_serial), wasRunning && m_listener);
 }

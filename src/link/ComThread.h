@@ -1,8 +1,6 @@
 #pragma once
 
 #include "link/LinkListener.h"
-#include "link/LinkWorker.h"
-#include "link/SerialPortFinder.h"
 #include "link/SerialTransport.h"
 #include "protocol/CommandSink.h"
 
@@ -12,7 +10,9 @@
 #include <memory>
 
 class ComThread;
+class LinkWorker;
 class QueuedCalls;
+class SerialPortFinder;
 
 // The serial port lent to an update engine. While it exists the link thread is
 // stopped and the link sends nothing; when it goes, the port goes back to the
@@ -51,10 +51,14 @@ private:
 // that owns the object (the main thread).
 class ComThread final : public CommandSink {
 public:
-    static constexpr int kReadChunkBytes = LinkWorker::kReadChunkBytes;
-    static constexpr int kReplyWaitMs = LinkWorker::kReplyWaitMs;
+    // Received bytes reach the listener in chunks of at most this many.
+    static constexpr int kReadChunkBytes = 255;
+    // How long a written command waits for the first reply bytes before the
+    // next one goes out.
+    static constexpr int kReplyWaitMs = 300;
     static constexpr int kPollingReplyMs = SerialTransport::kPollingReplyMs;
-    static constexpr int kProbeTries = SerialPortFinder::kProbeTries;
+    // Identification tries per port.
+    static constexpr int kProbeTries = 3;
     static constexpr int kDefaultBaud = SerialTransport::kDefaultBaud;
 
     // The explicit port starts as the environment variable QZ62_PORT.
@@ -69,17 +73,21 @@ public:
     // name or the explicit path), -1 otherwise (com() "QZ62 not found"; left
     // unchanged when the search directory cannot be read).
     int openUsbSerial();
-    void setSearchDirectory(const QString& directory) { m_finder.setSearchDirectory(directory); }
-    QString searchDirectory() const { return m_finder.searchDirectory(); }
-    void setPort(const QString& path) { m_finder.setPort(path); }
-    QString port() const { return m_finder.port(); }
-    void setDriverCheckEnabled(bool enabled) { m_finder.setDriverCheckEnabled(enabled); }
-    void setUsbDevicesDirectory(const QString& dir) { m_finder.setUsbDevicesDirectory(dir); }
+    void setSearchDirectory(const QString& directory);
+    QString searchDirectory() const;
+    // An explicit port path skips the search; an empty path restores it.
+    void setPort(const QString& path);
+    QString port() const;
+    // Whether a search that finds no unit points the user at the adapter's
+    // driver when an FTDI adapter has none bound.
+    void setDriverCheckEnabled(bool enabled);
+    // Where USB devices are listed (tests point it at a tree of their own).
+    void setUsbDevicesDirectory(const QString& dir);
     // Why the last openUsbSerial() could not open a port, and the one-line
     // fix when there is one (empty when every port opened).
-    QString lastOpenError() const { return m_finder.lastOpenError(); }
-    QString openErrorRemedy() const { return m_finder.remedy(); }
-    static QString driverDownloadUrl() { return SerialPortFinder::driverDownloadUrl(); }
+    QString lastOpenError() const;
+    QString openErrorRemedy() const;
+    static QString driverDownloadUrl();
 
     // Runs the link on another transport instead of the serial port (the
     // network proxy's TCP stream). The link thread must be stopped.
@@ -93,7 +101,7 @@ public:
     // Stops the thread and waits for it; queued commands are lost. No-op
     // without a thread. Does not close the port.
     void stopThread();
-    bool isRunning() const { return m_worker.isRunning(); }
+    bool isRunning() const;
 
     // --- sending (any thread) ---
     // Offered to the network link first; dropped when there is no port or no
@@ -102,7 +110,7 @@ public:
     // Offered to the network link first; otherwise written at once, ahead of
     // queued commands, without waiting for a reply.
     void sendBytes(const QByteArray& bytes) override;
-    int txCount() const override { return m_worker.queuedCount(); }
+    int txCount() const override;
     // The network link, or nullptr (not owned).
     void setNetworkSender(NetworkSender* sender) { m_network.store(sender); }
     NetworkSender* networkSender() const { return m_network.load(); }
@@ -116,22 +124,23 @@ public:
     int fd() const;
     QString com() const { return m_com; }
     // Stops the link and lends the serial port to an update engine until the
-    // loan is destroyed.
+    // loan is destroyed. Without a serial port (none found, or the link runs
+    // on another transport) the loan is empty and the link is left as it is.
     TransportLoan lendTransport();
 
     // CPU time the link thread has used (its final figure once it ended).
-    std::chrono::nanoseconds linkThreadCpuTime() const { return m_worker.cpuTime(); }
+    std::chrono::nanoseconds linkThreadCpuTime() const;
 
 private:
     friend class TransportLoan;
     void takeBack(std::unique_ptr<SerialTransport> port, bool restart);
 
-    SerialPortFinder m_finder;
+    std::unique_ptr<SerialPortFinder> m_finder;
     std::unique_ptr<SerialTransport> m_serial;
     std::unique_ptr<Transport> m_other; // in use instead of m_serial when set
     QString m_com;
     LinkListener* m_listener = nullptr;
     std::atomic<NetworkSender*> m_network{nullptr};
     std::unique_ptr<QueuedCalls> m_toOwner; // created on the owner's thread
-    LinkWorker m_worker;
+    std::unique_ptr<LinkWorker> m_worker;
 };

@@ -1,5 +1,6 @@
 #include "link/NetworkLink.h"
 
+#include "base/Diagnostics.h"
 #include "base/QueuedCalls.h"
 
 #include <QHostAddress>
@@ -7,7 +8,6 @@
 #include <QTcpSocket>
 #include <QThread>
 #include <QTimer>
-#include <cstdio>
 
 NetworkLink::NetworkLink(QObject* parent)
     : QObject(parent), m_fromOtherThreads(std::make_unique<QueuedCalls>(this)) {}
@@ -29,7 +29,7 @@ void NetworkLink::startBrowsing(std::unique_ptr<ServiceDiscovery> discovery) {
             &NetworkLink::serviceRemoved);
     if (!m_discovery->startBrowsing()) {
         m_discoveryError = m_discovery->error();
-        std::printf("service discovery unavailable: %s\n", qPrintable(m_discoveryError));
+        diag::print("service discovery unavailable: %s\n", qPrintable(m_discoveryError));
         setState(State::Unavailable, m_discoveryError);
         return;
     }
@@ -173,7 +173,7 @@ void NetworkLink::bytesAvailable() {
         const QString text = utf8.decode(bytes);
         if (utf8.hasError()) {
             ++m_droppedReads;
-            std::printf("dropped %d received bytes that are not UTF-8\n", int(bytes.size()));
+            diag::print("dropped %d received bytes that are not UTF-8\n", int(bytes.size()));
             continue;
         }
         MsgClass chunk;

@@ -1,10 +1,11 @@
 #include "link/ServiceDiscovery.h"
 
+#include "base/Diagnostics.h"
+
 #include <QByteArray>
 #include <QSocketNotifier>
 #include <QTimer>
 #include <arpa/inet.h>
-#include <cstdio>
 #include <cstdlib>
 #include <dns_sd.h>
 
@@ -53,7 +54,7 @@ struct ServiceBrowserCallbacks {
         auto* request = static_cast<ServiceBrowser::Request*>(context);
         if (error != kDNSServiceErr_NoError) {
             request->owner->m_error = errorText(error);
-            std::printf("service browsing failed: %s\n", qPrintable(request->owner->m_error));
+            diag::print("service browsing failed: %s\n", qPrintable(request->owner->m_error));
             return;
         }
         // New requests and releases wait for the event loop: the library

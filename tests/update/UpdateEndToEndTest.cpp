@@ -188,54 +188,54 @@ TEST(UpdateEndToEnd, MicroUpdateKeepsTheUnitsSettingsAndSendsTheImage) {
     shoot(u.app.window, "update-done");
 }
 
+enum class Run { Micro, Firmware };
+enum class Unit { Answers, Silent, Unplugged }; // after start-up
+const struct FailureCase {
+    const char* name;
+    Run run;
+    SimBootLoader::Faults faults;
+    Unit unit;
+    const char* message;
+} kFailureCases[] = {
+    {"loader byte 10 echoed wrongly",
+     Run::Micro,
+     {.wrongEchoAt = 10},
+     Unit::Answers,
+     "preload failed"},
+    {"erase not acknowledged",
+     Run::Micro,
+     {.noEraseAck = true},
+     Unit::Answers,
+     "FLASH erase failed, FLASH corrupted!"},
+    {"record 3 refused",
+     Run::Micro,
+     {.nakRecordAt = 3},
+     Unit::Answers,
+     "update failed, FLASH corrupted!"},
+    {"silent unit, the user aborts",
+     Run::Micro,
+     {},
+     Unit::Silent,
+     "operation aborted, cycle power and try again"},
+    {"unplugged while the loader goes out", Run::Micro, {}, Unit::Unplugged, "preload failed"},
+    {"firmware erase fails",
+     Run::Firmware,
+     {.noReady = true},
+     Unit::Answers,
+     "flash erase failed, try again"},
+    {"transmission 1 echoed damaged",
+     Run::Firmware,
+     {.badEchoAt = 1},
+     Unit::Answers,
+     "echo failed, try again"},
+    {"silent unit: no answer to the firmware start",
+     Run::Firmware,
+     {},
+     Unit::Silent,
+     "flash erase failed, try again"},
+};
+
 TEST(UpdateEndToEnd, EachFailureEndsWithItsMessageAndTheLinkComesBack) {
-    enum class Run { Micro, Firmware };
-    enum class Unit { Answers, Silent, Unplugged }; // after start-up
-    using Faults = SimBootLoader::Faults;
-    const struct {
-        const char* name;
-        Run run;
-        Faults faults;
-        Unit unit;
-        const char* message;
-    } cases[] = {
-        {"loader byte 10 echoed wrongly",
-         Run::Micro,
-         {.wrongEchoAt = 10},
-         Unit::Answers,
-         "preload failed"},
-        {"erase not acknowledged",
-         Run::Micro,
-         {.noEraseAck = true},
-         Unit::Answers,
-         "FLASH erase failed, FLASH corrupted!"},
-        {"record 3 refused",
-         Run::Micro,
-         {.nakRecordAt = 3},
-         Unit::Answers,
-         "update failed, FLASH corrupted!"},
-        {"silent unit, the user aborts",
-         Run::Micro,
-         {},
-         Unit::Silent,
-         "operation aborted, cycle power and try again"},
-        {"unplugged while the loader goes out", Run::Micro, {}, Unit::Unplugged, "preload failed"},
-        {"firmware erase fails",
-         Run::Firmware,
-         {.noReady = true},
-         Unit::Answers,
-         "flash erase failed, try again"},
-        {"transmission 1 echoed damaged",
-         Run::Firmware,
-         {.badEchoAt = 1},
-         Unit::Answers,
-         "echo failed, try again"},
-        {"silent unit: no answer to the firmware start",
-         Run::Firmware,
-         {},
-         Unit::Silent,
-         "flash erase failed, try again"},
-    };
     UnitData data;
     const QString s19 = data.path("p.s19");
     ASSERT_TRUE(writeFile(s19, smallProgram()));
@@ -245,7 +245,7 @@ TEST(UpdateEndToEnd, EachFailureEndsWithItsMessageAndTheLinkComesBack) {
         lines += ":" + QByteArray(99, char('A' + i % 6)) + "\r\n";
     ASSERT_TRUE(writeFile(mcs, lines + ":00000001FF\r\n"));
 
-    for (const auto& c : cases) {
+    for (const FailureCase& c : kFailureCases) {
         SCOPED_TRACE(c.name);
         SimulatedUnit sim;
         ASSERT_TRUE(sim.start());
@@ -323,6 +323,22 @@ TEST(UpdateEndToEnd, FirmwareGoesOutInTransmissionsOfWholeLines) {
     }
 }
 
+enum class Action { Micro, Firmware, DefaultFirmware, DefaultMicro };
+
+QAction* menuAction(UpdatePanel& panel, Action action) {
+    switch (action) {
+    case Action::Micro:
+        return panel.updateMicroAction();
+    case Action::Firmware:
+        return panel.updateFirmwareAction();
+    case Action::DefaultFirmware:
+        return panel.defaultFirmwareAction();
+    case Action::DefaultMicro:
+        break;
+    }
+    return panel.defaultMicroAction();
+}
+
 TEST(UpdateEndToEnd, BadInputSaysWhyAndSendsNothing) {
     UnitData data;
     const QByteArray good = smallProgram();
@@ -336,7 +352,6 @@ TEST(UpdateEndToEnd, BadInputSaysWhyAndSendsNothing) {
     QDir().mkpath(data.path("short"));
     writeFile(data.path("short/loader.bin"), QByteArray(771, 'x'));
 
-    enum class Action { Micro, Firmware, DefaultFirmware, DefaultMicro };
     const struct {
         const char* file;
         QByteArray content; // written unless empty
@@ -378,20 +393,7 @@ TEST(UpdateEndToEnd, BadInputSaysWhyAndSendsNothing) {
         if (!c.content.isEmpty()) {
             ASSERT_TRUE(writeFile(u.file, c.content));
         }
-        switch (c.action) {
-        case Action::Micro:
-            u.panel()->updateMicroAction()->trigger();
-            break;
-        case Action::Firmware:
-            u.panel()->updateFirmwareAction()->trigger();
-            break;
-        case Action::DefaultFirmware:
-            u.panel()->defaultFirmwareAction()->trigger();
-            break;
-        case Action::DefaultMicro:
-            u.panel()->defaultMicroAction()->trigger();
-            break;
-        }
+        menuAction(*u.panel(), c.action)->trigger();
         qputenv("QZ62_UNIT_DATA", data.dir.path().toLocal8Bit());
         ASSERT_EQ(u.app.alerts.shown.size(), 1);
         const QString shown = u.app.alerts.shown.first();

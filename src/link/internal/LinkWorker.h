@@ -9,11 +9,29 @@
 #include <chrono>
 #include <deque>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 class LinkListener;
 class QueuedCalls;
 class Transport;
+struct pollfd;
+
+// Where the link thread reads the time and how it sleeps: the steady clock and
+// poll(). A test hands the worker a clock it moves by hand, so the waits for a
+// reply and for a stalled port end when the test says, not after real time.
+class LinkClock {
+public:
+    using TimePoint = std::chrono::steady_clock::time_point;
+
+    virtual ~LinkClock() = default;
+    virtual TimePoint now() const;
+    // As poll(2), with the timeout in this clock's milliseconds (-1: none).
+    virtual int poll(pollfd* fds, int count, int timeoutMs);
+
+    // The one the link uses.
+    static LinkClock& system();
+};
 
 // The link thread. It owns nothing but its queues: the transport and the
 // owner's mailbox are lent to it between start() and stop().
@@ -36,8 +54,19 @@ class LinkWorker {
 public:
     static constexpr int kReadChunkBytes = 255;
     static constexpr int kReplyWaitMs = 300;
+    // Chunks read in one pass before the next queued command gets its turn,
+    // so a chattering unit cannot starve the queue.
+    static constexpr int kMaxChunksPerPass = 16;
+    // Reads that return nothing although poll reported input, in a row,
+    // before the port counts as gone (a hung-up tty reads as end of file).
+    static constexpr int kMaxEmptyReads = 100;
+    // How long one write waits for the port to take bytes (CTS held low)
+    // before the thread reads and handles stop requests again; the rest is
+    // kept and finished first on the next pass.
+    static constexpr int kWriteStallMs = 1000;
 
-    LinkWorker() = default;
+    // The clock must outlive the worker; null means the system's.
+    explicit LinkWorker(LinkClock* clock = nullptr);
     ~LinkWorker();
     LinkWorker(const LinkWorker&) = delete;
     LinkWorker& operator=(const LinkWorker&) = delete;
@@ -63,12 +92,40 @@ public:
 private:
     enum class WriteResult { Done, Stalled, Gone };
 
-    void run(Transport* transport, LinkListener* listener, QueuedCalls* toOwner);
+    // One run of the thread: what start() lent it and what it has found out.
+    struct Session {
+        Transport* transport = nullptr;
+        LinkListener* listener = nullptr;
+        QueuedCalls* toOwner = nullptr;
+        int fd = -1;
+        int chunks = 0;     // received chunks handed over, for their labels
+        int emptyReads = 0; // in a row
+        QString lostReason; // set when the transport went away
+    };
+
+    void run(Session session);
+    bool pass(Session& s);
+    void waitForStop();
+    WriteResult sendNextCommand(Session& s);
+    WriteResult awaitReply(Session& s);
+    bool readAvailable(Session& s);
+    void handOver(Session& s, const char* bytes, int length);
+    void sleepUntilNeeded(const Session& s);
+    void linkLost(Session& s);
+    // Waits in poll and empties the wake-up pipe when it was what woke it.
+    // The pipe is the second descriptor.
+    int pollAndDrain(pollfd* fds, int count, int timeoutMs);
+    int msUntil(LinkClock::TimePoint deadline) const;
+
     WriteResult write(Transport& transport, const QByteArray& bytes);
     WriteResult finishUnsent(Transport& transport);
     WriteResult writePriority(Transport& transport);
+    std::optional<QByteArray> takeCommand();
     bool hasUnsent();
+    bool queuesEmpty() const;
+    void clearQueues();
 
+    LinkClock& m_clock;
     std::atomic<bool> m_abort{false};
     std::atomic<bool> m_running{false};
     std::atomic<std::int64_t> m_finalCpuNs{0};

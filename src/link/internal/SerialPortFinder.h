@@ -31,7 +31,7 @@ public:
 
     // The port the unit answered on, open and set up; nullptr when no unit
     // answered (then lastOpenError() tells why a port could not be opened).
-    // found() is false when the search directory cannot be read at all.
+    // directoryReadable() is false when the search directory cannot be read.
     std::unique_ptr<SerialTransport> find();
     bool directoryReadable() const { return m_directoryReadable; }
     // The directory entry's name, or the explicit path.

@@ -1,4 +1,4 @@
-#include "link/SerialPortFinder.h"
+#include "link/internal/SerialPortFinder.h"
 
 #include "base/Alerts.h"
 #include "base/Diagnostics.h"
