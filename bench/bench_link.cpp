@@ -13,6 +13,7 @@
 #include "base/Diagnostics.h"
 #include "link/ComThread.h"
 #include "protocol/Commands.h"
+#include "protocol/MidiMessages.h"
 #include "protocol/MsgClass.h"
 #include "sim/SimulatedUnit.h"
 
@@ -235,7 +236,7 @@ void priorityLane() {
         for (int i = 0; i < kPerCommand && int(samples.size()) < kTriggers; ++i) {
             const qsizetype before = sim.triggers().size();
             const Clock::time_point sent = Clock::now();
-            link.sendMidiTrigger(119);
+            link.sendMidiTrigger(midimsg::kAccumulateNote);
             QElapsedTimer wait;
             wait.start();
             while (sim.triggers().size() == before && wait.elapsed() < 1000)

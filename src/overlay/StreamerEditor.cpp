@@ -5,6 +5,7 @@
 #include "base/HexScan.h"
 #include "protocol/CommandSink.h"
 #include "protocol/Commands.h"
+#include "protocol/MidiMessages.h"
 
 #include <algorithm>
 
@@ -63,7 +64,7 @@ void StreamerEditor::fireStreamer(int channel) {
 }
 
 void StreamerEditor::fireAccumulate() {
-    trigger(kAccumulateNote);
+    trigger(midimsg::kAccumulateNote);
 }
 
 void StreamerEditor::trigger(int note) {

@@ -35,7 +35,6 @@ public:
     static constexpr int kMaxByte = 255;
     static constexpr int kMaxWidth = 255;
     static constexpr int kMaxFiftieths = 1500; // 30 s
-    static constexpr int kAccumulateNote = 119;
     static constexpr int kFirstStreamerNote = 124;
 
     StreamerEditor();

@@ -1,11 +1,12 @@
 #include "sim/SimProtocol.h"
 
 #include "protocol/Coding78.h"
+#include "protocol/MidiMessages.h"
 
 namespace {
-constexpr char kNoteOn = char(0x90);
-constexpr char kSysexStart = char(0xF0);
-constexpr char kSysexEnd = char(0xF7);
+constexpr char kNoteOn = char(midimsg::kNoteOn);
+constexpr char kSysexStart = char(midimsg::kSysexStart);
+constexpr char kSysexEnd = char(midimsg::kSysexEnd);
 constexpr int kMaxSysexBytes = 1024;
 
 QByteArray toWire(const QStringList& lines) {

@@ -93,7 +93,7 @@ TEST_F(LinkTest, CommandsGoOutFramedAndMidiRaw) {
     startLink();
     const QString longText = QStringLiteral("s ") + QString(298, QLatin1Char('x'));
     link.sendString(longText);
-    link.sendMidiTrigger(119);
+    link.sendMidiTrigger(midimsg::kAccumulateNote);
     const QByteArray body = QByteArray("\x20\x01", 2) + coding78::encode78("Cue 12");
     link.sendBytes(QByteArray(1, char(0xF0)) + body + QByteArray(1, char(0xF7)));
     link.sendString(QStringLiteral("s caf\u00e9"));
@@ -101,7 +101,7 @@ TEST_F(LinkTest, CommandsGoOutFramedAndMidiRaw) {
     EXPECT_EQ(withoutProbes(sim.commandLines()),
               (QStringList{longText.left(251), QStringLiteral("s caf\u00e9")}));
     ASSERT_EQ(sim.triggers().size(), 1);
-    EXPECT_EQ(sim.triggers().first().note, 119);
+    EXPECT_EQ(sim.triggers().first().note, midimsg::kAccumulateNote);
     EXPECT_EQ(sim.triggers().first().velocity, 0x40);
     EXPECT_EQ(sim.sysexTexts(), QStringList{QStringLiteral("Cue 12")});
 }
