@@ -5,6 +5,7 @@
 #include "cues/CueMidiExport.h"
 #include "cues/CueTableModel.h"
 #include "cues/view/CueTableView.h"
+#include "cues/view/MessageLine.h"
 #include "midi/MidiFileReader.h"
 #include "midi/MidiTrack.h"
 
@@ -146,6 +147,8 @@ void CueWindow::buildControls(QVBoxLayout* layout) {
     m_model = new CueTableModel(m_document, this);
     m_table->setModel(m_model);
     layout->addWidget(m_table, 1);
+    m_messageLine = new MessageLine;
+    layout->addWidget(m_messageLine);
     layout->addLayout(buildRowButtons());
 }
 
@@ -251,6 +254,14 @@ void CueWindow::setCounterWidget(QWidget* counter) {
     m_counterSlot->layout()->replaceWidget(m_counter, counter);
     delete m_counter;
     m_counter = counter;
+}
+
+void CueWindow::showMessage(const QString& text) {
+    m_messageLine->showMessage(text);
+}
+
+QString CueWindow::message() const {
+    return m_messageLine->text();
 }
 
 void CueWindow::buildMenus() {

@@ -10,6 +10,7 @@
 class CueDocument;
 class CueTableModel;
 class CueTableView;
+class MessageLine;
 class QCheckBox;
 class QComboBox;
 class QLabel;
@@ -65,6 +66,10 @@ public:
     QMenu* fileMenu() const { return m_fileMenu; }
     // Holds the timecode counter; a placeholder label until one is set.
     void setCounterWidget(QWidget* counter);
+    // The message line under the table: what the last action changed or
+    // could not do (empty: hidden).
+    void showMessage(const QString& text);
+    QString message() const;
 
     // Save to the sheet's file, or ask for one when it has none. False when
     // cancelled or the write failed.
@@ -112,6 +117,7 @@ private:
     QWidget* m_counterSlot = nullptr;
     QWidget* m_counter = nullptr;
     QLabel* m_countLabel = nullptr;
+    MessageLine* m_messageLine = nullptr;
     QCheckBox* m_checkBoxExportText = nullptr;
     QCheckBox* m_checkBoxCueIdInText = nullptr;
     QCheckBox* m_checkBoxDuplicate = nullptr;
