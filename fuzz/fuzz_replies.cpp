@@ -37,6 +37,7 @@ public:
 
     void sendString(const QString& command) override { m_sent += int(command.size()); }
     void sendBytes(const QByteArray& bytes) override { m_sent += int(bytes.size()); }
+    void sendTimingBytes(const QByteArray& bytes) override { m_sent += int(bytes.size()); }
     int txCount() const override { return m_sent % 300; }
 
 private:

@@ -14,6 +14,7 @@ using Element = AnnunciatorElement;
 struct RecordingSink : CommandSink {
     void sendString(const QString& command) override { lines << command; }
     void sendBytes(const QByteArray&) override {}
+    void sendTimingBytes(const QByteArray&) override {}
     int txCount() const override { return 0; }
     QStringList lines;
 };

@@ -12,9 +12,11 @@ namespace {
 struct RecordingSink : CommandSink {
     void sendString(const QString& command) override { lines << command; }
     void sendBytes(const QByteArray& bytes) override { raw << bytes; }
+    void sendTimingBytes(const QByteArray& bytes) override { timing << bytes; }
     int txCount() const override { return 0; }
     QStringList lines;
     QList<QByteArray> raw;
+    QList<QByteArray> timing;
 };
 
 // A report from the unit, taken into the editor, gives back exactly this

@@ -62,7 +62,9 @@ TEST(OverlayEndToEnd, ChangesReachTheUnitAsCommands) {
     EXPECT_GE(delayMs, 330);
     EXPECT_LE(delayMs, 600); // 400 normally; the slack is for a loaded machine
 
-    // Streamer 2 turns red: "C" and note 126 at once, the preview untouched.
+    // Streamer 2 turns red: "C" and note 126 at once, the note after the
+    // "C" (the unit fires the streamer in its new colour), the preview
+    // untouched.
     sim.clearRecord();
     auto* canvas = app.find<PreviewCanvas>("streamerPreview");
     // The unit echoes the command, which repaints the same picture.
@@ -76,6 +78,7 @@ TEST(OverlayEndToEnd, ChangesReachTheUnitAsCommands) {
     EXPECT_LT(duration_cast<milliseconds>(colour.first().time - chosen).count(), 300);
     EXPECT_EQ(sim.triggers().first().note, 126);
     EXPECT_EQ(sim.triggers().first().velocity, 64);
+    EXPECT_GE(sim.triggers().first().time, colour.first().time);
     QTest::qWait(100);
     EXPECT_TRUE(canvas->image() == picture);
 

@@ -256,6 +256,7 @@ TEST(StatusParser, WithoutPromptsAlertsAreLoggedAndQuestionsCancelled) {
     struct Sink : CommandSink {
         void sendString(const QString& command) override { sent << command; }
         void sendBytes(const QByteArray&) override {}
+        void sendTimingBytes(const QByteArray&) override {}
         int txCount() const override { return 0; }
         QStringList sent;
     } sink;
