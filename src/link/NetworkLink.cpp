@@ -9,6 +9,11 @@
 #include <QThread>
 #include <QTimer>
 
+namespace {
+// Proxies differ in how they end lines: LF, with or without a CR before it.
+constexpr MsgClass::LineEnd kLineEnd = MsgClass::LineEnd::Lf;
+} // namespace
+
 NetworkLink::NetworkLink(QObject* parent)
     : QObject(parent), m_fromOtherThreads(std::make_unique<QueuedCalls>(this)) {}
 
@@ -122,7 +127,7 @@ void NetworkLink::openStreamsToNetService(const NetService& service) {
         if (socket != m_socket)
             return;
         socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
-        m_input = MsgClass();
+        m_input = MsgClass(kLineEnd);
         m_outputOpen.store(true);
         setState(State::Connected, m_current.name);
         emit outputOpened();
@@ -148,7 +153,7 @@ void NetworkLink::openStreamsToNetService(const NetService& service) {
 void NetworkLink::closeStreams() {
     m_outputOpen.store(false);
     m_streamExists.store(false);
-    m_input = MsgClass(); // a line cut off by the close is not a reply
+    m_input = MsgClass(kLineEnd); // a line cut off by the close is not a reply
     if (QTcpSocket* socket = m_socket) {
         m_socket = nullptr;
         socket->disconnect(this);

@@ -26,8 +26,9 @@ class QueuedCalls;
 //
 // Received bytes are read at most kReadChunkBytes at a time; a read that is
 // not valid UTF-8 is dropped whole (a character cut by the read boundary
-// takes both reads with it). What decodes is cut into reply lines like the
-// serial stream (MsgClass, which also bounds a line that never ends); a line
+// takes both reads with it). What decodes is cut into reply lines at LF (a CR
+// before it is dropped; proxies differ) and at system-exclusive messages, as
+// MsgClass does for the serial stream (and bounds a line that never ends); a line
 // still open when the stream closes is dropped. A stream error or end closes
 // the stream silently: sends then return -1 (and go to the serial link) until
 // a service is chosen again, and the state says the link was lost.
@@ -126,7 +127,7 @@ private:
     NetService m_current;
     std::atomic<bool> m_streamExists{false}; // between open and close
     std::atomic<bool> m_outputOpen{false};   // the stream has opened
-    MsgClass m_input;                        // received text not yet a whole line
+    MsgClass m_input{MsgClass::LineEnd::Lf}; // received text not yet a whole line
     int m_droppedReads = 0;
     State m_state = State::Searching;
     QString m_stateDetail;
