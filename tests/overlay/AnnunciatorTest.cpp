@@ -2,6 +2,7 @@
 #include "overlay/AnnunciatorEditor.h"
 #include "protocol/CommandSink.h"
 
+#include <QFontMetricsF>
 #include <QTest>
 #include <gtest/gtest.h>
 
@@ -29,7 +30,8 @@ void placeAll(Thread& t, QPointF ann, QPointF tc, QPointF text, QPointF barBeat)
 }
 
 // Placement keeps every element inside the picture, far edge first; the
-// bar/beat box keeps its anchor and the text line's measure.
+// bar/beat box keeps its anchor. Each element is drawn and picked in its own
+// size; the bar/beat size query pairs it with the text line's.
 TEST(Annunciator, RendererPlacesAndClampsElements) {
     Thread t;
     t.setTextString(QString(200, QLatin1Char('W')));
@@ -47,14 +49,19 @@ TEST(Annunciator, RendererPlacesAndClampsElements) {
     const QRectF ann = t.annunciatorRect();
     EXPECT_EQ(ann.topLeft(), QPointF(300, 700 - ann.height()));
     EXPECT_EQ(t.barBeatRect().topLeft(), QPointF(-100, 5000));
-    EXPECT_EQ(t.barBeatRect().size(), t.barBeatRectSize());
 
-    // The bar/beat counter is measured in the text line's font.
-    const QSizeF before = t.barBeatRectSize();
+    // Text 64, bar/beat 12: the counter's box is its own, drawn from its
+    // anchor down; the size query follows the text line.
     t.setTextSize(64);
-    EXPECT_GT(t.barBeatRectSize().height(), before.height());
     t.setBarBeatSize(12);
-    EXPECT_GT(t.barBeatRectSize().height(), before.height());
+    placeAll(t, {300, 700}, {100, 5000}, {500, 500}, {800, 300});
+    const QImage sized = t.renderNow();
+    const QFontMetricsF own(Thread::previewFont(12));
+    const QRectF barBeat = t.barBeatRect();
+    EXPECT_EQ(barBeat.size(), QSizeF(own.horizontalAdvance("Protools counter"), own.height()));
+    EXPECT_EQ(t.barBeatRectSize().height(), QFontMetricsF(Thread::previewFont(64)).height());
+    EXPECT_EQ(qGray(sized.pixel(801, 1080 - 300 + 1)), 0);
+    EXPECT_EQ(sized.pixel(801, 1080 - 300 + int(own.height()) + 1), qRgb(128, 128, 128));
 
     // Pixels: the grey frame, the annunciator's black box just inside its
     // anchor (rows of the image are top first), the frame beside it.
