@@ -29,6 +29,7 @@ public:
     void annunciatorColorsFromString(const QString& line) override { take(line); }
     void windowFromArray(const QList<int>& numbers) override { m_fields += int(numbers.size()); }
     void pointsFromArray(const QList<int>& numbers) override { m_fields += int(numbers.size()); }
+    void forgetReported() override { m_fields = 0; }
 
     void setOffset(double seconds) override { m_sheet.setOffset(seconds); }
     void setStepperStreamerDuration(int fiftieths) override {

@@ -135,8 +135,17 @@ QString PunchEditor::command() const {
 
 void PunchEditor::punchTx() {
     diag::print("punchTx\n");
+    if (!m_read) {
+        diag::print("punch settings not sent: not reported by the unit yet\n");
+        return;
+    }
     if (CommandSink* sink = comThread())
         sink->sendString(command());
+}
+
+void PunchEditor::forgetReported() {
+    m_read = false;
+    changed();
 }
 
 void PunchEditor::setDraw(int mode) {
@@ -167,6 +176,9 @@ void PunchEditor::fromString(const QString& line) {
             break;
         field = value;
     }
+    if (!f[0])
+        return; // no field: nothing reported
+    m_read = true;
     PunchSettings& s = m_settings;
     if (f[4])
         s.durationFrames = std::uint32_t(*f[4]);

@@ -36,7 +36,8 @@ struct PunchSettings {
 
 // The punch editor without its widgets: keeps the settings, sends them as the
 // "E" command, takes the unit's "E" report back without echoing it, places
-// the punch from clicks on the preview, and drives the preview worker. Main
+// the punch from clicks on the preview, and drives the preview worker. Until
+// the unit has reported its settings, none are sent (the triggers are). Main
 // thread only.
 class PunchEditor final : public PunchReceiver, public OverlayEditor<DrawThread> {
 public:
@@ -75,10 +76,16 @@ public:
     void punchTx();
     void setDraw(int mode) override;
 
+    // Whether the unit's "E" report has come since its settings were last
+    // asked for.
+    bool isRead() const { return m_read; }
+
     // PunchReceiver
     void fromString(const QString& line) override;
+    void forgetReported() override;
 
 private:
     void threadNeedsTx(int) override { punchTx(); }
     PunchSettings m_settings;
+    bool m_read = false;
 };

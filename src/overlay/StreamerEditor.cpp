@@ -92,8 +92,17 @@ QString StreamerEditor::command() const {
 
 void StreamerEditor::streamerTx() {
     diag::print("streamerTx\n");
+    if (!m_read) {
+        diag::print("streamer settings not sent: not reported by the unit yet\n");
+        return;
+    }
     if (CommandSink* sink = comThread())
         sink->sendString(command());
+}
+
+void StreamerEditor::forgetReported() {
+    m_read = false;
+    changed();
 }
 
 void StreamerEditor::setDraw(int mode) {
@@ -141,6 +150,7 @@ void StreamerEditor::fromString(const QString& line) {
         colors >>= 3;
     }
     m_settings = s;
+    m_read = true;
     changed();
     setDraw(PreviewWorker::kRedraw); // repaint, never echo
 }

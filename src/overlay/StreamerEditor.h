@@ -33,7 +33,8 @@ struct StreamerSettings {
 
 // The streamer editor without its widgets: keeps the settings, sends them as
 // the "C" command, takes the unit's "C" report back without echoing it, and
-// drives the preview worker. Main thread only.
+// drives the preview worker. Until the unit has reported its settings, none
+// are sent (the triggers are). Main thread only.
 class StreamerEditor final : public StreamerReceiver, public OverlayEditor<DrawStreamerThread> {
 public:
     static constexpr int kMaxByte = 255;
@@ -69,8 +70,13 @@ public:
     void streamerTx();
     void setDraw(int mode) override;
 
+    // Whether the unit's "C" report has come since its settings were last
+    // asked for.
+    bool isRead() const { return m_read; }
+
     // StreamerReceiver
     void fromString(const QString& line) override;
+    void forgetReported() override;
     double offset() const override { return m_settings.duration / 50.0; }
     int streamerDuration() const override;
 
@@ -79,4 +85,5 @@ private:
     void trigger(int note);
 
     StreamerSettings m_settings;
+    bool m_read = false;
 };

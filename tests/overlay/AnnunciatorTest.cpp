@@ -130,13 +130,65 @@ TEST(Annunciator, TextItemColorSettersCross) {
     }
 }
 
+// An editor with the reports a factory-fresh unit gives at start-up.
 struct Editor {
-    Editor() {
+    explicit Editor(bool reported = true) {
         editor.setComThread([this] { return &sink; });
+        if (reported)
+            reportAll();
+    }
+    void reportAll() {
+        editor.fromString("U 0");
+        editor.tcFromString("m 0");
+        editor.comFromString("n 0");
+        editor.annunciatorColorsFromString("t 70 70 70");
+        editor.pointsFromArray({24, 32, 48, 64, 72, 96});
+        editor.windowFromArray({32, 10, 10, 112, 0});
+        editor.windowFromArray({48, 10, 10, 112, 1});
+        editor.windowFromArray({32, 10, 10, 112, 2});
+        editor.windowFromArray({32, 10, 10, 112, 3});
     }
     RecordingSink sink;
     AnnunciatorEditor editor;
 };
+
+// Each setting goes once the unit has reported it, and only that one: a
+// unit that never answers "m" holds back the counter's source alone. The
+// sample lines are not settings and always go.
+TEST(Annunciator, EachSettingWaitsForItsOwnReport) {
+    Editor e(false);
+    AnnunciatorEditor& ed = e.editor;
+    auto choose = [&] {
+        e.sink.lines.clear();
+        ed.setMode(Settings::kRecord);
+        ed.setAnnunciatorColor(Settings::kPlaybackPair, {1, 2});
+        ed.setTcSource(2);
+        ed.setCom(Settings::kSony);
+        ed.setItemForeground(Element::Text, 3);
+        ed.onShowSampleText();
+    };
+    choose();
+    EXPECT_EQ(e.sink.lines, QStringList{"V Sample Text"});
+    ed.windowFromArray({48, 100, 100, 0x70, int(Element::Annunciator)});
+    ed.thread()->renderNow();
+    EXPECT_FALSE(ed.mouseDown(ed.thread()->textRect().center())); // text: not reported
+
+    e.reportAll();
+    ed.forgetReported();
+    e.reportAll();
+    choose();
+    EXPECT_EQ(e.sink.lines,
+              (QStringList{"U 2", "t 70 70 21", "m 2", "n 1", "r 32 10 10 48 0", "V Sample Text"}));
+
+    ed.forgetReported();
+    ed.fromString("U 1");
+    ed.annunciatorColorsFromString("t 70 70 70");
+    ed.comFromString("n 0");
+    ed.windowFromArray({32, 10, 10, 112, 0});
+    choose();
+    EXPECT_EQ(e.sink.lines,
+              (QStringList{"U 2", "t 70 70 21", "n 1", "r 32 10 10 48 0", "V Sample Text"}));
+}
 
 // The echo guard: the mode just sent is not undone by the unit's answer,
 // whether "U" or "m" comes first; the report after that counts again.

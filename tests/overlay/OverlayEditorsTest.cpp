@@ -2,6 +2,7 @@
 #include "overlay/PunchEditor.h"
 #include "overlay/StreamerEditor.h"
 #include "protocol/CommandSink.h"
+#include "protocol/MidiMessages.h"
 
 #include <QElapsedTimer>
 #include <QTest>
@@ -87,6 +88,7 @@ TEST(OverlayEditors, TypedTimesAndPlacement) {
     // Typed steps go out at once, kept off the edges by the size as clicks are.
     RecordingSink sink;
     editor.setComThread([&sink] { return &sink; });
+    editor.fromString("E 0 8 f 40 c 64 2 1");
     const struct {
         int x, y;
         const char* sent;
@@ -97,6 +99,43 @@ TEST(OverlayEditors, TypedTimesAndPlacement) {
         ASSERT_EQ(sink.lines.size(), 1);
         EXPECT_TRUE(sink.lines.first().startsWith(t.sent)) << sink.lines.first().toStdString();
     }
+}
+
+// Until the unit has reported an editor's settings they are not sent; the
+// Fire buttons' notes always go. Asking for the settings again (a new unit,
+// a FLASH reset) holds them back again until the next report.
+TEST(OverlayEditors, SettingsWaitForTheUnitsReportTriggersDoNot) {
+    RecordingSink sink;
+    StreamerEditor streamer;
+    PunchEditor punch;
+    streamer.setComThread([&sink] { return &sink; });
+    punch.setComThread([&sink] { return &sink; });
+    auto change = [&] {
+        streamer.setColor(1, 5);
+        punch.setColor(2, 3);
+        punch.setSwitch(PunchSettings::kBeeps, true);
+        streamer.fireAccumulate();
+        punch.firePunch(0);
+    };
+    const QList<QByteArray> notes = {midimsg::trigger(125), midimsg::trigger(122),
+                                     midimsg::trigger(119), midimsg::trigger(120)};
+    change();
+    EXPECT_TRUE(sink.lines.isEmpty());
+    EXPECT_EQ(sink.raw, notes);
+
+    streamer.fromString("C 0 28 0 64 0 ff ff 0");
+    punch.fromString("E 0 7f 7f 40 c 64 2 1");
+    sink.raw.clear();
+    change();
+    EXPECT_EQ(sink.lines, (QStringList{"C 28 28 0 64 0 ff ff 0", "E c0 7f 7f 40 c 64 2 1",
+                                       "E c0 7f 7f 40 c 64 2 3"}));
+    EXPECT_EQ(sink.raw, notes);
+
+    streamer.forgetReported();
+    punch.forgetReported();
+    sink.lines.clear();
+    change();
+    EXPECT_TRUE(sink.lines.isEmpty());
 }
 
 // Pixels where they matter: bar and end-bar edges, transparency as alpha

@@ -8,6 +8,7 @@
 #include "support/PanelTestSupport.h"
 
 #include <QCheckBox>
+#include <QGroupBox>
 #include <QLabel>
 #include <QProgressBar>
 #include <QRadioButton>
@@ -173,11 +174,28 @@ TEST(PanelEndToEnd, NoUnitShowsNotFoundUntilConnectFindsIt) {
     EXPECT_FALSE(app.controller().comThread()->isRunning());
     // Only the identification reached the silent unit.
     EXPECT_EQ(sim.commandLines().count("B"), sim.commandLines().size());
+    // Nothing was read: every settings group says so and takes no changes;
+    // the Fire buttons work.
+    const char* const groups[] = {"groupReference", "groupMasking", "groupPops"};
+    const char* const settings[] = {"radioButtonRefAuto", "textBoxMaskingTop",
+                                    "checkBoxPopPunch",   "colorWellStreamer0",
+                                    "textDurationFrames", "radioAnnunciatorRehearse"};
+    for (const char* name : groups)
+        EXPECT_TRUE(app.find<QGroupBox>(name)->title().endsWith("not read from the unit")) << name;
+    for (const char* name : settings)
+        EXPECT_FALSE(app.find<QWidget>(name)->isEnabled()) << name;
+    EXPECT_TRUE(app.find<QWidget>("buttonStreamer0")->isEnabled());
 
     sim.setSilent(false);
     EXPECT_TRUE(app.controller().reconnect());
     EXPECT_EQ(app.controller().linkState(), PanelController::LinkState::Connected);
     EXPECT_TRUE(startUpSent(sim));
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return app.find<QWidget>("radioAnnunciatorRehearse")->isEnabled(); }, kWaitMs));
+    for (const char* name : groups)
+        EXPECT_FALSE(app.find<QGroupBox>(name)->title().contains("not read")) << name;
+    for (const char* name : settings)
+        EXPECT_TRUE(app.find<QWidget>(name)->isEnabled()) << name;
 }
 
 TEST(PanelEndToEnd, RepliesStayInOrderWhileAnAlertIsOpen) {

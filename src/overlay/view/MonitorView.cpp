@@ -1,6 +1,7 @@
 #include "overlay/view/MonitorView.h"
 
 #include "base/view/SendOnEdit.h"
+#include "base/view/UnreadMark.h"
 #include "overlay/view/ColorWell.h"
 #include "overlay/view/PreviewCanvas.h"
 
@@ -39,7 +40,8 @@ QLabel* valueLabel(QSlider* slider) {
 MonitorView::MonitorView(QWidget* parent)
     : OverlayView(parent, QStringLiteral("MonitorView"), QStringLiteral("streamerPreview"),
                   QStringLiteral("Streamer 0 and its end bar as the unit draws them")) {
-    layOut(fireButtons(), {colourGroup(), barGroup(), timingGroup()});
+    m_groups = {colourGroup(), barGroup(), timingGroup()};
+    layOut(fireButtons(), {m_groups[0], m_groups[1], m_groups[2]});
     bindEditor();
 }
 
@@ -178,6 +180,10 @@ std::pair<QSpinBox*, QDoubleSpinBox*> MonitorView::addTiming(QGridLayout* grid, 
 }
 
 void MonitorView::refresh() {
+    // The Fire buttons work at all times; the settings once the unit has
+    // reported them.
+    for (QGroupBox* group : m_groups)
+        unreadmark::showGroup(group, m_editor.isRead());
     const StreamerSettings& s = m_editor.settings();
     for (int i = 0; i <= StreamerSettings::kEndBar; ++i)
         m_wells[std::size_t(i)]->setCode(s.colors[std::size_t(i)]);

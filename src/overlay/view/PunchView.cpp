@@ -1,6 +1,7 @@
 #include "overlay/view/PunchView.h"
 
 #include "base/view/SendOnEdit.h"
+#include "base/view/UnreadMark.h"
 #include "overlay/view/ColorWell.h"
 #include "overlay/view/PreviewCanvas.h"
 
@@ -47,7 +48,8 @@ PunchView::PunchView(QWidget* parent)
     auto* underPreview = new QVBoxLayout;
     underPreview->addLayout(positionFields());
     underPreview->addLayout(fireButtons());
-    layOut(underPreview, {colourGroup(), punchGroup(), switchGroup()});
+    m_groups = {colourGroup(), punchGroup(), switchGroup()};
+    layOut(underPreview, {m_groups[0], m_groups[1], m_groups[2]});
     bindEditor();
 }
 
@@ -234,6 +236,14 @@ QGroupBox* PunchView::switchGroup() {
 }
 
 void PunchView::refresh() {
+    // The Fire buttons work at all times; the settings, the position and
+    // placing on the preview once the unit has reported them.
+    const bool read = m_editor.isRead();
+    for (QGroupBox* group : m_groups)
+        unreadmark::showGroup(group, read);
+    m_positionX->setEnabled(read);
+    m_positionY->setEnabled(read);
+    m_canvas->setPlaceable(read);
     const PunchSettings& s = m_editor.settings();
     for (int i = 0; i < 4; ++i) {
         m_wells[std::size_t(i)]->setCode(s.colors[std::size_t(i)]);

@@ -35,6 +35,7 @@ private:
     void addInterval(QGridLayout* grid, int row);
     void refresh() override;
 
+    std::array<QGroupBox*, 3> m_groups{};
     QSlider* m_size = nullptr;
     QSpinBox* m_positionX = nullptr;
     QSpinBox* m_positionY = nullptr;

@@ -1,6 +1,7 @@
 #include "panel/view/qz62View.h"
 
 #include "base/view/SendOnEdit.h"
+#include "base/view/UnreadMark.h"
 #include "link/ComThread.h"
 #include "panel/VideoStandards.h"
 #include "panel/view/NetworkPanel.h"
@@ -14,6 +15,7 @@
 #include <QGuiApplication>
 #include <QMimeData>
 #include <QScrollBar>
+#include <QSet>
 #include <QSignalBlocker>
 #include <memory>
 
@@ -299,11 +301,54 @@ void setChecked(QAbstractButton* box, bool on) {
 }
 } // namespace
 
+void qz62View::showReadState() {
+    const StatusParser& parser = m_controller.parser();
+    auto& ui = *m_ui;
+    const struct {
+        PanelGroup group;
+        QGroupBox* box;
+        std::initializer_list<QWidget*> controls;
+    } groups[] = {
+        {PanelGroup::Rate,
+         ui.groupReference,
+         {ui.radioButtonRefFlat, ui.radioButtonRefPulldown, ui.radioButtonRefAuto,
+          ui.radioButtonHdmi, ui.radioButtonSdi, ui.checkBoxStreamerEndPunch}},
+        {PanelGroup::BarsAndGray, ui.groupTestSignals, {ui.checkBoxBars, ui.checkBoxGrayScale}},
+        {PanelGroup::SdiGenerator, ui.groupTestSignals, {ui.comboBoxSdiGenerator}},
+        {PanelGroup::Masking, ui.groupMasking, {}},
+        {PanelGroup::Bypass, ui.groupVideoPath, {ui.checkBoxBypass}},
+        {PanelGroup::ColorSpace, ui.groupVideoPath, {ui.myColorSpaceComboBox}},
+        {PanelGroup::DelayTrim, ui.groupVideoPath, {ui.textDelayTrim, ui.stepperDelayTrim}},
+        {PanelGroup::PopEnables,
+         ui.groupPops,
+         {ui.checkBoxPopStreamer, ui.checkBoxPopStreamerAccum, ui.checkBoxPopPunch}},
+        {PanelGroup::PopEnables,
+         ui.groupTimecodeSource,
+         {ui.radioPopEnable, ui.radioLtcEnable, ui.radioMtcEnable}},
+    };
+    QSet<QGroupBox*> unread;
+    for (const auto& g : groups) {
+        const bool read = parser.isRead(g.group);
+        for (QWidget* w : g.controls)
+            w->setEnabled(read);
+        if (!read)
+            unread.insert(g.box);
+    }
+    for (const MaskControls& m : maskControls()) {
+        m.stepper->setEnabled(parser.isRead(PanelGroup::Masking));
+        m.field->setEnabled(parser.isRead(PanelGroup::Masking));
+    }
+    for (const auto& g : groups)
+        unreadmark::markTitle(g.box, unread.contains(g.box));
+}
+
 // Shows what the unit reported (or what a control just set) without sending
 // anything back: every widget's signals are blocked while it is set.
 void qz62View::refresh(PanelGroup group) {
     const PanelState& st = m_controller.parser().state();
     auto& ui = *m_ui;
+    if (int(group) < kSettingGroups)
+        showReadState();
     switch (group) {
     case PanelGroup::Rate:
         selectCell(m_rateMatrix, st.rateCell);

@@ -84,6 +84,9 @@ private:
     void connectPopEnables();
     void connectUnitTab();
     void refresh(PanelGroup group);
+    // Each setting group's controls work once the unit has reported it; a
+    // group box whose settings are not all read says so in its title.
+    void showReadState();
     void refreshProgress();
     void refreshUnitMemory();
     void refreshAll();
