@@ -34,7 +34,7 @@ TEST(PanelEndToEnd, StartsReadsTheUnitAndFollowsIt) {
 
     ASSERT_EQ(app.controller().linkState(), PanelController::LinkState::Connected);
     EXPECT_TRUE(app.controller().comThread()->isRunning());
-    EXPECT_EQ(app.window.windowTitle(), kTitlePrefix + "QZ-62A not found");
+    EXPECT_EQ(app.window.windowTitle(), kTitlePrefix + sim.ptyPath());
     EXPECT_TRUE(app.window.statusText().contains("Unit connected on " + sim.ptyPath()));
 
     // Identification, then the start-up queries in order.
@@ -154,6 +154,7 @@ TEST(PanelEndToEnd, UnpluggedUnitShowsAsGoneAndNothingSpins) {
         [&] { return app.controller().linkState() == PanelController::LinkState::Lost; }, kWaitMs));
     EXPECT_TRUE(app.window.statusText().contains("Unit lost"));
     EXPECT_TRUE(app.window.panel()->linkStateText().contains("Unit lost"));
+    EXPECT_EQ(app.window.windowTitle(), kTitlePrefix + "QZ-62A lost");
     EXPECT_FALSE(app.controller().comThread()->isRunning());
 
     // Idle with no unit: the controls still work and cost nothing.
@@ -189,6 +190,7 @@ TEST(PanelEndToEnd, NoUnitShowsNotFoundUntilConnectFindsIt) {
     sim.setSilent(false);
     EXPECT_TRUE(app.controller().reconnect());
     EXPECT_EQ(app.controller().linkState(), PanelController::LinkState::Connected);
+    EXPECT_EQ(app.window.windowTitle(), kTitlePrefix + sim.ptyPath());
     EXPECT_TRUE(startUpSent(sim));
     ASSERT_TRUE(QTest::qWaitFor(
         [&] { return app.find<QWidget>("radioAnnunciatorRehearse")->isEnabled(); }, kWaitMs));
@@ -242,6 +244,7 @@ TEST(PanelEndToEnd, SilentUnitIsNotAnsweringUntilItSpeaksAgain) {
         kWaitMs));
     EXPECT_GE(app.controller().unansweredPings(), PanelController::kUnansweredPings);
     EXPECT_TRUE(app.window.panel()->linkStateText().contains("not answering"));
+    EXPECT_EQ(app.window.windowTitle(), kTitlePrefix + sim.ptyPath() + " (not answering)");
 
     sim.clearRecord();
     sim.setSilent(false);
