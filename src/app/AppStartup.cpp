@@ -234,6 +234,10 @@ bool AppStartup::start() {
     if (!m_options.midiOut.isEmpty())
         midi->wantDestination(m_options.midiOut);
 
+    // Pictures for checking the layout are taken at the default sizes, and
+    // must not leave their sizes behind for the next start.
+    if (m_options.screenshots.isEmpty())
+        m_window->rememberLayout();
     m_window->show();
     m_window->awakeFromNib(panel);
     m_window->midiView()->awakeFromNib();

@@ -16,6 +16,7 @@
 #include <QMimeData>
 #include <QScrollBar>
 #include <QSet>
+#include <QSettings>
 #include <QSignalBlocker>
 #include <memory>
 
@@ -152,6 +153,23 @@ void qz62View::awakeFromNib(const PanelOptions& options) {
     refreshAll();
     m_controller.startUp();
     m_networkPanel->awakeFromNib(m_controller, options);
+}
+
+namespace {
+const char* const kKeyTab = "Panel/tab";
+const char* const kKeyHidePing = "Panel/hidePing";
+} // namespace
+
+void qz62View::saveLayout(QSettings& settings) const {
+    settings.setValue(QLatin1String(kKeyTab), m_ui->tabView->currentIndex());
+    settings.setValue(QLatin1String(kKeyHidePing), m_ui->checkBoxInhibitPing->isChecked());
+}
+
+void qz62View::restoreLayout(const QSettings& settings) {
+    const int tab = settings.value(QLatin1String(kKeyTab), 0).toInt();
+    if (tab >= 0 && tab < m_ui->tabView->count())
+        m_ui->tabView->setCurrentIndex(tab);
+    m_ui->checkBoxInhibitPing->setChecked(settings.value(QLatin1String(kKeyHidePing)).toBool());
 }
 
 void qz62View::windowClosing() {
