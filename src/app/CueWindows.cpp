@@ -41,7 +41,12 @@ CueWindows::CueWindows(qz62View* panel, QMenu* mainFileMenu, QObject* parent)
     m_save = new QAction(tr("&Save"), this);
     m_save->setShortcut(QKeySequence::Save);
     m_saveAs = new QAction(tr("Save &As…"), this);
-    m_saveAs->setShortcut(QKeySequence::SaveAs);
+    // Some desktops bind no key to Save As: Ctrl+Shift+S always works.
+    QList<QKeySequence> saveAsKeys = QKeySequence::keyBindings(QKeySequence::SaveAs);
+    const QKeySequence ctrlShiftS(Qt::CTRL | Qt::SHIFT | Qt::Key_S);
+    if (!saveAsKeys.contains(ctrlShiftS))
+        saveAsKeys.append(ctrlShiftS);
+    m_saveAs->setShortcuts(saveAsKeys);
     m_close = new QAction(tr("&Close"), this);
     m_close->setShortcut(QKeySequence::Close);
     connect(m_new, &QAction::triggered, this, &CueWindows::newCueSheet);

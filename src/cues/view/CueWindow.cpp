@@ -42,6 +42,14 @@ CueDialogs& cueDialogs() {
                 parent, QObject::tr("Unsaved cue sheet"),
                 QObject::tr("Save the changes to \"%1\" before closing?").arg(name),
                 QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel, QMessageBox::Save);
+        },
+        [](QWidget* parent, int rows) {
+            return QMessageBox::question(
+                       parent, QObject::tr("Clear All"),
+                       QObject::tr("Delete all %n cue(s) of this sheet? Undo brings them back.",
+                                   nullptr, rows),
+                       QMessageBox::Yes | QMessageBox::Cancel,
+                       QMessageBox::Cancel) == QMessageBox::Yes;
         }};
     return dialogs;
 }
@@ -237,7 +245,8 @@ QLayout* CueWindow::buildRowButtons() {
     bottom->addWidget(
         button(tr("Add Row"), "buttonAddRow", tr("Add a new cue after the selection")));
     bottom->addWidget(button(tr("Delete"), "buttonDeleteRows", tr("Delete the selected rows")));
-    bottom->addWidget(button(tr("Clear All"), "buttonClearAll", tr("Delete every row")));
+    bottom->addWidget(
+        button(tr("Clear All"), "buttonClearAll", tr("Delete every row, after asking")));
     bottom->addSpacing(24);
     bottom->addWidget(button(tr("7/8 Test"), "buttonTest",
                              tr("Check the MIDI text coding on all 256 byte values")));
@@ -293,7 +302,7 @@ void CueWindow::buildMenus() {
         m_table->addAction(action);
     }
     edit->addAction(tr("Select &All"), m_table, &QTableView::selectAll);
-    edit->addAction(tr("C&lear All"), m_document, &CueDocument::clearAll);
+    edit->addAction(tr("C&lear All"), this, &CueWindow::clearAll);
 
     QMenu* cues = menuBar()->addMenu(tr("&Cues"));
     cues->addAction(tr("&Sort"), m_document, &CueDocument::sort);
@@ -316,7 +325,7 @@ void CueWindow::connectControls() {
     clicked("buttonTest", [this] { m_document->onButtonTest(); });
     clicked("buttonAddRow", [this] { addRow(); });
     clicked("buttonDeleteRows", [this] { deleteSelectedRows(); });
-    clicked("buttonClearAll", [this] { m_document->clearAll(); });
+    clicked("buttonClearAll", [this] { clearAll(); });
 
     const std::pair<QCheckBox*, const char*> boxes[] = {{m_checkBoxExportText, kKeyIncludeDialog},
                                                         {m_checkBoxCueIdInText, kKeyIncludeCueId},
@@ -449,6 +458,12 @@ void CueWindow::addRow() {
     const QList<int> selected = m_table->selectedRowList();
     const int row = m_document->insertRow(selected.isEmpty() ? -1 : selected.last() + 1);
     m_table->setCurrentIndex(m_model->index(row, CueDocument::ColumnId));
+}
+
+void CueWindow::clearAll() {
+    const int rows = m_document->rowCount();
+    if (rows > 0 && cueDialogs().confirmClearAll(this, rows))
+        m_document->clearAll();
 }
 
 void CueWindow::exportMidi() {

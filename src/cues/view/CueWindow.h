@@ -28,6 +28,8 @@ struct CueDialogs {
     std::function<QString(QWidget* parent, const QString& caption, const QString& filter)> saveFile;
     // Save, Discard or Cancel for a modified sheet about to close.
     std::function<QMessageBox::StandardButton(QWidget* parent, const QString& name)> askSave;
+    // Whether every one of `rows` rows may go (Undo brings them back).
+    std::function<bool(QWidget* parent, int rows)> confirmClearAll;
 };
 CueDialogs& cueDialogs();
 
@@ -82,6 +84,8 @@ public:
     void paste();
     void deleteSelectedRows();
     void addRow();
+    // Empties the sheet once the user has agreed.
+    void clearAll();
     void exportMidi();
     void importMidi();
 
