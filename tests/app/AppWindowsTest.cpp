@@ -5,7 +5,12 @@
 #include "app/MessageBoxPresenter.h"
 #include "support/FilesAndTools.h"
 
+#include <QAbstractButton>
+#include <QAbstractSlider>
+#include <QAbstractSpinBox>
 #include <QCheckBox>
+#include <QComboBox>
+#include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QTabWidget>
@@ -41,6 +46,29 @@ TEST(AppWindows, TheLayoutIsRememberedBetweenRuns) {
     EXPECT_EQ(window.size(), QSize(1011, 733));
     EXPECT_EQ(window.panel()->tabView()->currentIndex(), 4);
     EXPECT_TRUE(window.findChild<QCheckBox*>("checkBoxInhibitPing")->isChecked());
+}
+
+// Every control on the tabs that set up the unit's picture says what the
+// unit does with it and in which unit: its tooltip is not empty.
+TEST(AppWindows, EveryOverlayControlHasATooltip) {
+    MainWindow window;
+    QStringList silent;
+    for (const char* tab :
+         {"tabVideo", "tabTimecode", "tabStreamer", "tabPunch", "tabAnnunciator"}) {
+        auto* page = window.findChild<QWidget*>(QLatin1String(tab));
+        ASSERT_NE(page, nullptr) << tab;
+        for (QWidget* w : page->findChildren<QWidget*>()) {
+            const bool control =
+                qobject_cast<QAbstractButton*>(w) || qobject_cast<QAbstractSpinBox*>(w) ||
+                qobject_cast<QComboBox*>(w) || qobject_cast<QAbstractSlider*>(w) ||
+                (qobject_cast<QLineEdit*>(w) && !w->parent()->inherits("QAbstractSpinBox") &&
+                 !w->parent()->inherits("QComboBox"));
+            if (control && w->toolTip().isEmpty())
+                silent << QLatin1String(tab) + u'/' + w->objectName() + u' ' +
+                              w->metaObject()->className();
+        }
+    }
+    EXPECT_TRUE(silent.isEmpty()) << silent.join(u'\n').toStdString();
 }
 
 } // namespace
