@@ -94,8 +94,8 @@ QString CueSheet::cueSheetInitValues() const {
     return QStringLiteral(";duplicate\t%1\n;midnight\t%2\n;text\t%3\n;cueId\t%4\n"
                           ";pulldown\t%5\n;start\t%6\n;tctype\t%7\n")
         .arg(flag(m_settings.duplicate), flag(m_settings.midnight), flag(m_settings.text),
-             flag(m_settings.cueId), flag(m_settings.pulldown), m_settings.start,
-             QString::number(m_settings.tctype));
+             flag(m_settings.cueId), flag(m_settings.pulldown),
+             sheettext::cleanCell(m_settings.start), QString::number(m_settings.tctype));
 }
 
 void CueSheet::initValueFromString(const QString& line) {
@@ -125,8 +125,8 @@ void CueSheet::initValueFromString(const QString& line) {
     }
 }
 
-void CueSheet::cueTableFromString(const QString& text) {
-    CueListImporter(*this).cueTableFromString(text);
+sheettext::Reading CueSheet::cueTableFromString(const QString& text) {
+    return CueListImporter(*this).cueTableFromString(text);
 }
 
 QString CueSheet::stringFromCueTable() const {
@@ -158,7 +158,7 @@ QString CueSheet::cueItemText(const CueItem& item) const {
     return cuetext::build(item, m_settings.cueId, m_settings.text, true);
 }
 
-void CueSheet::OnSort() {
+int CueSheet::OnSort() {
     // Each row's in time is looked at once: its display form, frames and hours.
     struct Key {
         QString in;
@@ -194,6 +194,7 @@ void CueSheet::OnSort() {
         }
         order.swap(kept);
     }
+    const int removed = n - int(order.size());
 
     size_t first = 0;
     if (m_settings.midnight) {
@@ -212,6 +213,7 @@ void CueSheet::OnSort() {
     for (size_t i = 0; i < order.size(); ++i)
         sorted.append(std::move(m_rows[order[(first + i) % order.size()]]));
     m_rows = std::move(sorted);
+    return removed;
 }
 
 QString CueSheet::inTimeSpanWarning() const {
@@ -277,16 +279,24 @@ void CueSheet::tableViewSelectionDidChange(int firstSelectedRow) {
 
 int CueSheet::onTxInOuts() {
     m_inOutPairsSent = 0;
+    m_inOutStopRow = -1;
+    m_inOutOutsDropped.clear();
     if (!m_comThread)
         return 0;
     m_comThread->sendString(cmd::inOutStart());
-    for (const CueItem& item : m_rows) {
+    for (int row = 0; row < count(); ++row) {
+        const CueItem& item = m_rows[row];
         const QString in = item.getCueIn();
-        if (!m_tcc.isTc(in))
-            break; // the unit's list ends at the first unusable time
+        if (!m_tcc.isTc(in)) {
+            m_inOutStopRow = row; // the unit's list ends at the first unusable time
+            break;
+        }
         QString out = item.getCueOut();
-        if (!m_tcc.isTc(out))
+        if (!m_tcc.isTc(out)) {
+            if (!item.cueOut.isEmpty() && out != QLatin1String("---"))
+                m_inOutOutsDropped.append(row);
             out = QString();
+        }
         m_comThread->sendString(cmd::inOut(in, out));
         ++m_inOutPairsSent;
     }

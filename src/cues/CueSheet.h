@@ -1,6 +1,7 @@
 #pragma once
 
 #include "cues/CueItem.h"
+#include "cues/CueSheetText.h"
 #include "timecode/TcCalculator.h"
 
 #include <QByteArray>
@@ -63,14 +64,19 @@ public:
     void setComThread(CommandSink* comThread) { m_comThread = comThread; }
     // Number of in/out pairs sent by the last onTxInOuts (the panel's fMax).
     int inOutPairsSent() const { return m_inOutPairsSent; }
+    // The row the last onTxInOuts stopped at; -1 when it reached the end.
+    int inOutStopRow() const { return m_inOutStopRow; }
+    // Rows the last onTxInOuts sent without their out time (not a timecode).
+    const QList<int>& inOutOutsDropped() const { return m_inOutOutsDropped; }
 
     // --- sheet text format ---
     // The seven header lines: key, tab, value, newline each.
     QString cueSheetInitValues() const;
     // One header line; unknown keys and lines without a tab are ignored.
     void initValueFromString(const QString& line);
-    // Header lines set the header values, every other line is imported as a row.
-    void cueTableFromString(const QString& text);
+    // Header lines set the header values, every other line is imported as a
+    // row. Says what the text held (a sheet, or lines of another list).
+    sheettext::Reading cueTableFromString(const QString& text);
     // Header, then "id\tin\tout\ttext\tnotes\n" per row with times in display
     // form ("---" when unset).
     QString stringFromCueTable() const;
@@ -106,8 +112,9 @@ public:
 
     // --- sorting and firing ---
     // Circular sort on the in times (always as 30 fps), then the duplicate
-    // and midnight rules when the header values ask for them.
-    void OnSort();
+    // and midnight rules when the header values ask for them. Returns the
+    // number of rows the duplicate rule removed.
+    int OnSort();
     // The circular sort only orders times that fit in half a day. When the
     // valid in times, taken round the clock the shortest way, span more than
     // 12 hours, a warning for the user naming the span; otherwise empty.
@@ -131,6 +138,8 @@ private:
     CueSheetSettings m_settings;
     int m_selectionIndex = -1;
     int m_inOutPairsSent = 0;
+    int m_inOutStopRow = -1;
+    QList<int> m_inOutOutsDropped;
     int m_stepperStreamerDuration = 100;
     double m_offset = 0.0;
     CommandSink* m_comThread = nullptr;

@@ -51,4 +51,12 @@ public:
     int compareTc(const QString& a, const QString& b, int type) const;
     // The same comparison on frame counts (both of the given type).
     static int compareFrames(int a, int b, int type);
+
+    // The rate's name as the user picks it: "24 fps", "25 fps",
+    // "29.97 fps drop", "30 fps".
+    static QString rateName(int type);
+    // Why a time in display form (HH:MM:SS:FF) does not exist at the type's
+    // rate, for the user ("frame 45 does not exist at 30 fps (00 to 29)");
+    // empty when it exists. Only the digits 0 to 9 make a time the unit takes.
+    static QString problemAtRate(const QString& tc, int type);
 };

@@ -214,7 +214,8 @@ TEST(CueListImporter, DroppedFilesReimportTheEarlierTextFiles) {
     };
     const QString a = write("a.txt", "A 01:00:00:00 first\n");
     const QString b = write("b.TXT", "B 01:00:01:00 second");
-    const QString bad = write("bad.txt", "C 01:00:02:00 \xff\xfe broken\n");
+    // Not UTF-8: read as Windows-1252, as qz62ctl reads it, and said so.
+    const QString cp1252 = write("cp1252.txt", "C 01:00:02:00 caf\xe9\n");
     const QString pdf = write("sheet.PDF", "%PDF-1.4");
 
     CueSheet sheet;
@@ -225,12 +226,16 @@ TEST(CueListImporter, DroppedFilesReimportTheEarlierTextFiles) {
     EXPECT_FALSE(importer.acceptDrop({}, true));
     EXPECT_EQ(sheet.count(), 0);
 
-    EXPECT_TRUE(importer.acceptDrop({a, pdf, bad, b, dir.filePath("missing.txt")}, true));
+    EXPECT_TRUE(importer.acceptDrop({a, pdf, cp1252, b, dir.filePath("missing.txt")}, true));
     QStringList ids;
     for (const CueItem& row : sheet.rows())
         ids << row.cueId.trimmed();
-    EXPECT_EQ(ids, (QStringList{"A", "A", "B"}));
+    EXPECT_EQ(ids, (QStringList{"A", "A", "C", "A", "C", "B"}));
+    EXPECT_EQ(sheet.rows()[2].cueText, QStringLiteral("caf\u00e9"));
     EXPECT_EQ(pdfs, QStringList{pdf});
+    EXPECT_EQ(importer.notes(),
+              (QStringList{"cp1252.txt: not UTF-8 or UTF-16, read as Windows-1252",
+                           "missing.txt: cannot be read"}));
 }
 
 } // namespace
