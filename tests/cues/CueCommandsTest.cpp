@@ -138,6 +138,26 @@ TEST_F(Qz62ctlImport, HeaderOptionsAndSortRules) {
                        "A\t01:00:02:00\t---\ttwo\t\n");
 }
 
+// A sheet is read as the cue window opens it: its header and every field
+// as written, so importing a sheet alone gives it back byte for byte; an
+// option given on the command line wins over its header.
+TEST_F(Qz62ctlImport, SheetsKeepTheirHeaderAndTheCommandLineWins) {
+    const QByteArray sheet = ";duplicate\t0\n;midnight\t1\n;text\t0\n;cueId\t1\n;pulldown\t1\n"
+                             ";start\t00:59:30:00\n;tctype\t1\n"
+                             "1M1\t01:00:05:00\t---\tHit at 01:00:10:00 exactly\t-3 dB\n"
+                             "1M2\t---\t---\t\tnotes only\n";
+    const QString path = file("reel1.txt", sheet);
+    const ToolOutput same = qz62ctl({"import", path});
+    EXPECT_EQ(same.exitCode, 0) << same.err.toStdString();
+    EXPECT_EQ(same.out, sheet);
+
+    const ToolOutput told = qz62ctl({"import", path, "--tctype", "2", "--text"});
+    EXPECT_EQ(told.exitCode, 0) << told.err.toStdString();
+    QByteArray expected = sheet;
+    expected.replace(";text\t0", ";text\t1").replace(";tctype\t1", ";tctype\t2");
+    EXPECT_EQ(told.out, expected);
+}
+
 TEST_F(Qz62ctlImport, FailuresWriteNothing) {
     const QString good = file("good.txt", "A 01:00:00:00 one\n");
     const QString pdf = file("sheet.pdf", "%PDF-1.4\nnot really\n");

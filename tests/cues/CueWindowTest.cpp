@@ -16,7 +16,9 @@
 #include <QMimeData>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QStringEncoder>
 #include <QTemporaryDir>
+#include <QToolButton>
 #include <QUrl>
 #include <csignal>
 #include <sys/resource.h>
@@ -202,12 +204,8 @@ TEST(CueWindow, InterruptedSaveLeavesTheOldFileAndCloseAsks) {
     RecordingAlerts alerts;
     CueWindow window;
     CueDocument& doc = *window.document();
-    QString answer = scratch.path("cues");
+    const QString answer = scratch.path("cues.txt");
     cueDialogs().saveFile = [&](QWidget*, const QString&, const QString&) { return answer; };
-    EXPECT_FALSE(window.save());
-    EXPECT_EQ(alerts.shown, QStringList{"select a file with .txt extension"});
-
-    answer = scratch.path("cues.txt");
     doc.paste("1M1 01:00:01:00 first");
     ASSERT_TRUE(window.save());
     const QByteArray saved = readFile(answer);
@@ -224,6 +222,9 @@ TEST(CueWindow, InterruptedSaveLeavesTheOldFileAndCloseAsks) {
     const bool written = window.save();
     setrlimit(RLIMIT_FSIZE, &old);
     EXPECT_FALSE(written);
+    ASSERT_EQ(alerts.shown.size(), 1);
+    EXPECT_TRUE(alerts.shown[0].startsWith("The cue sheet could not be saved to " + answer))
+        << alerts.shown[0].toStdString();
     EXPECT_EQ(readFile(answer), saved);
     EXPECT_EQ(QDir(scratch.dir.path()).entryList(QDir::Files), QStringList{"cues.txt"});
     EXPECT_TRUE(doc.isModified());
@@ -240,6 +241,149 @@ TEST(CueWindow, InterruptedSaveLeavesTheOldFileAndCloseAsks) {
     window.setAttribute(Qt::WA_DeleteOnClose, false);
     EXPECT_TRUE(window.close());
     EXPECT_EQ(asked, 2);
+}
+
+// A name without an extension gets the sheet's or the MIDI file's; the
+// sheet's Save still refuses any other extension. A completed name that
+// already exists is replaced only when the user says so.
+TEST(CueWindow, BareNamesGetTheirExtension) {
+    const struct {
+        bool exportMidi;
+        const char* chosen;
+        const char* existing; // a file already there, or null
+        bool replace;         // the answer when asked
+        const char* written;  // the file that must hold the result, or null
+        bool refused;
+    } cases[] = {
+        {false, "myreel", nullptr, false, "myreel.txt", false},
+        {false, "MYREEL.TXT", nullptr, false, "MYREEL.TXT", false},
+        {false, "myreel", "myreel.txt", false, nullptr, false},
+        {false, "myreel", "myreel.txt", true, "myreel.txt", false},
+        {false, "myreel.csv", nullptr, false, nullptr, true},
+        {true, "myreel", nullptr, false, "myreel.mid", false},
+        {true, "myreel.", nullptr, false, "myreel.mid", false},
+        {true, "myreel.smf", nullptr, false, "myreel.smf", false},
+    };
+    for (const auto& c : cases) {
+        Scratch scratch;
+        RecordingAlerts alerts;
+        CueWindow window;
+        window.document()->paste("1M1 01:00:01:00 first");
+        if (c.existing)
+            scratch.write(c.existing, "keep me\n");
+        cueDialogs().saveFile = [&](QWidget*, const QString&, const QString&) {
+            return scratch.path(c.chosen);
+        };
+        int asked = 0;
+        cueDialogs().confirmReplace = [&](QWidget*, const QString&) {
+            ++asked;
+            return c.replace;
+        };
+        if (c.exportMidi)
+            window.exportMidi();
+        else
+            window.save();
+        const QStringList files = QDir(scratch.dir.path()).entryList(QDir::Files);
+        EXPECT_EQ(asked, c.existing ? 1 : 0) << c.chosen;
+        EXPECT_EQ(alerts.shown,
+                  c.refused ? QStringList{"select a file with .txt extension"} : QStringList())
+            << c.chosen;
+        if (c.written) {
+            const QByteArray bytes = readFile(scratch.path(c.written));
+            EXPECT_TRUE(c.exportMidi ? bytes.startsWith("MThd") : bytes.startsWith(";duplicate"))
+                << c.chosen;
+        } else if (c.existing) {
+            EXPECT_EQ(readFile(scratch.path(c.existing)), "keep me\n") << c.chosen;
+        }
+        EXPECT_EQ(files.size(), (c.existing || c.written) ? 1 : 0) << files.join(' ').toStdString();
+    }
+}
+
+// What a sort and an export changed shows in the window's message line, not
+// in a dialog.
+TEST(CueWindow, MessageLineSaysWhatSortAndExportChanged) {
+    Scratch scratch;
+    RecordingAlerts alerts;
+    CueWindow window;
+    window.document()->paste(QStringLiteral("1M1 01:00:10:00 Hit\n1M1b 01:00:10:00 Hit again\n"
+                                            "0M1 00:59:00:00 Before the start\n"
+                                            "2M1 01:00:20:00 \u0413\u0440\u043e\u043c\n"));
+    const QString midi = scratch.path("reel1");
+    cueDialogs().saveFile = [&](QWidget*, const QString&, const QString&) { return midi; };
+    window.findChild<QPushButton*>("buttonExportMidi")->click();
+    EXPECT_TRUE(alerts.shown.isEmpty());
+    EXPECT_EQ(window.message(),
+              QStringLiteral("3 cues written to \u201creel1.mid\u201d.\n"
+                             "1 duplicate cue removed \u2014 Undo brings it back\n"
+                             "Cue 2M1 at 01:00:20:00: the text has characters the unit cannot "
+                             "show; its text message is empty.\n"
+                             "1 cue(s) placed later than their time: before the start or before "
+                             "the cue ahead of them."));
+    auto* line = window.findChild<QWidget*>("messageLine");
+    ASSERT_NE(line, nullptr);
+    EXPECT_TRUE(line->isVisibleTo(&window));
+    window.findChild<QToolButton*>("buttonDismissMessage")->click();
+    EXPECT_FALSE(line->isVisibleTo(&window));
+}
+
+// Open keeps opening sheets: a list that is not one opens untitled and
+// Save asks for a name, so the list is never written over. Import adds any
+// list's rows to the front sheet. A sheet closed without saving leaves no
+// recovery copy behind.
+TEST(CueWindow, OpenAndImportNeverWriteOverAList) {
+    Scratch scratch;
+    SimulatedUnit sim;
+    ASSERT_TRUE(sim.start());
+    App app(sim.ptyPath());
+    CueWindows* cues = app.window.cueWindows();
+    cues->recovery()->setDelayMs(0);
+
+    const QByteArray list = "Reel 1 spotting\n1M1 01:00:00;12 01:00:01:00 Hit\n";
+    const QString listPath = scratch.write("spotting.txt", list);
+    CueWindow* window = cues->open(listPath);
+    ASSERT_NE(window, nullptr);
+    EXPECT_TRUE(window->document()->filePath().isEmpty());
+    EXPECT_TRUE(window->document()->isModified());
+    EXPECT_EQ(shown(*window->document()), QStringList{"1M1|01:00:00:12|01:00:01:00|Hit|"});
+    EXPECT_TRUE(window->message().contains("is not a cue sheet (line 1"))
+        << window->message().toStdString();
+
+    const QByteArray utf16 = QStringEncoder(QStringEncoder::Utf16LE, QStringEncoder::Flag::WriteBom)
+                                 .encode(QStringLiteral("2 01:00:05:00\n"));
+    const QStringList imported = {scratch.write("utf16.txt", utf16),
+                                  QStringLiteral(QZ62_TEST_DATA_DIR "/cues/filmlight.pdf")};
+    cueDialogs().openFiles = [&](QWidget*, const QString&, const QString& filter) {
+        EXPECT_TRUE(filter.contains("*.pdf")) << filter.toStdString();
+        return imported;
+    };
+    cues->importWithDialog();
+    EXPECT_EQ(cues->front(), window);
+    const QStringList rows = shown(*window->document());
+    ASSERT_GE(rows.size(), 3) << rows.join(' ').toStdString();
+    EXPECT_EQ(rows[1], "2|01:00:05:00|---||");
+    EXPECT_TRUE(window->message().startsWith(
+        QStringLiteral("%1 cues added from \u201cutf16.txt\u201d and \u201cfilmlight.pdf\u201d.")
+            .arg(rows.size() - 1)))
+        << window->message().toStdString();
+
+    QStringList asked;
+    cueDialogs().saveFile = [&](QWidget*, const QString& caption, const QString&) {
+        asked << caption;
+        return scratch.path("reel1");
+    };
+    ASSERT_TRUE(cues->save());
+    EXPECT_EQ(asked, QStringList{"Save Cue Sheet"});
+    EXPECT_EQ(readFile(listPath), list);
+    EXPECT_EQ(window->document()->filePath(), scratch.path("reel1.txt"));
+
+    // Modified, copied for recovery; closed without saving, the copy goes.
+    window->document()->paste("3M1 01:00:30:00 late change");
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return QFile::exists(cues->recovery()->copyPath(window->document())); }, kWaitMs));
+    const QString copy = cues->recovery()->copyPath(window->document());
+    cueDialogs().askSave = [](QWidget*, const QString&) { return QMessageBox::Discard; };
+    EXPECT_TRUE(window->close());
+    EXPECT_FALSE(QFile::exists(copy));
 }
 
 // MIDI Time Code reaching the app fires the front sheet's cue on its frame
