@@ -88,6 +88,16 @@ QString fileNames(const QStringList& paths) {
     return QObject::tr("%1 and %2").arg(names.join(QStringLiteral(", ")), last);
 }
 
+// "2 times do not exist at 24 fps: they are marked in the table"
+QString notAtRate(int marked, int type) {
+    const QString rate = TcCalculator::rateName(type);
+    if (marked == 1)
+        return QObject::tr("1 time does not exist at %1: it is marked in the table").arg(rate);
+    return QObject::tr("%1 times do not exist at %2: they are marked in the table")
+        .arg(marked)
+        .arg(rate);
+}
+
 QString cues(int count) {
     return count == 1 ? QObject::tr("1 cue") : QObject::tr("%1 cues").arg(count);
 }
@@ -260,10 +270,7 @@ void CueDocument::setSettings(const CueSheetSettings& settings) {
     emit settingsChanged();
     // The cells stay as they are; the user learns which no longer fit.
     if (const int marked = rateChanged ? timesNotAtRate() : 0; marked > 0)
-        emit message(tr("%1 do not exist at %2: they are marked in the table and kept as "
-                        "they are.")
-                         .arg(marked == 1 ? tr("1 time") : tr("%1 times").arg(marked),
-                              TcCalculator::rateName(settings.tctype)));
+        emit message(notAtRate(marked, settings.tctype) + tr(", and kept as they are."));
 }
 
 QString CueDocument::timeProblem(int row, int column) const {
@@ -319,14 +326,12 @@ CueDocument::Opened CueDocument::openFile(const QString& path) {
     if (reading.isSheet()) {
         openAsSheet(path, read);
         if (const int marked = timesNotAtRate(); marked > 0)
-            notes << tr("%1 do not exist at %2: they are marked in the table.")
-                         .arg(marked == 1 ? tr("1 time") : tr("%1 times").arg(marked),
-                              TcCalculator::rateName(settings().tctype));
+            notes << notAtRate(marked, settings().tctype) + u'.';
     } else {
         openAsOtherList(read, reading);
         notes.prepend(tr("%1 is not a cue sheet (line %2 is not in the sheet's form), so it is "
-                         "left as it is: its %3 were read into this untitled sheet, which Save "
-                         "asks a name for.")
+                         "left as it is; this untitled sheet holds its %3, and Save asks for "
+                         "a name.")
                           .arg(fileNames({path}))
                           .arg(reading.firstForeignLine)
                           .arg(cues(read.count())));

@@ -99,8 +99,8 @@ TEST(CueDocument, AnotherRateMarksTimesAndNeverAltersThem) {
         int marked;
         const char* told;
     } rates[] = {{0, 2, "2 times do not exist at 24 fps: they are marked in the table"},
-                 {2, 1, "1 time do not exist at 29.97 fps drop"},
-                 {1, 1, "1 time do not exist at 25 fps"},
+                 {2, 1, "1 time does not exist at 29.97 fps drop: it is marked"},
+                 {1, 1, "1 time does not exist at 25 fps"},
                  {3, 0, ""}};
     for (const auto& r : rates) {
         told.lines.clear();
@@ -187,7 +187,7 @@ TEST(CueDocument, OpensSheetsAsThemselvesAndOtherListsUntitled) {
          "cp1252.txt: not UTF-8 or UTF-16, read as Windows-1252 (Save writes UTF-8)"},
         {"list.txt", "1M1 01:00:00;12 Hit\nReel 1\n", CueDocument::Opened::OtherList, 1,
          "\u201clist.txt\u201d is not a cue sheet (line 1 is not in the sheet's form), so it is "
-         "left as it is: its 1 cue were read into this untitled sheet"},
+         "left as it is; this untitled sheet holds its 1 cue, and Save asks for a name."},
     };
     for (const auto& c : cases) {
         CueDocument doc;
@@ -216,11 +216,15 @@ TEST(CueDocument, SavingIntoAPipeKeepsTheSheetUnsaved) {
     Scratch scratch;
     const QByteArray fifo = QFile::encodeName(scratch.path("fifo"));
     ASSERT_EQ(mkfifo(fifo.constData(), 0600), 0);
-    const int reader = open(fifo.constData(), O_RDONLY | O_NONBLOCK);
-    ASSERT_GE(reader, 0);
     CueDocument doc;
     Told told(doc);
     doc.paste("1M1 01:00:00:00 Hit");
+    // Nothing reads from it yet: refused at once, not waited on.
+    QString error;
+    EXPECT_FALSE(doc.saveToFile(QString::fromLocal8Bit(fifo), &error));
+    EXPECT_EQ(error, "nothing is reading from it");
+    const int reader = open(fifo.constData(), O_RDONLY | O_NONBLOCK);
+    ASSERT_GE(reader, 0);
     EXPECT_TRUE(doc.saveToFile(QString::fromLocal8Bit(fifo)));
     char buffer[512];
     const ssize_t n = read(reader, buffer, sizeof buffer);
