@@ -95,7 +95,7 @@ QString CueSheet::cueSheetInitValues() const {
                           ";pulldown\t%5\n;start\t%6\n;tctype\t%7\n")
         .arg(flag(m_settings.duplicate), flag(m_settings.midnight), flag(m_settings.text),
              flag(m_settings.cueId), flag(m_settings.pulldown),
-             sheettext::cleanCell(m_settings.start), QString::number(m_settings.tctype));
+             sheettext::oneLine(m_settings.start), QString::number(m_settings.tctype));
 }
 
 void CueSheet::initValueFromString(const QString& line) {

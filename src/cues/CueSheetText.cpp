@@ -48,6 +48,15 @@ QString cleanCell(const QString& text) {
     return clean;
 }
 
+QString oneLine(const QString& text) {
+    QString line = text;
+    for (QChar& c : line) {
+        if (isLineBreak(c))
+            c = u' ';
+    }
+    return line;
+}
+
 bool isHeaderLine(const QString& line) {
     if (!line.startsWith(u';'))
         return false;

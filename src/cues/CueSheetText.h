@@ -28,6 +28,9 @@ QStringList splitLines(const QString& text);
 // A cell's text as a field of a row line: a tab or a line break would end
 // the field or the row, so each becomes a blank.
 QString cleanCell(const QString& text);
+// A header value on one line: each line break becomes a blank (a tab may stay,
+// the value is all that follows the key's tab).
+QString oneLine(const QString& text);
 
 // One of the seven header lines (known key, a tab, a value).
 bool isHeaderLine(const QString& line);
