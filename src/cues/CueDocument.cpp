@@ -270,7 +270,8 @@ void CueDocument::setSettings(const CueSheetSettings& settings) {
     emit settingsChanged();
     // The cells stay as they are; the user learns which no longer fit.
     if (const int marked = rateChanged ? timesNotAtRate() : 0; marked > 0)
-        emit message(notAtRate(marked, settings.tctype) + tr(", and kept as they are."));
+        emit message(notAtRate(marked, settings.tctype) +
+                     tr("; changing the rate never alters a cell."));
 }
 
 QString CueDocument::timeProblem(int row, int column) const {
