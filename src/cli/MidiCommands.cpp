@@ -4,6 +4,7 @@
 
 #include "cues/CueMidiExport.h"
 #include "cues/CueSheet.h"
+#include "cues/CueText.h"
 #include "cues/TextFileReader.h"
 #include "midi/MidiFileReader.h"
 #include "midi/MidiTrack.h"
@@ -105,6 +106,11 @@ int exportMidi(const QStringList& args) {
                         .arg(tcType));
     if (sheet.count() == 0)
         return fail(QStringLiteral("export-midi: '%1' holds no cues").arg(options.sheetPath));
+    const QString start = options.start.value_or(settings.start);
+    if (!MidiTrack::startTimecode(start))
+        return fail(QStringLiteral("export-midi: '%1': the start '%2' is not a timecode "
+                                   "(HH:MM:SS:FF); give one with --start")
+                        .arg(options.sheetPath, start));
     if (const QString warning = sheet.inTimeSpanWarning(); !warning.isEmpty())
         warn(QStringLiteral("export-midi: ") + warning);
 
@@ -114,18 +120,18 @@ int exportMidi(const QStringList& args) {
     QByteArray log;
     track.setLogSink([&log](const QByteArray& text) { log += text; });
     QString error;
-    if (!cuemidi::onExportMidi(
-            track, options.outPath, sheet.rows(), options.start.value_or(settings.start), tcType,
-            options.offsetSeconds.value_or(sheet.offset()), options.text.value_or(settings.text),
-            options.pulldown.value_or(settings.pulldown), options.cueId.value_or(settings.cueId),
-            &error))
+    if (!cuemidi::onExportMidi(track, options.outPath, sheet.rows(), start, tcType,
+                               options.offsetSeconds.value_or(sheet.offset()),
+                               options.text.value_or(settings.text),
+                               options.pulldown.value_or(settings.pulldown),
+                               options.cueId.value_or(settings.cueId), &error))
         return fail(
             QStringLiteral("export-midi: cannot write '%1': %2").arg(options.outPath, error));
     const MidiTrack::ExportReport& report = track.lastExportReport();
-    for (const QString& cue : report.lostTexts)
-        warn(QStringLiteral("export-midi: cue %1: the text has characters the unit cannot "
-                            "show; its text message is empty")
-                 .arg(cue));
+    for (const MidiTrack::ExportReport::Substitution& s : report.substitutions)
+        warn(
+            QStringLiteral("export-midi: cue %1: the unit cannot show %2: written as \u201c?\u201d")
+                .arg(s.cue, cuetext::quotedCharacters(s.characters)));
     if (report.movedCues > 0)
         warn(QStringLiteral("export-midi: %1 cue(s) placed later than their time: before the "
                             "start or before the cue ahead of them")
