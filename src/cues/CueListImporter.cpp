@@ -99,6 +99,10 @@ void CueListImporter::textToCueTable(const QString& line) {
         m_sheet.addObject(*item);
 }
 
+void CueListImporter::addRow(const CueItem& item) {
+    m_sheet.addObject(item);
+}
+
 void CueListImporter::cueTableFromString(const QString& text) {
     for (const QString& line : splitLines(text)) {
         if (line.startsWith(u';'))
@@ -151,8 +155,11 @@ void CueListImporter::ediCueToCueTable(const QString& documentText) {
             row->cueNotes = QString();
             inTimeNext = true;
         }
-        if (row && line.startsWith(QLatin1String("REASON:")))
-            row->cueNotes = line.mid(7).trimmed();
+        if (row && line.startsWith(QLatin1String("REASON:"))) {
+            row->cueNotes = line.mid(7).trimmed(); // the notes only, never the text
+            linesSeen.append(line);
+            continue;
+        }
         if (row && inText && line == QLatin1String("1")) {
             m_sheet.addObject(*row);
             row.reset();
@@ -177,12 +184,12 @@ void CueListImporter::ediCueToCueTable(const QString& documentText) {
 
 void CueListImporter::filmlightToCueTable(const QList<PDFStringTableItem>& items) {
     const int n = int(items.size());
+    // A page's first piece starts a row even when no header line came
+    // before it.
     QList<int> rowStarts;
-    std::int64_t previousX = 0;
     for (int i = 0; i < n; ++i) {
-        if (items[i].x < previousX)
+        if (i == 0 || items[i].page != items[i - 1].page || items[i].x < items[i - 1].x)
             rowStarts.append(i);
-        previousX = items[i].x;
     }
     auto textAt = [&](int i) { return i < n ? items[i].text : QString(); };
 

@@ -29,6 +29,8 @@ public:
     static std::optional<CueItem> cueItemFromLine(const QString& line);
     // Imports one text line (adds its row, if any).
     void textToCueTable(const QString& line);
+    // Adds a row another reader built.
+    void addRow(const CueItem& item);
     // Sheet text: header lines go to the sheet's header, the others are rows.
     void cueTableFromString(const QString& text);
     // The sheet text of a sheet's header and rows; identifiers are written
@@ -40,10 +42,12 @@ public:
     // An EdiCue cue sheet's plain text. A cue opens at a line starting
     // with "IN:" (its identifier is the line before), takes its in and out
     // times from the next timecode lines, collects the text lines after the
-    // out time, and is added only when a line "1" closes it.
+    // out time (a "REASON:" line gives the notes, wherever it comes), and is
+    // added only when a line "1" closes it.
     void ediCueToCueTable(const QString& documentText);
-    // A filmlight cue sheet's text pieces: a row starts wherever the text
-    // moves back to the left; a row whose second piece holds a timecode gives
+    // A filmlight cue sheet's text pieces: a row starts at the first piece
+    // of each page and wherever the text moves back to the left; a row whose
+    // second piece holds a timecode gives
     // identifier, in, out, text (with the pieces up to the last appended) and
     // notes (the last piece).
     void filmlightToCueTable(const QList<PDFStringTableItem>& items);
