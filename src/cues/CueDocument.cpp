@@ -2,7 +2,12 @@
 
 #include "base/Diagnostics.h"
 #include "cues/CueListImporter.h"
+#include "cues/CueMidiExport.h"
+#include "cues/CueText.h"
+#include "cues/PdfCueReader.h"
+#include "midi/MidiFileReader.h"
 
+#include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
 #include <QUndoCommand>
@@ -151,6 +156,9 @@ QList<CueItem> CueDocument::rowsFromText(const QString& block) const {
 int CueDocument::paste(const QString& block) {
     const QList<CueItem> added = rowsFromText(block);
     appendRows(added, tr("Paste"));
+    if (const QString note = cuetext::substitutionNote(added, settings().cueId, settings().text);
+        !note.isEmpty())
+        emit message(note);
     return int(added.size());
 }
 
@@ -159,9 +167,54 @@ bool CueDocument::dropFiles(const QStringList& paths, bool sourceOffersLink) {
     // one step once every file has been read.
     CueSheet scratch;
     CueListImporter importer(scratch);
+    QStringList notes;
+    importer.pdfHandler = [&scratch, &importer, &notes](const QString& path) {
+        const int before = scratch.count();
+        PdfCueReader reader;
+        const QString name = QFileInfo(path).fileName();
+        if (reader.importPdf(path, importer))
+            notes << name + QStringLiteral(": ") + reader.summary(scratch.count() - before);
+        else
+            notes << name + QStringLiteral(": cannot be read as a PDF document");
+    };
     const bool accepted = importer.acceptDrop(paths, sourceOffersLink);
     appendRows(scratch.rows(), tr("Drop"));
+    notes << cuetext::substitutionNote(scratch.rows(), settings().cueId, settings().text);
+    notes.removeAll(QString());
+    if (!notes.isEmpty())
+        emit message(notes.join(u'\n'));
     return accepted;
+}
+
+int CueDocument::importMidiFile(const QString& path,
+                                const std::function<void(const QByteArray&)>& log) {
+    const QString name = QFileInfo(path).fileName();
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        emit message(tr("%1 cannot be read: %2").arg(name, file.errorString()));
+        return 0;
+    }
+    MidiFileReader reader;
+    reader.setLogSink(log);
+    QString error;
+    const std::optional<cuemidi::FileRows> read =
+        cuemidi::readRows(reader, file.readAll(), settings(), &error);
+    if (!read) {
+        emit message(tr("%1: no cues added: %2").arg(name, error));
+        return 0;
+    }
+    appendRows(read->rows, tr("Import MIDI File"));
+    emit message(name + QStringLiteral(": ") + cuemidi::importNote(*read));
+    return int(read->rows.size());
+}
+
+void CueDocument::selectRow(int row) {
+    m_sheet.tableViewSelectionDidChange(row);
+    if (row < 0 || row >= rowCount())
+        return;
+    const QString note = cuetext::substitutionNote(rows()[row], settings().cueId, settings().text);
+    if (!note.isEmpty())
+        emit message(note);
 }
 
 void CueDocument::sort() {

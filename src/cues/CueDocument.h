@@ -7,6 +7,7 @@
 #include <QString>
 #include <QStringList>
 #include <QUndoStack>
+#include <functional>
 
 class CommandSink;
 
@@ -44,8 +45,13 @@ public:
     int paste(const QString& block);
     // Files dropped on the table (text files and PDFs). False when the drag
     // does not offer linking or holds no files; the sheet changes only once
-    // every file has been read.
+    // every file has been read. The message says what each PDF gave (pages
+    // read, cues) and which characters of the new rows the unit cannot show.
     bool dropFiles(const QStringList& paths, bool sourceOffersLink = true);
+    // A MIDI file's cues added as rows (cuemidi::readRows), its contents
+    // logged to `log` as it is read; the message says what was added or why
+    // nothing was. Returns the number of rows added.
+    int importMidiFile(const QString& path, const std::function<void(const QByteArray&)>& log);
     void sort();
     void clearAll();
 
@@ -72,8 +78,9 @@ public:
 
     // --- to the unit ---
     void setComThread(CommandSink* comThread) { m_sheet.setComThread(comThread); }
-    // The user selected a row: its text goes to the unit ("s ...").
-    void selectRow(int row) { m_sheet.tableViewSelectionDidChange(row); }
+    // The user selected a row: its text goes to the unit ("s ..."); the
+    // message says so when the unit gets "?" for some of its characters.
+    void selectRow(int row);
     // "h 0" and the in/out pairs; returns how many pairs went out.
     int onTxInOuts();
     void onClearText() { m_sheet.onClearText(); }
@@ -104,6 +111,8 @@ signals:
     void inOutsSent(int pairs);
     // Lines for the user to read: the MIDI file reader's log, the 7/8 self-test.
     void logText(const QString& text);
+    // What an action did that the user should know (the window's message line).
+    void message(const QString& text);
 
 private:
     void setSettingsModified(bool modified);

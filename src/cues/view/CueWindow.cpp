@@ -6,7 +6,6 @@
 #include "cues/CueTableModel.h"
 #include "cues/view/CueTableView.h"
 #include "cues/view/MessageLine.h"
-#include "midi/MidiFileReader.h"
 #include "midi/MidiTrack.h"
 
 #include <QAction>
@@ -227,7 +226,8 @@ QWidget* CueWindow::buildMidiFileOptions() {
     midiButtons->addWidget(
         button(tr("Export…"), "buttonExportMidi", tr("Sort, then write the cues to a MIDI file")));
     midiButtons->addWidget(
-        button(tr("Import…"), "buttonImportMidi", tr("Read a MIDI file into the unit tab's log")));
+        button(tr("Import…"), "buttonImportMidi",
+               tr("Add a MIDI file's cues to the sheet; its contents go to the unit tab's log")));
     midiLayout->addLayout(midiButtons, 1, 2);
     return midi;
 }
@@ -337,6 +337,7 @@ void CueWindow::connectControls() {
     connect(m_document, &CueDocument::filePathChanged, this, &CueWindow::updateTitle);
     connect(m_document, &CueDocument::rowsChanged, this, &CueWindow::updateCount);
     connect(m_document, &CueDocument::logText, this, &CueWindow::logText);
+    connect(m_document, &CueDocument::message, this, &CueWindow::showMessage);
     connect(m_table, &CueTableView::filesDropped, m_document, &CueDocument::dropFiles);
     connect(m_table->selectionModel(), &QItemSelectionModel::selectionChanged, this,
             [this] { m_document->selectRow(m_table->firstSelectedRow()); });
@@ -472,9 +473,8 @@ void CueWindow::importMidi() {
     const QString path = cueDialogs().openFile(this, tr("Import MIDI File"), kMidiFilter);
     if (path.isEmpty())
         return;
-    MidiFileReader reader;
-    reader.setLogSink([this](const QByteArray& text) { emit logText(QString::fromUtf8(text)); });
-    reader.onImportMidi(path);
+    m_document->importMidiFile(
+        path, [this](const QByteArray& text) { emit logText(QString::fromUtf8(text)); });
 }
 
 void CueWindow::closeEvent(QCloseEvent* event) {
