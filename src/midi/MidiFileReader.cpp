@@ -226,7 +226,7 @@ void MidiFileReader::collectText(const QByteArray& message) {
     // The body runs from byte 2 to the byte before the closing 0xF7.
     QString text =
         QString::fromLatin1(coding78::decode78(n > 3 ? message.mid(2, n - 3) : QByteArray()));
-    const QString prefix = cmd::cueText(QString());
+    static const QString prefix = cmd::cueText(QString()); // "s "
     if (text.startsWith(prefix))
         text.remove(0, prefix.size());
     m_cues.cues.last().text = text;
