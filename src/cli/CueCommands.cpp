@@ -3,8 +3,10 @@
 #include "CliSupport.h"
 #include "base/OutputFile.h"
 #include "cues/CueListImporter.h"
+#include "cues/CueMidiExport.h"
 #include "cues/CueNotes.h"
 #include "cues/CueSheet.h"
+#include "cues/CueText.h"
 #include "cues/PdfCueReader.h"
 #include "cues/TextFileReader.h"
 #include "timecode/TcCalculator.h"
@@ -19,8 +21,9 @@ const char kImportUsage[] =
     "usage: qz62ctl import FILE... [-o SHEET.txt] [options]\n"
     "  Imports cue lists into a cue sheet, written to SHEET.txt or standard\n"
     "  output: text files (each line with a timecode becomes a cue; UTF-8, UTF-16\n"
-    "  with a byte-order mark, otherwise Windows-1252) and PDF cue sheets\n"
-    "  (EdiCue, filmlight, or any with timecodes on page 1). A cue sheet's rows\n"
+    "  with a byte-order mark, otherwise Windows-1252), PDF cue sheets (EdiCue,\n"
+    "  filmlight, or any with timecodes, every page) and MIDI files (each cue\n"
+    "  trigger with its text, counted from the file's start). A cue sheet's rows\n"
     "  are read field by field and its header values are kept; the options below\n"
     "  win over them.\n"
     "  --tctype N            timecode type: 0 = 24, 1 = 25, 2 = 30 drop, 3 = 30 (default 3)\n"
@@ -117,29 +120,45 @@ std::optional<int> parseImportOptions(const QStringList& args, ImportOptions& op
     return std::nullopt;
 }
 
-// One input file's rows into the importer: a PDF cue sheet, or a text cue
-// list read as the cue window opens a sheet (header lines included). The
-// error that ends the import, or nothing.
-std::optional<QString> importFile(const QString& path, CueListImporter& importer,
+// Says what a PDF or MIDI file gave, as the cue window does.
+void note(const QString& path, const QString& what) {
+    if (!what.isEmpty())
+        cli::warn(QStringLiteral("import: %1: %2").arg(path, what));
+}
+
+// One input file's rows into the importer: a PDF cue sheet, a MIDI file or
+// a text cue list read as the cue window opens a sheet (header lines
+// included). The error that ends the import, or nothing.
+std::optional<QString> importFile(const QString& path, CueSheet& sheet, CueListImporter& importer,
                                   PdfCueReader& pdfReader) {
     if (!QFileInfo(path).isFile())
         return QStringLiteral("import: %1: no such file").arg(path);
-    if (QFileInfo(path).suffix().compare(QLatin1String("pdf"), Qt::CaseInsensitive) == 0) {
+    const int before = sheet.count();
+    if (CueListImporter::isPdf(path)) {
         if (!pdfReader.importPdf(path, importer))
             return QStringLiteral("import: %1: %2")
                 .arg(path, QLatin1String(CueListImporter::kUnreadablePdfNote));
-        if (const QString note = pdfReader.unreadPagesNote(); !note.isEmpty())
-            cli::warn(QStringLiteral("import: %1: %2").arg(path, note));
-        return std::nullopt;
+        note(path, pdfReader.summary(sheet.count() - before));
+    } else if (CueListImporter::isMidi(path)) {
+        QString error;
+        const std::optional<cuemidi::FileRows> read =
+            cuemidi::rowsFromFile(path, sheet.settings(), &error);
+        if (!read)
+            return QStringLiteral("import: %1: %2").arg(path, error);
+        for (const CueItem& row : read->rows)
+            importer.addRow(row);
+        note(path, cuemidi::importNote(*read));
+    } else {
+        const auto text = TextFileReader::read(path);
+        if (!text)
+            return QStringLiteral("import: %1: %2")
+                .arg(path, QLatin1String(TextFileReader::kUnreadableNote));
+        if (text->windows1252)
+            note(path, QLatin1String(TextFileReader::kWindows1252Note));
+        importer.cueTableFromString(text->text);
     }
-    const auto text = TextFileReader::read(path);
-    if (!text)
-        return QStringLiteral("import: %1: %2")
-            .arg(path, QLatin1String(TextFileReader::kUnreadableNote));
-    if (text->windows1252)
-        cli::warn(QStringLiteral("import: %1: %2")
-                      .arg(path, QLatin1String(TextFileReader::kWindows1252Note)));
-    importer.cueTableFromString(text->text);
+    const CueSheetSettings& settings = sheet.settings();
+    note(path, cuetext::substitutionNote(sheet.rows().mid(before), settings.cueId, settings.text));
     return std::nullopt;
 }
 
@@ -160,7 +179,7 @@ int import(const QStringList& args) {
     // wherever the sheet goes.
     pdfReader.setLogSink([](const QByteArray& text) { std::fputs(text.constData(), stderr); });
     for (const QString& path : options.files) {
-        if (const std::optional<QString> error = importFile(path, importer, pdfReader))
+        if (const std::optional<QString> error = importFile(path, sheet, importer, pdfReader))
             return fail(*error);
     }
     options.settings.applyTo(sheet.settings());

@@ -106,6 +106,11 @@ int exportMidi(const QStringList& args) {
                         .arg(tcType));
     if (sheet.count() == 0)
         return fail(QStringLiteral("export-midi: '%1' holds no cues").arg(options.sheetPath));
+    const QString start = options.start.value_or(settings.start);
+    if (!MidiTrack::startTimecode(start))
+        return fail(QStringLiteral("export-midi: '%1': the start '%2' is not a timecode "
+                                   "(HH:MM:SS:FF); give one with --start")
+                        .arg(options.sheetPath, start));
     if (const QString warning = sheet.inTimeSpanWarning(); !warning.isEmpty())
         warn(QStringLiteral("export-midi: ") + warning);
 
@@ -115,11 +120,11 @@ int exportMidi(const QStringList& args) {
     QByteArray log;
     track.setLogSink([&log](const QByteArray& text) { log += text; });
     QString error;
-    if (!cuemidi::onExportMidi(
-            track, options.outPath, sheet.rows(), options.start.value_or(settings.start), tcType,
-            options.offsetSeconds.value_or(sheet.offset()), options.text.value_or(settings.text),
-            options.pulldown.value_or(settings.pulldown), options.cueId.value_or(settings.cueId),
-            &error))
+    if (!cuemidi::onExportMidi(track, options.outPath, sheet.rows(), start, tcType,
+                               options.offsetSeconds.value_or(sheet.offset()),
+                               options.text.value_or(settings.text),
+                               options.pulldown.value_or(settings.pulldown),
+                               options.cueId.value_or(settings.cueId), &error))
         return fail(
             QStringLiteral("export-midi: cannot write '%1': %2").arg(options.outPath, error));
     for (const QString& note : cuenotes::exportNotes(track.lastExportReport()))

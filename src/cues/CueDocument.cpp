@@ -3,9 +3,13 @@
 #include "base/Diagnostics.h"
 #include "base/OutputFile.h"
 #include "cues/CueListImporter.h"
+#include "cues/CueMidiExport.h"
 #include "cues/CueNotes.h"
+#include "cues/CueText.h"
 #include "cues/TextFileReader.h"
+#include "midi/MidiFileReader.h"
 
+#include <QFile>
 #include <QFileInfo>
 #include <QUndoCommand>
 #include <algorithm>
@@ -203,6 +207,9 @@ QList<CueItem> CueDocument::rowsFromText(const QString& block) const {
 int CueDocument::paste(const QString& block) {
     const QList<CueItem> added = rowsFromText(block);
     appendRows(added, tr("Paste"));
+    if (const QString note = cuetext::substitutionNote(added, settings().cueId, settings().text);
+        !note.isEmpty())
+        emit message(note);
     return int(added.size());
 }
 
@@ -219,6 +226,8 @@ bool CueDocument::dropFiles(const QStringList& paths, bool sourceOffersLink) {
 
 int CueDocument::importFiles(const QStringList& paths) {
     CueSheet scratch;
+    // A MIDI file without a start of its own is counted from this sheet's.
+    scratch.settings() = settings();
     CueListImporter importer(scratch);
     for (const QString& path : paths)
         importer.importFile(path);
@@ -235,7 +244,40 @@ void CueDocument::addImported(const QList<CueItem>& added, const QString& action
     else
         lines << tr("%1 added from %2.").arg(cues(int(added.size())), fileNames(paths));
     lines << notes;
+    lines << cuetext::substitutionNote(added, settings().cueId, settings().text);
+    lines.removeAll(QString());
     emit message(lines.join(u'\n'));
+}
+
+int CueDocument::importMidiFile(const QString& path,
+                                const std::function<void(const QByteArray&)>& log) {
+    const QString name = QFileInfo(path).fileName();
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        emit message(tr("%1 cannot be read: %2").arg(name, file.errorString()));
+        return 0;
+    }
+    MidiFileReader reader;
+    reader.setLogSink(log);
+    QString error;
+    const std::optional<cuemidi::FileRows> read =
+        cuemidi::readRows(reader, file.readAll(), settings(), &error);
+    if (!read) {
+        emit message(tr("%1: no cues added: %2").arg(name, error));
+        return 0;
+    }
+    appendRows(read->rows, tr("Import MIDI File"));
+    emit message(name + QStringLiteral(": ") + cuemidi::importNote(*read));
+    return int(read->rows.size());
+}
+
+void CueDocument::selectRow(int row) {
+    m_sheet.tableViewSelectionDidChange(row);
+    if (row < 0 || row >= rowCount())
+        return;
+    const QString note = cuetext::substitutionNote(rows()[row], settings().cueId, settings().text);
+    if (!note.isEmpty())
+        emit message(note);
 }
 
 QStringList CueDocument::sort() {

@@ -7,6 +7,7 @@
 #include <QString>
 #include <QStringList>
 #include <QUndoStack>
+#include <functional>
 
 class CommandSink;
 
@@ -49,12 +50,17 @@ public:
     int paste(const QString& block);
     // Files dropped on the table (text files and PDFs). False when the drag
     // does not offer linking or holds no files; the sheet changes only once
-    // every file has been read.
+    // every file has been read. The message says what each PDF gave (pages
+    // read, cues) and which characters of the new rows the unit cannot show.
     bool dropFiles(const QStringList& paths, bool sourceOffersLink = true);
     // The rows of cue list files (text in the encodings TextFileReader
     // knows, PDFs), each file read once, added as one step. Returns the
     // number of rows added; message() says how many and what the files held.
     int importFiles(const QStringList& paths);
+    // A MIDI file's cues added as rows (cuemidi::readRows), its contents
+    // logged to `log` as it is read; the message says what was added or why
+    // nothing was. Returns the number of rows added.
+    int importMidiFile(const QString& path, const std::function<void(const QByteArray&)>& log);
     // Sorts the rows as one step. Returns what the user should know (the
     // duplicates removed, in times over more than 12 hours), also told by
     // message().
@@ -102,8 +108,9 @@ public:
 
     // --- to the unit ---
     void setComThread(CommandSink* comThread) { m_sheet.setComThread(comThread); }
-    // The user selected a row: its text goes to the unit ("s ...").
-    void selectRow(int row) { m_sheet.tableViewSelectionDidChange(row); }
+    // The user selected a row: its text goes to the unit ("s ..."); the
+    // message says so when the unit gets "?" for some of its characters.
+    void selectRow(int row);
     // "h 0" and the in/out pairs; returns how many pairs went out.
     int onTxInOuts();
     void onClearText() { m_sheet.onClearText(); }

@@ -1,6 +1,7 @@
 #include "cues/CueListImporter.h"
 
 #include "base/PosixRegex.h"
+#include "cues/CueMidiExport.h"
 #include "cues/CueSheet.h"
 #include "cues/CueSheetText.h"
 #include "cues/CueText.h"
@@ -84,6 +85,10 @@ void CueListImporter::textToCueTable(const QString& line) {
         m_sheet.addObject(*item);
 }
 
+void CueListImporter::addRow(const CueItem& item) {
+    m_sheet.addObject(item);
+}
+
 sheettext::Reading CueListImporter::cueTableFromString(const QString& text) {
     sheettext::Reading reading;
     const QStringList lines = sheettext::splitLines(text);
@@ -143,8 +148,11 @@ void CueListImporter::ediCueToCueTable(const QString& documentText) {
             row->cueNotes = QString();
             inTimeNext = true;
         }
-        if (row && line.startsWith(QLatin1String("REASON:")))
-            row->cueNotes = line.mid(7).trimmed();
+        if (row && line.startsWith(QLatin1String("REASON:"))) {
+            row->cueNotes = line.mid(7).trimmed(); // the notes only, never the text
+            linesSeen.append(line);
+            continue;
+        }
         if (row && inText && line == QLatin1String("1")) {
             m_sheet.addObject(*row);
             row.reset();
@@ -169,12 +177,12 @@ void CueListImporter::ediCueToCueTable(const QString& documentText) {
 
 void CueListImporter::filmlightToCueTable(const QList<PDFStringTableItem>& items) {
     const int n = int(items.size());
+    // A page's first piece starts a row even when no header line came
+    // before it.
     QList<int> rowStarts;
-    std::int64_t previousX = 0;
     for (int i = 0; i < n; ++i) {
-        if (items[i].x < previousX)
+        if (i == 0 || items[i].page != items[i - 1].page || items[i].x < items[i - 1].x)
             rowStarts.append(i);
-        previousX = items[i].x;
     }
     auto textAt = [&](int i) { return i < n ? items[i].text : QString(); };
 
@@ -217,19 +225,35 @@ bool CueListImporter::importPdf(const QString& path) {
         pdfHandler(path);
         return true;
     }
+    const int before = m_sheet.count();
     PdfCueReader reader;
     if (!reader.importPdf(path, *this)) {
         note(path, QLatin1String(kUnreadablePdfNote));
         return false;
     }
-    if (const QString unread = reader.unreadPagesNote(); !unread.isEmpty())
-        note(path, unread);
+    note(path, reader.summary(m_sheet.count() - before));
+    return true;
+}
+
+bool CueListImporter::importMidi(const QString& path) {
+    QString error;
+    const std::optional<cuemidi::FileRows> read =
+        cuemidi::rowsFromFile(path, m_sheet.settings(), &error);
+    if (!read) {
+        note(path, error);
+        return false;
+    }
+    for (const CueItem& row : read->rows)
+        m_sheet.addObject(row);
+    note(path, cuemidi::importNote(*read));
     return true;
 }
 
 bool CueListImporter::importFile(const QString& path) {
     if (isPdf(path))
         return importPdf(path);
+    if (isMidi(path))
+        return importMidi(path);
     const std::optional<QString> text = readText(path);
     if (!text)
         return false;
@@ -239,6 +263,12 @@ bool CueListImporter::importFile(const QString& path) {
 
 bool CueListImporter::isPdf(const QString& path) {
     return QFileInfo(path).suffix().compare(QLatin1String("pdf"), Qt::CaseInsensitive) == 0;
+}
+
+bool CueListImporter::isMidi(const QString& path) {
+    const QString suffix = QFileInfo(path).suffix();
+    return suffix.compare(QLatin1String("mid"), Qt::CaseInsensitive) == 0 ||
+           suffix.compare(QLatin1String("midi"), Qt::CaseInsensitive) == 0;
 }
 
 bool CueListImporter::acceptDrop(const QStringList& fileNames, bool sourceOffersLink) {

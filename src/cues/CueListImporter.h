@@ -37,6 +37,8 @@ public:
     static std::optional<CueItem> rowFromLine(const QString& line);
     // Imports one text line (adds its row, if any).
     void textToCueTable(const QString& line);
+    // Adds a row another reader built.
+    void addRow(const CueItem& item);
     // Sheet text: header lines go to the sheet's header, the others are rows
     // (rowFromLine). Says whether the text was a sheet in every line.
     sheettext::Reading cueTableFromString(const QString& text);
@@ -49,10 +51,12 @@ public:
     // An EdiCue cue sheet's plain text. A cue opens at a line starting
     // with "IN:" (its identifier is the line before), takes its in and out
     // times from the next timecode lines, collects the text lines after the
-    // out time, and is added only when a line "1" closes it.
+    // out time (a "REASON:" line gives the notes, wherever it comes), and is
+    // added only when a line "1" closes it.
     void ediCueToCueTable(const QString& documentText);
-    // A filmlight cue sheet's text pieces: a row starts wherever the text
-    // moves back to the left; a row whose second piece holds a timecode gives
+    // A filmlight cue sheet's text pieces: a row starts at the first piece
+    // of each page and wherever the text moves back to the left; a row whose
+    // second piece holds a timecode gives
     // identifier, in, out, text (with the pieces up to the last appended) and
     // notes (the last piece).
     void filmlightToCueTable(const QList<PDFStringTableItem>& items);
@@ -65,9 +69,10 @@ public:
     // linking or there are no files.
     bool acceptDrop(const QStringList& fileNames, bool sourceOffersLink = true);
     std::function<void(const QString& pdfPath)> pdfHandler;
-    // One file's rows, once: a PDF as a drop reads it, a text file as a
-    // sheet is read (its header lines set the sheet's header). False when
-    // it cannot be read (notes() says so).
+    // One file's rows, once: a PDF as a drop reads it, a MIDI file's cue
+    // triggers counted from the start its export wrote (the sheet's settings
+    // otherwise), a text file as a sheet is read (its header lines set the
+    // sheet's header). False when it cannot be read (notes() says so).
     bool importFile(const QString& path);
     // What the user should know about the files read, one line each,
     // beginning with the file's name.
@@ -76,6 +81,7 @@ public:
     // True when the text holds a timecode as the importers read them.
     static bool containsTimecode(const QString& text);
     static bool isPdf(const QString& path);
+    static bool isMidi(const QString& path);
 
     // Removes symbol-font glyphs (code above 0xF000) from the front.
     static QString removeUniChars(const QString& text);
@@ -84,6 +90,7 @@ private:
     void note(const QString& path, const QString& what);
     std::optional<QString> readText(const QString& path);
     bool importPdf(const QString& path);
+    bool importMidi(const QString& path);
 
     CueSheet& m_sheet;
     QStringList m_notes;

@@ -1,13 +1,14 @@
 #include "cues/CueNotes.h"
 
+#include "cues/CueText.h"
+
 namespace cuenotes {
 
 QStringList exportNotes(const MidiTrack::ExportReport& report) {
     QStringList notes;
-    for (const QString& cue : report.lostTexts)
-        notes << QStringLiteral("cue %1: the text has characters the unit cannot show; its text "
-                                "message is empty")
-                     .arg(cue);
+    for (const MidiTrack::ExportReport::Substitution& s : report.substitutions)
+        notes << QStringLiteral("cue %1: the unit cannot show %2: written as \u201c?\u201d")
+                     .arg(s.cue, cuetext::quotedCharacters(s.characters));
     if (report.movedCues > 0)
         notes << QStringLiteral("%1 cue(s) placed later than their time: before the start or "
                                 "before the cue ahead of them")

@@ -10,8 +10,9 @@
 // in the cue windows and qz62ctl.
 namespace cuenotes {
 
-// What a MIDI export had to change so the file stays playable: texts lost,
-// cues placed later than their time, note ends written early. One line each.
+// What a MIDI export had to change so the file stays playable: characters
+// written as "?", cues placed later than their time, note ends written
+// early. One line each.
 QStringList exportNotes(const MidiTrack::ExportReport& report);
 // "2 duplicate cues removed" (a sort with the duplicate rule).
 QString duplicatesRemoved(int count);

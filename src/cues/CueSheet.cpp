@@ -155,7 +155,7 @@ bool CueSheet::readFromData(const QByteArray& /*data*/, int* osStatusError) {
 }
 
 QString CueSheet::cueItemText(const CueItem& item) const {
-    return cuetext::build(item, m_settings.cueId, m_settings.text, true);
+    return cuetext::build(item, m_settings.cueId, m_settings.text);
 }
 
 int CueSheet::OnSort() {
@@ -268,7 +268,7 @@ QString CueSheet::onButtonTest() const {
 void CueSheet::sendCueItemText(const CueItem& item) {
     if (!m_comThread)
         return;
-    m_comThread->sendString(cmd::cueText(coding78::plainPunctuation(cueItemText(item))));
+    m_comThread->sendString(cmd::cueText(coding78::unitText(cueItemText(item))));
 }
 
 void CueSheet::tableViewSelectionDidChange(int firstSelectedRow) {

@@ -92,11 +92,12 @@ public:
 
     // --- to the unit ---
     // The text the unit shows for a cue: identifier and/or text as the
-    // header values say, joined by the unit's line-break escape "\n" (a
-    // backslash and the letter n).
+    // header values say (cuetext::build), the same for the selection, the
+    // firing and the MIDI export.
     QString cueItemText(const CueItem& item) const;
     // "s <text>" for a cue, as when the user selects its row; typographic
-    // punctuation goes as its plain form (the link sends Latin-1).
+    // punctuation goes as its plain form and a character without a Latin-1
+    // form (the link's character set) as "?".
     void sendCueItemText(const CueItem& item);
     // The user selected a row: its text goes to the unit.
     void tableViewSelectionDidChange(int firstSelectedRow);
@@ -106,8 +107,8 @@ public:
     // "V": clears the unit's text.
     void onClearText();
     // Note On 0x90 0x77 <trigger>, then the cue's "s <text>" as a 7/8-coded
-    // system-exclusive frame F0 20 01 ... F7 (Latin-1; a text that cannot
-    // be Latin-1 goes out with no payload).
+    // system-exclusive frame F0 20 01 ... F7 (Latin-1, "?" for a character
+    // without a Latin-1 form).
     void sendTriggerAndText(const CueItem& item, int trigger);
 
     // --- sorting and firing ---

@@ -126,6 +126,20 @@ QString TcCalculator::binaryToTc(int frames, int type) const {
     return formatTc(hours, minutes, seconds, frameField);
 }
 
+QString TcCalculator::framesToTc(int frames, int type) const {
+    const int day = framesPerDay(type);
+    int v = int(((std::int64_t(frames) % day) + day) % day);
+    int rate = frameRate(type);
+    if (type == 2) {
+        // Put back the two labels each minute skips, except every tenth.
+        const int tens = v / kDropFramesPerTenMinutes;
+        const int rest = v % kDropFramesPerTenMinutes;
+        v += 18 * tens + (rest < 2 ? 0 : 2 * ((rest - 2) / kDropFramesPerMinute));
+        rate = 30;
+    }
+    return formatTc(v / (rate * 3600), v / (rate * 60) % 60, v / rate % 60, v % rate);
+}
+
 QString TcCalculator::subtractTc(const QString& a, const QString& b, int type) const {
     return binaryToTc(tcToBinary(b, type) - tcToBinary(a, type), type);
 }

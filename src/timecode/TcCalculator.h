@@ -43,6 +43,10 @@ public:
     // decomposition is the unit's own and does not invert tcToBinary (1800
     // frames print as 00:02:00:02); the unit's counters expect exactly that.
     QString binaryToTc(int frames, int type) const;
+    // The timecode whose tcToBinary() is the frame count wrapped into one
+    // day: for type 2 with the drop-frame labels (1800 frames are
+    // 00:01:00:02), unlike binaryToTc().
+    QString framesToTc(int frames, int type) const;
     // b minus a, wrapped into one day.
     QString subtractTc(const QString& a, const QString& b, int type) const;
     // 1 when a is later than b, 0 when equal, -1 when earlier, taken modulo

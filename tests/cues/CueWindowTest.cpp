@@ -185,18 +185,73 @@ TEST(CueWindow, PdfsFromRealWritersGiveTheirRows) {
     const struct {
         const char* file;
         QStringList rows;
+        QString message;
     } cases[] = {
-        {"reportlab.pdf", {"7M1|01:04:00:00|01:04:05:00|Sirens|", "7M2|01:04:10:00|---|Quiet|"}},
-        {"ghostscript.pdf", {"6M1|01:03:00:00|01:03:04:00|Glass|", "6M2|01:03:10:00|---|Bells|"}},
+        {"reportlab.pdf",
+         {"7M1|01:04:00:00|01:04:05:00|Sirens|", "7M2|01:04:10:00|---|Quiet|"},
+         "reportlab.pdf: 1 page read, 2 cues"},
+        {"ghostscript.pdf",
+         {"6M1|01:03:00:00|01:03:04:00|Glass|", "6M2|01:03:10:00|---|Bells|"},
+         "ghostscript.pdf: 1 page read, 2 cues"},
         {"cairo.pdf",
          {QStringLiteral("3M1|01:00:20:00|01:00:24:00|Гром → ♪|"),
-          QStringLiteral("3M2|01:00:30:10|---|Café door|")}},
+          QStringLiteral("3M2|01:00:30:10|---|Café door|")},
+         QStringLiteral("cairo.pdf: 1 page read, 2 cues\n1 cue has characters the unit cannot "
+                        "show (“Г”, “р”, “о”, “м”, “→”, “♪”): it gets “?” for each")},
     };
     for (const auto& c : cases) {
         CueWindow window;
         dropFiles(window, {scratch.path(c.file)});
         EXPECT_EQ(shown(*window.document()), c.rows) << c.file;
+        EXPECT_EQ(window.message(),
+                  QStringLiteral("2 cues added from \u201c%1\u201d.\n").arg(c.file) + c.message)
+            << c.file;
     }
+}
+
+// A MIDI file's cues join the sheet (one undo step) while its contents still
+// go to the log; the message line says what came in, what did not, and
+// which characters of a selected cue the unit shows as "?".
+TEST(CueWindow, MidiImportAndWhatTheUnitCannotShow) {
+    Scratch scratch;
+    CueWindow source;
+    source.document()->paste("1M1 01:00:04:00 Price \u20ac5\n1M2 01:00:10:00 Sting");
+    EXPECT_EQ(source.message(), QStringLiteral("1 cue has characters the unit cannot show (“€”): "
+                                               "it gets “?” for each"));
+    const QString midi = scratch.path("reel1.mid");
+    const QString notMidi = scratch.write("notes.mid", "01:00:00:00 Go\n");
+    QString answer = midi;
+    cueDialogs().saveFile = [&](QWidget*, const QString&, const QString&) { return answer; };
+    cueDialogs().openFile = [&](QWidget*, const QString&, const QString&) { return answer; };
+    source.exportMidi();
+
+    CueWindow window;
+    QStringList log;
+    QObject::connect(&window, &CueWindow::logText, [&log](const QString& text) { log << text; });
+    window.importMidi();
+    EXPECT_EQ(shown(*window.document()),
+              (QStringList{"1M1|01:00:04:00|---|Price ?5|", "1M2|01:00:10:00|---|Sting|"}));
+    EXPECT_EQ(window.message(),
+              QStringLiteral("reel1.mid: 2 cues, counted from 01:00:00:00 at 30 fps"));
+    EXPECT_TRUE(log.join(QString()).contains(QLatin1String("midi rx: s 1M2\\nSting")));
+    window.document()->undoStack()->undo();
+    EXPECT_EQ(window.document()->rowCount(), 0);
+
+    // File > Import reads the same file into the sheet.
+    EXPECT_EQ(window.document()->importFiles({midi}), 2);
+    EXPECT_EQ(window.message(),
+              QStringLiteral("2 cues added from \u201creel1.mid\u201d.\n"
+                             "reel1.mid: 2 cues, counted from 01:00:00:00 at 30 fps"));
+    window.document()->undoStack()->undo();
+
+    answer = notMidi;
+    window.importMidi();
+    EXPECT_EQ(window.message(),
+              QStringLiteral("notes.mid: no cues added: no MThd header chunk: not a MIDI file"));
+
+    source.table()->selectRow(0);
+    EXPECT_EQ(source.message(),
+              QStringLiteral("Cue 1M1: the unit cannot show “€” and shows “?” instead"));
 }
 
 TEST(CueWindow, InterruptedSaveLeavesTheOldFileAndCloseAsks) {
@@ -315,8 +370,9 @@ TEST(CueWindow, MessageLineSaysWhatSortAndExportChanged) {
     EXPECT_EQ(window.message(),
               QStringLiteral("3 cues written to \u201creel1.mid\u201d.\n"
                              "1 duplicate cue removed \u2014 Undo brings it back\n"
-                             "Cue 2M1 at 01:00:20:00: the text has characters the unit cannot "
-                             "show; its text message is empty.\n"
+                             "Cue 2M1 at 01:00:20:00: the unit cannot show \u201c\u0413\u201d, "
+                             "\u201c\u0440\u201d, \u201c\u043e\u201d, \u201c\u043c\u201d: written "
+                             "as \u201c?\u201d.\n"
                              "1 cue(s) placed later than their time: before the start or before "
                              "the cue ahead of them."));
     auto* line = window.findChild<QWidget*>("messageLine");

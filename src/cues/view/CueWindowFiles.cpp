@@ -5,7 +5,6 @@
 #include "cues/CueMidiExport.h"
 #include "cues/CueNotes.h"
 #include "cues/view/CueTableView.h"
-#include "midi/MidiFileReader.h"
 #include "midi/MidiTrack.h"
 
 #include <QFileDialog>
@@ -133,7 +132,6 @@ void CueWindow::importMidi() {
     const QString path = cueDialogs().openFile(this, tr("Import MIDI File"), kMidiFilter);
     if (path.isEmpty())
         return;
-    MidiFileReader reader;
-    reader.setLogSink([this](const QByteArray& text) { emit logText(QString::fromUtf8(text)); });
-    reader.onImportMidi(path);
+    m_document->importMidiFile(
+        path, [this](const QByteArray& text) { emit logText(QString::fromUtf8(text)); });
 }

@@ -103,7 +103,8 @@ QWidget* CueWindow::buildMidiFileOptions() {
     midiButtons->addWidget(
         button(tr("Export…"), "buttonExportMidi", tr("Sort, then write the cues to a MIDI file")));
     midiButtons->addWidget(
-        button(tr("Import…"), "buttonImportMidi", tr("Read a MIDI file into the unit tab's log")));
+        button(tr("Import…"), "buttonImportMidi",
+               tr("Add a MIDI file's cues to the sheet; its contents go to the unit tab's log")));
     midiLayout->addLayout(midiButtons, 1, 2);
     return midi;
 }
