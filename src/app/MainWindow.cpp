@@ -14,6 +14,8 @@
 #include <QCloseEvent>
 #include <QDockWidget>
 #include <QLabel>
+#include <QMenu>
+#include <QMenuBar>
 #include <QMessageBox>
 
 MainWindow::MainWindow(QWidget* parent)
@@ -22,6 +24,7 @@ MainWindow::MainWindow(QWidget* parent)
     buildPanel();
     buildEditors();
     buildMidi();
+    buildViewMenu();
     m_cueWindows = new CueWindows(m_panel, m_ui->menuFile, this);
     m_cueWindows->attachTimecode(m_midiView->controller());
     m_updatePanel = new UpdatePanel(m_panel, m_ui->menuUpdate, this);
@@ -69,6 +72,13 @@ void MainWindow::buildMidi() {
     m_midiDock->setFeatures(QDockWidget::NoDockWidgetFeatures);
     m_midiDock->setWidget(m_midiView);
     addDockWidget(Qt::TopDockWidgetArea, m_midiDock);
+}
+
+// Between the MIDI and Update menus; the programs add their windows to it.
+void MainWindow::buildViewMenu() {
+    m_viewMenu = new QMenu(QStringLiteral("&View"), this);
+    m_viewMenu->setObjectName(QStringLiteral("menuView"));
+    menuBar()->insertMenu(m_ui->menuUpdate->menuAction(), m_viewMenu);
 }
 
 void MainWindow::buildStatusBar() {

@@ -13,6 +13,7 @@ class MonitorView;
 class PunchView;
 class QDockWidget;
 class QLabel;
+class QMenu;
 class UpdatePanel;
 namespace Ui {
 class MainWindow;
@@ -61,6 +62,9 @@ public:
     // Null once the window closed.
     CueWindows* cueWindows() const { return m_cueWindows; }
     UpdatePanel* updatePanel() const { return m_updatePanel; }
+    // The View menu, for windows that come and go (the simulated unit's
+    // output).
+    QMenu* viewMenu() const { return m_viewMenu; }
     QString statusText() const;
 
 protected:
@@ -71,6 +75,7 @@ private:
     void buildEditors();
     void buildMidi();
     void buildStatusBar();
+    void buildViewMenu();
     void stopEditors();
     void stopMidi();
     void showAbout();
@@ -90,5 +95,6 @@ private:
     CueWindows* m_cueWindows = nullptr;
     UpdatePanel* m_updatePanel = nullptr;
     QLabel* m_linkLabel = nullptr;
+    QMenu* m_viewMenu = nullptr;
     bool m_closed = false;
 };

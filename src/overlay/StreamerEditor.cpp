@@ -10,6 +10,8 @@
 #include <algorithm>
 
 namespace {
+constexpr int kMsPerFiftieth = 20;
+
 int clampTo(long long v, int high) {
     return int(std::clamp<long long>(v, 0, high));
 }
@@ -68,8 +70,9 @@ void StreamerEditor::fireAccumulate() {
 }
 
 void StreamerEditor::trigger(int note) {
-    if (CommandSink* sink = comThread())
-        sink->sendMidiTrigger(note);
+    sendTrigger(note);
+    // The preview plays streamer 0 as the unit runs it.
+    thread()->play();
 }
 
 QString StreamerEditor::command() const {
@@ -97,6 +100,8 @@ void StreamerEditor::setDraw(int mode) {
     preview.top = s.top * PreviewWorker::kCanvasHeight / kMaxByte;
     preview.bottom = s.bottom * PreviewWorker::kCanvasHeight / kMaxByte;
     preview.width = s.width;
+    preview.durationMs = s.duration * kMsPerFiftieth;
+    preview.delayMs = s.delay * kMsPerFiftieth;
     preview.backColor = Qt::black;
     preview.foreColor = barspalette::color(s.colors[0]);
     preview.foreColor.setAlphaF(alpha);

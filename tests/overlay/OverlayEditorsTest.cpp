@@ -113,7 +113,7 @@ TEST(OverlayEditors, PreviewsPaintWhereTheUnitDraws) {
 TEST(OverlayEditors, WorkerDebouncesABurstIntoOneTransmit) {
     struct Counting final : PreviewWorker {
         ~Counting() override { stopThread(); }
-        QImage render() override { return QImage(4, 4, QImage::Format_RGB32); }
+        QImage render(std::optional<double>) override { return QImage(4, 4, QImage::Format_RGB32); }
     } worker;
     QueuedCalls calls(nullptr);
     int images = 0;
