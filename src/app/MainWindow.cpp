@@ -58,6 +58,18 @@ void MainWindow::buildEditors() {
     m_monitorView->editor().setComThread(link);
     m_punchView->editor().setComThread(link);
     m_annunciatorView->editor().setComThread(link);
+    // Each trigger the tabs send is written in the unit tab's log.
+    auto logTrigger = [this](int note) {
+        QString what = QStringLiteral("accumulate");
+        if (note >= StreamerEditor::kFirstStreamerNote)
+            what = QStringLiteral("streamer %1").arg(note - StreamerEditor::kFirstStreamerNote);
+        else if (note >= PunchEditor::kFirstPunchNote)
+            what = QStringLiteral("punch %1").arg(note - PunchEditor::kFirstPunchNote);
+        m_panel->appendDebugText(
+            QStringLiteral("trigger sent: note %1 (%2)\n").arg(note).arg(what));
+    };
+    m_monitorView->editor().setTriggerHandler(logTrigger);
+    m_punchView->editor().setTriggerHandler(logTrigger);
     controller.parser().setStreamerReceiver(&m_monitorView->editor());
     controller.parser().setPunchReceiver(&m_punchView->editor());
     controller.parser().setAnnunciatorReceiver(&m_annunciatorView->editor());

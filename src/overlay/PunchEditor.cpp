@@ -47,7 +47,7 @@ void PunchEditor::setColor(int channel, int code) {
     if (channel == 0) // only punch 0 is in the preview
         setDraw(PreviewWorker::kRedraw);
     punchTx();
-    firePunch(channel);
+    sendTrigger(kFirstPunchNote + channel);
 }
 
 void PunchEditor::setReverse(int channel, bool on) {
@@ -85,7 +85,7 @@ void PunchEditor::firePunch(int channel) {
     if (channel < 0 || channel > 3)
         return;
     sendTrigger(kFirstPunchNote + channel);
-    // The preview plays punch 0 as the unit flashes it.
+    // The preview (punch 0's look) plays the flashes.
     thread()->play();
 }
 

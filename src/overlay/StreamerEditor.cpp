@@ -61,18 +61,21 @@ void StreamerEditor::setColor(int channel, int code) {
 }
 
 void StreamerEditor::fireStreamer(int channel) {
-    if (channel >= 0 && channel < StreamerSettings::kEndBar)
-        trigger(kFirstStreamerNote + channel);
+    if (channel < 0 || channel >= StreamerSettings::kEndBar)
+        return;
+    trigger(kFirstStreamerNote + channel);
+    // The preview (streamer 0's look) plays the run; a colour change fires
+    // without it, leaving the preview as it was.
+    thread()->play();
 }
 
 void StreamerEditor::fireAccumulate() {
     trigger(midimsg::kAccumulateNote);
+    thread()->play();
 }
 
 void StreamerEditor::trigger(int note) {
     sendTrigger(note);
-    // The preview plays streamer 0 as the unit runs it.
-    thread()->play();
 }
 
 QString StreamerEditor::command() const {
