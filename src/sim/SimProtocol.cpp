@@ -67,6 +67,33 @@ void SimProtocol::clearRecord() {
     m_sysexTexts.clear();
 }
 
+void SimProtocol::noteTrigger(int note, int velocity, Clock::time_point now) {
+    m_triggers.append({note, velocity, now});
+    m_recentTriggers.append({note, velocity, now});
+    if (m_recentTriggers.size() > UnitSnapshot::kKeptTriggers)
+        m_recentTriggers.removeFirst();
+    ++m_triggerCount;
+    ++m_changes;
+}
+
+UnitSnapshot SimProtocol::snapshot() const {
+    // Deep copies: the snapshot leaves the serving thread, and Qt's shared
+    // strings and lists would otherwise still point into this state.
+    auto own = [](const QString& s) { return QString(s.constData(), s.size()); };
+    UnitSnapshot out;
+    for (auto it = m_settings.cbegin(); it != m_settings.cend(); ++it)
+        out.settings.insert(own(it.key()), own(it.value()));
+    for (std::size_t i = 0; i < m_windows.size(); ++i)
+        out.windows[i] = own(m_windows[i]);
+    out.textLine = own(m_textLine);
+    out.counterText = own(m_counterText);
+    out.triggers.reserve(m_recentTriggers.size());
+    for (const UnitSnapshot::Trigger& t : m_recentTriggers)
+        out.triggers.append(t);
+    out.triggerCount = m_triggerCount;
+    return out;
+}
+
 QByteArray SimProtocol::feed(const QByteArray& bytes, Clock::time_point now, int channel) {
     Parser& p = m_parsers[channel];
     QByteArray out;
@@ -90,7 +117,7 @@ QByteArray SimProtocol::feed(const QByteArray& bytes, Clock::time_point now, int
         case Mode::NoteOn:
             p.midi += byte;
             if (p.midi.size() == 3) {
-                m_triggers.append({uchar(p.midi.at(1)), uchar(p.midi.at(2)), now});
+                noteTrigger(uchar(p.midi.at(1)), uchar(p.midi.at(2)), now);
                 p.midi.clear();
                 p.mode = Mode::Text;
             }
@@ -118,6 +145,9 @@ void SimProtocol::handleSysex(const QByteArray& frame) {
         const QByteArray text = coding78::decode78(frame.mid(3, frame.size() - 4));
         m_sysexTexts << QString::fromLatin1(text);
         m_cueText = m_sysexTexts.last();
+        // The message carries the whole "s" command.
+        m_textLine = m_cueText.startsWith(QLatin1String("s ")) ? m_cueText.mid(2) : m_cueText;
+        ++m_changes;
     } else {
         m_sysexTexts << QString();
     }
@@ -154,6 +184,7 @@ QByteArray SimProtocol::handleLine(const QString& line, Clock::time_point now, i
     if (QByteArray answer; updateLine(line, now, channel, answer))
         return answer;
     m_commands.append({line, now});
+    ++m_changes;
     QStringList lines{line}; // the echo
     lines += answer(line, now, channel);
     QByteArray out = toWire(lines);
@@ -217,10 +248,12 @@ QStringList SimProtocol::answer(const QString& line, Clock::time_point now, int 
     }
     if (key == QLatin1String("s")) {
         m_cueText = args;
+        m_textLine = args;
         return {};
     }
     if (key == QLatin1String("V")) {
         m_sampleText = args;
+        m_textLine = args;
         return {};
     }
     if (key == QLatin1String("V2")) {

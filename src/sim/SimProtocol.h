@@ -1,5 +1,6 @@
 #pragma once
 
+#include "protocol/UnitSnapshot.h"
 #include "sim/SimBootLoader.h"
 #include "sim/SimNetworkUpdate.h"
 
@@ -10,6 +11,7 @@
 #include <QStringList>
 #include <array>
 #include <chrono>
+#include <cstdint>
 #include <optional>
 
 // The unit's side of the line protocol, independent of any transport: bytes in,
@@ -102,6 +104,11 @@ public:
     const QList<Trigger>& triggers() const { return m_triggers; }
     const QStringList& sysexTexts() const { return m_sysexTexts; }
     void clearRecord();
+    // What decides the unit's picture (its settings, windows, texts and
+    // recent triggers); clearRecord() leaves it alone.
+    UnitSnapshot snapshot() const;
+    // Counts every change to what snapshot() holds.
+    std::uint64_t changeCount() const { return m_changes; }
 
 private:
     enum class Mode { Text, NoteOn, Sysex };
@@ -117,6 +124,7 @@ private:
     void noteUpdateEnd(const SimNetworkUpdate& update, int doneBefore);
     QStringList answer(const QString& line, Clock::time_point now, int channel);
     void handleSysex(const QByteArray& frame);
+    void noteTrigger(int note, int velocity, Clock::time_point now);
 
     QMap<int, Parser> m_parsers;
     QMap<int, SimNetworkUpdate> m_updates; // network channels only
@@ -141,4 +149,10 @@ private:
     QList<Command> m_commands;
     QList<Trigger> m_triggers;
     QStringList m_sysexTexts;
+
+    // For the picture.
+    QString m_textLine;
+    QList<UnitSnapshot::Trigger> m_recentTriggers;
+    std::uint64_t m_triggerCount = 0;
+    std::uint64_t m_changes = 0;
 };

@@ -228,6 +228,30 @@ QList<QByteArray> SimulatedUnit::firmwareTransmissions() const {
     return copy;
 }
 
+UnitSnapshot SimulatedUnit::snapshot() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_protocol.snapshot();
+}
+
+void SimulatedUnit::setChangeListener(std::function<void()> listener) {
+    std::lock_guard<std::mutex> lock(m_listenerLock);
+    m_changeListener = std::move(listener);
+}
+
+void SimulatedUnit::notifyChanges() {
+    std::uint64_t changes = 0;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        changes = m_protocol.changeCount();
+    }
+    if (changes == m_changesTold)
+        return;
+    m_changesTold = changes;
+    std::lock_guard<std::mutex> lock(m_listenerLock);
+    if (m_changeListener)
+        m_changeListener();
+}
+
 void SimulatedUnit::clearRecord() {
     std::lock_guard<std::mutex> lock(m_mutex);
     m_protocol.clearRecord();
@@ -376,6 +400,7 @@ void SimulatedUnit::run() {
                 schedule(std::move(timed.bytes), now, timed.channel);
         }
         pumpInput(now);
+        notifyChanges();
         pumpOutput(now);
 
         // Sleep until the next thing falls due.
@@ -408,8 +433,10 @@ void SimulatedUnit::run() {
                 : std::chrono::nanoseconds(-1);
         if (pollFor(fds.data(), nfds_t(fds.size()), timeout) < 0 && errno != EINTR)
             break;
-        if (m_listen >= 0)
+        if (m_listen >= 0) {
             serveNetwork(fds, network);
+            notifyChanges();
+        }
         if (fds[1].revents)
             m_wake.drain();
         if (fds[0].revents & POLLIN) {

@@ -9,7 +9,9 @@
 #include <QStringList>
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -91,6 +93,12 @@ public:
     QStringList bootRecords() const;
     QList<QByteArray> firmwareTransmissions() const;
     void clearRecord();
+    // What decides the unit's picture, copied now.
+    UnitSnapshot snapshot() const;
+    // Called on the serving thread, outside every lock of the unit, after
+    // bytes changed what snapshot() holds (a command, a trigger, a text). It
+    // must not wait: post to the thread that wants to know. Empty to stop.
+    void setChangeListener(std::function<void()> listener);
 
 private:
     struct Scheduled {
@@ -113,6 +121,7 @@ private:
     void pumpOutput(Clock::time_point now);
     void pumpInput(Clock::time_point now);
     Clock::duration byteTime() const;
+    void notifyChanges();
 
     int m_master = -1;
     int m_slave = -1;
@@ -132,7 +141,11 @@ private:
     SimProtocol m_protocol;
     QByteArray m_rawOut;
 
+    std::mutex m_listenerLock; // guards m_changeListener
+    std::function<void()> m_changeListener;
+
     // Used by the serving thread only.
+    std::uint64_t m_changesTold = 0;
     std::deque<Scheduled> m_scheduled;
     std::vector<Client> m_clients;
     int m_nextChannel = 1;

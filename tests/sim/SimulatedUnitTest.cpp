@@ -4,8 +4,10 @@
 #include "support/LinkTestSupport.h"
 
 #include <QTcpSocket>
+#include <condition_variable>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <mutex>
 #include <termios.h>
 #include <unistd.h>
 
@@ -95,6 +97,67 @@ TEST(SimulatedUnit, ServesTheSameUnitOverTcp) {
     }));
     EXPECT_EQ(sim.setting(QStringLiteral("Q")), QStringLiteral("1"));
     EXPECT_EQ(sim.commandLines(), (QStringList{"Q 1", "Q"}));
+}
+
+} // namespace
+
+namespace {
+
+// What the picture is made of: the text line follows whichever of "s", "V"
+// and a cue text message came last, and the triggers keep their count and
+// arrival time however many the unit has forgotten.
+TEST(SimProtocol, SnapshotHoldsWhatThePictureShows) {
+    SimProtocol unit;
+    const Clock::time_point t0 = Clock::now();
+    exchange(unit, "s first cue", t0);
+    EXPECT_EQ(unit.snapshot().textLine, QStringLiteral("first cue"));
+    const QByteArray text = coding78::encode78("s 12\\nHello");
+    unit.feed(QByteArray("\xf0\x20\x01", 3) + text + QByteArray(1, char(0xf7)), t0);
+    EXPECT_EQ(unit.snapshot().textLine, QStringLiteral("12\\nHello"));
+    exchange(unit, "V Sample Text", t0);
+    exchange(unit, "V2 1|1|000", t0);
+    UnitSnapshot shot = unit.snapshot();
+    EXPECT_EQ(shot.textLine, QStringLiteral("Sample Text"));
+    EXPECT_EQ(shot.counterText, QStringLiteral("1|1|000"));
+
+    for (int i = 0; i < UnitSnapshot::kKeptTriggers + 6; ++i)
+        unit.feed(QByteArray("\x90\x7c\x40", 3), t0 + std::chrono::milliseconds(i));
+    unit.clearRecord(); // the test record, not the picture
+    shot = unit.snapshot();
+    EXPECT_EQ(shot.triggerCount, std::uint64_t(UnitSnapshot::kKeptTriggers + 6));
+    ASSERT_EQ(shot.triggers.size(), UnitSnapshot::kKeptTriggers);
+    EXPECT_EQ(shot.triggers.last().note, 124);
+    EXPECT_EQ(shot.triggers.last().time,
+              t0 + std::chrono::milliseconds(UnitSnapshot::kKeptTriggers + 5));
+    exchange(unit, "C 1 2 3 4 5 6 7 8", t0);
+    EXPECT_EQ(unit.snapshot().settings.value(QStringLiteral("C")),
+              QStringLiteral("1 2 3 4 5 6 7 8"));
+}
+
+// The serving thread tells its listener about a trigger that arrived on
+// the terminal.
+TEST(SimulatedUnit, TellsItsListenerOfChanges) {
+    SimulatedUnit sim;
+    std::mutex lock;
+    std::condition_variable told;
+    int notices = 0;
+    sim.setChangeListener([&] {
+        std::lock_guard<std::mutex> guard(lock);
+        ++notices;
+        told.notify_all();
+    });
+    ASSERT_TRUE(sim.start());
+    const int fd = ::open(sim.ptyPath().toLocal8Bit().constData(), O_RDWR | O_NOCTTY);
+    ASSERT_GE(fd, 0);
+    ASSERT_EQ(::write(fd, "\x90\x78\x40", 3), 3);
+    {
+        std::unique_lock<std::mutex> guard(lock);
+        EXPECT_TRUE(told.wait_for(guard, 10s, [&] { return notices > 0; }));
+    }
+    EXPECT_EQ(sim.snapshot().triggers.value(0).note, 120);
+    sim.setChangeListener({});
+    ::close(fd);
+    sim.stop();
 }
 
 } // namespace
