@@ -89,12 +89,18 @@ bool PanelController::openLink() {
 bool PanelController::reconnect() {
     if (!m_comThread)
         return false;
+    if (m_linkState == LinkState::UpdateFailed)
+        m_parser.setProgressDowncount(1); // the failure was read; it goes now
     m_comThread->stopThread();
     m_msg = std::make_unique<MsgClass>();
     if (!openLink())
         return false;
     getInitValues();
     return true;
+}
+
+void PanelController::updateFailed() {
+    setLinkState(LinkState::UpdateFailed, m_comThread ? m_comThread->com() : QString());
 }
 
 void PanelController::windowClosing() {
