@@ -5,6 +5,7 @@
 #include "UpdateTerminal.h"
 
 #include "link/NetworkLink.h"
+#include "update/NetworkProgress.h"
 #include "update/UpdateEngine.h"
 #include "update/UpdateFiles.h"
 
@@ -20,39 +21,6 @@ using State = NetworkLink::State;
 
 constexpr int kDiscoveryMs = 3000;
 constexpr int kConnectMs = 5000;
-
-// The unit's "u n" reports. A "u 0" before any count is the unit's echo of
-// the start, not the end.
-class UnitReports {
-public:
-    explicit UnitReports(int lines) : m_lines(lines) {}
-    // True when the line was a report.
-    bool take(const QString& line) {
-        const QStringList fields = line.simplified().split(QLatin1Char(' '));
-        bool ok = false;
-        const int count = fields.value(1).toInt(&ok);
-        if (fields.size() != 2 || fields.first() != QLatin1String("u") || !ok)
-            return false;
-        if (count > 0)
-            m_count = count;
-        else if (m_count > 0)
-            m_ended = true;
-        return true;
-    }
-    bool ended() const { return m_ended; }
-    Progress progress() const {
-        if (m_ended)
-            return {QStringLiteral("the unit has written every line"), 100};
-        const int percent = qMin(updateplan::networkPercent(m_count, m_lines), 100);
-        return {QStringLiteral("the unit has written %1 of %2 lines").arg(m_count).arg(m_lines),
-                percent};
-    }
-
-private:
-    int m_lines;
-    int m_count = 0;
-    bool m_ended = false;
-};
 
 // Connects to the proxy given, or to the first one service discovery finds.
 UpdateCheck connectProxy(NetworkLink& network, const UpdateOptions& o) {
@@ -92,12 +60,12 @@ Progress runNetworkUpdate(NetworkLink& network, const QString& text, int timeout
     std::optional<Progress> end;
     const QObject context; // the connections below end with this function
     const int lines = updateplan::sendOverNetwork(network, text);
-    UnitReports reports(lines);
+    NetworkProgress reports(lines);
     QElapsedTimer sinceReport;
     sinceReport.start();
     QObject::connect(&network, &NetworkLink::hasString, &context, [&](const QString& received) {
         for (const QString& line : received.split(QLatin1Char('\n'))) {
-            if (end || !reports.take(line))
+            if (end || !reports.takeReply(line))
                 continue;
             sinceReport.restart();
             show.show(reports.progress());
