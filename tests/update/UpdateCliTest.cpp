@@ -12,8 +12,8 @@
 #include <fcntl.h>
 #include <functional>
 #include <gtest/gtest.h>
-#include <spawn.h>
 #include <sys/wait.h>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -30,22 +30,35 @@ struct CtlRun {
     QString err;
 };
 
+// Starts argv[0] with its standard input, output and error on those files.
+// Through fork and exec, not QProcess or posix_spawn: a child started
+// vfork-style shares this process's memory until its exec, which leaves the
+// thread checker blind to the starting thread's locks (it then reports races
+// on the simulated unit's state that are none). The child calls only what is
+// safe after a fork in a process with threads.
+pid_t start(char* const* argv, const QByteArray& in, const QByteArray& out, const QByteArray& err) {
+    const pid_t pid = ::fork();
+    if (pid != 0)
+        return pid;
+    const char* const paths[] = {in.constData(), out.constData(), err.constData()};
+    for (int fd = 0; fd < 3; ++fd) {
+        const int flags = fd == 0 ? O_RDONLY : O_WRONLY | O_CREAT | O_TRUNC;
+        const int opened = ::open(paths[fd], flags, 0600);
+        if (opened < 0 || ::dup2(opened, fd) < 0)
+            ::_exit(127);
+        ::close(opened);
+    }
+    ::execv(argv[0], argv);
+    ::_exit(127);
+}
+
 // qz62ctl with `input` on its standard input. meanwhile(pid) runs while it
-// does (a test pulls the plug or presses Ctrl-C there). Through posix_spawn,
-// not QProcess, which the thread checker cannot follow in a process that
-// already runs the simulated unit's thread.
+// does (a test pulls the plug or presses Ctrl-C there).
 CtlRun qz62ctl(const QStringList& args, const QByteArray& input = {},
                const std::function<void(pid_t)>& meanwhile = {}) {
     QTemporaryDir dir;
     const QString in = dir.filePath("in"), out = dir.filePath("out"), err = dir.filePath("err");
     writeFile(in, input);
-    posix_spawn_file_actions_t files;
-    posix_spawn_file_actions_init(&files);
-    posix_spawn_file_actions_addopen(&files, 0, in.toLocal8Bit().constData(), O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&files, 1, out.toLocal8Bit().constData(),
-                                     O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    posix_spawn_file_actions_addopen(&files, 2, err.toLocal8Bit().constData(),
-                                     O_WRONLY | O_CREAT | O_TRUNC, 0600);
     std::vector<QByteArray> bytes{QByteArray(QZ62_BINARY_DIR "/src/cli/qz62ctl")};
     for (const QString& a : args)
         bytes.push_back(a.toLocal8Bit());
@@ -53,9 +66,9 @@ CtlRun qz62ctl(const QStringList& args, const QByteArray& input = {},
     for (QByteArray& b : bytes)
         argv.push_back(b.data());
     argv.push_back(nullptr);
-    pid_t pid = 0;
     CtlRun run;
-    if (posix_spawn(&pid, argv[0], &files, nullptr, argv.data(), environ) == 0) {
+    const pid_t pid = start(argv.data(), in.toLocal8Bit(), out.toLocal8Bit(), err.toLocal8Bit());
+    if (pid > 0) {
         if (meanwhile)
             meanwhile(pid);
         int status = 0;
@@ -68,7 +81,6 @@ CtlRun qz62ctl(const QStringList& args, const QByteArray& input = {},
             run.status = 128 + WTERMSIG(status);
         }
     }
-    posix_spawn_file_actions_destroy(&files);
     run.out = QString::fromLocal8Bit(readFile(out));
     run.err = QString::fromLocal8Bit(readFile(err));
     return run;
@@ -101,12 +113,24 @@ struct Files {
     void srecCat(const QByteArray& bytes, unsigned address, const QStringList& extra,
                  const QString& name) {
         writeFile(path("in.bin"), bytes);
-        EXPECT_EQ(testsupport::runTool("srec_cat",
-                                       QStringList{path("in.bin"), "-binary", "-offset",
-                                                   QString::number(address), "-o", path(name)} +
-                                           extra)
-                      .exitCode,
-                  0);
+        std::vector<QByteArray> words{"/usr/bin/srec_cat",
+                                      path("in.bin").toLocal8Bit(),
+                                      "-binary",
+                                      "-offset",
+                                      QByteArray::number(address),
+                                      "-o",
+                                      path(name).toLocal8Bit()};
+        for (const QString& e : extra)
+            words.push_back(e.toLocal8Bit());
+        std::vector<char*> argv;
+        for (QByteArray& w : words)
+            argv.push_back(w.data());
+        argv.push_back(nullptr);
+        const pid_t pid = start(argv.data(), "/dev/null", "/dev/null", "/dev/null");
+        int status = -1;
+        EXPECT_TRUE(pid > 0 && waitpid(pid, &status, 0) == pid && WIFEXITED(status) &&
+                    WEXITSTATUS(status) == 0)
+            << name.toStdString();
     }
     QTemporaryDir dir;
     QByteArray program;
