@@ -1,6 +1,7 @@
-// The 7/8 coding of system-exclusive data and the timecode readers: any bytes
-// decode without reading past their end, coding then decoding gives the bytes
-// back, and every timecode the readers find converts to frames and back.
+// The 7/8 coding of system-exclusive data, the unit's character set and the
+// timecode readers: any bytes decode without reading past their end, coding
+// then decoding gives the bytes back, every text has a form for the unit, and
+// every timecode the readers find converts to frames and back.
 #include "FuzzSupport.h"
 
 #include "cues/CueListImporter.h"
@@ -19,6 +20,18 @@ void checkCoding(const QByteArray& bytes) {
         fuzzsupport::check((static_cast<unsigned char>(c) & 0x80) == 0, "coded byte not 7-bit");
     fuzzsupport::check(coding78::decode78(coded) == bytes.left(coding78::kMaxInputBytes),
                        "7/8 coding does not invert");
+}
+
+// The unit's character set: one byte for every character (three for an
+// ellipsis), a "?" for each one counted as missing.
+void checkUnitText(const QString& text) {
+    int substituted = 0;
+    const QByteArray latin1 = coding78::latin1ForUnit(text, &substituted);
+    fuzzsupport::check(latin1.count('?') >= substituted, "substitutions not marked");
+    fuzzsupport::check(latin1.size() <= 3 * text.size(), "unit text too long");
+    fuzzsupport::check(coding78::unitText(text) == QString::fromLatin1(latin1), "forms differ");
+    fuzzsupport::check(coding78::unshowableCharacters(text).isEmpty() == (substituted == 0),
+                       "unshowable characters and substitutions disagree");
 }
 
 void checkTimecodes(const QString& text, std::int32_t frames) {
@@ -42,6 +55,9 @@ void checkTimecodes(const QString& text, std::int32_t frames) {
         if (type != 2)
             fuzzsupport::check(tcc.tcToBinary(tcc.binaryToTc(inDay, type), type) == inDay,
                                "frame count does not convert back");
+        const QString labels = tcc.framesToTc(frames, type);
+        fuzzsupport::check(tcc.isTc(labels) && tcc.tcToBinary(labels, type) == inDay,
+                           "framesToTc does not invert tcToBinary");
         const QString other = tcc.binaryToTc(frames / 3, type);
         fuzzsupport::check(tcc.compareTc(tc, other, type) == -tcc.compareTc(other, tc, type),
                            "timecode comparison not antisymmetric");
@@ -58,6 +74,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (size >= sizeof frames)
         std::memcpy(&frames, data, sizeof frames);
     checkCoding(fuzzsupport::bytes(data, size));
+    checkUnitText(fuzzsupport::text(data, size));
     checkTimecodes(fuzzsupport::text(data, size), frames);
     return 0;
 }

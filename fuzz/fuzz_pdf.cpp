@@ -1,6 +1,6 @@
 // PDF cue sheets as users drop them on the table: the information dictionary,
-// the strings drawn on page 1 and, for EdiCue sheets, the document's text,
-// then every row builder on what was read. The readers take a path, so each
+// the strings drawn on every page and, for EdiCue sheets, the document's
+// text, then every row builder on what was read. The readers take a path, so each
 // input is written to one scratch file first.
 #include "FuzzSupport.h"
 
@@ -58,7 +58,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     CueListImporter importer(sheet);
     reader.importPdf(path, importer);
 
-    const QList<PDFStringTableItem> items = reader.scanFirstPage(path);
+    const QList<PDFStringTableItem> items = reader.scanPages(path);
     importer.filmlightToCueTable(items);
     PdfCueReader::pdfTextToCueTable(items, importer);
     sheet.OnSort();

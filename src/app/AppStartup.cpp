@@ -238,8 +238,14 @@ bool AppStartup::start() {
     m_window->awakeFromNib(panel);
     m_window->midiView()->awakeFromNib();
     qApp->installEventFilter(this);
-    // Once the window is up: a file that cannot be opened says so in front of it.
-    QTimer::singleShot(0, this, [this] { openFiles(m_options.files); });
+    // Once the window is up: the sheets an earlier run did not save are
+    // offered first (pictures for checking the layout ask nothing), then a
+    // file that cannot be opened says so in front of it.
+    QTimer::singleShot(0, this, [this] {
+        if (m_options.screenshots.isEmpty() && m_window && m_window->cueWindows())
+            m_window->cueWindows()->offerRecovery();
+        openFiles(m_options.files);
+    });
     return true;
 }
 

@@ -4,6 +4,7 @@
 #include "cues/CueDocument.h"
 #include "cues/CueFiring.h"
 #include "cues/CueListImporter.h"
+#include "cues/TextFileReader.h"
 #include "cues/view/CueTableView.h"
 #include "cues/view/CueWindow.h"
 #include "link/ComThread.h"
@@ -15,6 +16,7 @@
 #include <QFileInfo>
 #include <QItemSelectionModel>
 #include <QLabel>
+#include <QLocale>
 #include <QMenu>
 #include <QMenuBar>
 #include <QSettings>
@@ -25,16 +27,25 @@ QString unreadableMessage(const QString& path) {
     const QFileInfo info(path);
     if (!info.exists())
         return QObject::tr("cannot open \u201c%1\u201d: there is no such file").arg(path);
-    return QObject::tr("cannot open \u201c%1\u201d: not readable as UTF-8 text").arg(path);
+    return QObject::tr("cannot open \u201c%1\u201d: %2")
+        .arg(path, QLatin1String(TextFileReader::kUnreadableNote));
 }
+
+// Any list the importers read; MIDI files come in through their own command.
+const QString kListFilter =
+    QStringLiteral("Cue lists (*.txt *.TXT *.csv *.CSV *.tsv *.TSV *.text *.pdf *.PDF);;"
+                   "All files (*)");
 } // namespace
 
 CueWindows::CueWindows(qz62View* panel, QMenu* mainFileMenu, QObject* parent)
-    : QObject(parent), m_panel(panel) {
+    : QObject(parent), m_panel(panel), m_recovery(std::make_unique<CueRecovery>()) {
     m_new = new QAction(tr("&New Cue Sheet"), this);
     m_new->setShortcut(QKeySequence::New);
     m_open = new QAction(tr("&Open…"), this);
     m_open->setShortcut(QKeySequence::Open);
+    m_import = new QAction(tr("&Import…"), this);
+    m_import->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_I));
+    m_import->setToolTip(tr("Add the cues of text lists and PDF cue sheets to the front sheet"));
     m_recent = new QMenu(tr("Open &Recent"));
     m_save = new QAction(tr("&Save"), this);
     m_save->setShortcut(QKeySequence::Save);
@@ -44,6 +55,7 @@ CueWindows::CueWindows(qz62View* panel, QMenu* mainFileMenu, QObject* parent)
     m_close->setShortcut(QKeySequence::Close);
     connect(m_new, &QAction::triggered, this, &CueWindows::newCueSheet);
     connect(m_open, &QAction::triggered, this, &CueWindows::openWithDialog);
+    connect(m_import, &QAction::triggered, this, &CueWindows::importWithDialog);
     connect(m_save, &QAction::triggered, this, &CueWindows::save);
     connect(m_saveAs, &QAction::triggered, this, &CueWindows::saveAs);
     connect(m_close, &QAction::triggered, this, &CueWindows::closeFront);
@@ -59,6 +71,9 @@ CueWindows::~CueWindows() {
     // The MIDI thread lets go of the firing before it goes.
     if (m_midi)
         m_midi->setTimecodeListener(nullptr);
+    // Sheets nobody saved or discarded (the program ends without asking)
+    // stay in their copies for the next start.
+    m_recovery->flush();
     const QList<CueWindow*> open = windows();
     m_windows.clear();
     for (CueWindow* w : open) {
@@ -73,6 +88,7 @@ void CueWindows::addFileActions(QMenu* menu) {
     QAction* first = menu->actions().isEmpty() ? nullptr : menu->actions().first();
     menu->insertActions(first, {m_new, m_open});
     menu->insertMenu(first, m_recent);
+    menu->insertAction(first, m_import);
     menu->insertActions(first, {m_save, m_saveAs, m_close});
     if (first)
         menu->insertSeparator(first);
@@ -98,7 +114,8 @@ CueWindow* CueWindows::newCueSheet() {
     CueDocument* doc = window->document();
     doc->setComThread(m_panel->controller().comThread());
     connect(window, &CueWindow::activated, this, &CueWindows::setFront);
-    connect(window, &CueWindow::closed, this, &CueWindows::forget);
+    connect(window, &CueWindow::closed, this, &CueWindows::windowClosed);
+    m_recovery->watch(doc);
     connect(window, &CueWindow::saved, this, &CueWindows::addRecent);
     connect(window, &QObject::destroyed, this, [this, window] { forget(window); });
     // The MIDI thread fires from a copy of the front sheet: refresh it on
@@ -139,6 +156,12 @@ CueWindow* CueWindows::newCueSheet() {
     return window;
 }
 
+CueWindow* CueWindows::untouchedOrNewWindow() {
+    if (m_front && m_front->document()->isPristine())
+        return m_front;
+    return newCueSheet();
+}
+
 CueWindow* CueWindows::open(const QString& path) {
     if (QFileInfo(path).suffix().toLower() != QLatin1String("txt")) {
         alerts::show(QStringLiteral("select a file with .txt extension"));
@@ -153,41 +176,35 @@ CueWindow* CueWindows::open(const QString& path) {
             return w;
         }
     }
-    CueWindow* window = m_front && m_front->document()->isPristine() ? m_front.data() : nullptr;
-    const bool fresh = window == nullptr;
-    if (fresh)
-        window = newCueSheet();
-    if (!window->document()->openFile(canonical)) {
-        // Unreadable or not UTF-8 text: it adds nothing, and says why.
+    const bool fresh = !(m_front && m_front->document()->isPristine());
+    CueWindow* window = untouchedOrNewWindow();
+    switch (window->document()->openFile(canonical)) {
+    case CueDocument::Opened::Unreadable:
+        // It adds nothing, and says why.
         if (fresh)
             window->close();
         alerts::show(unreadableMessage(canonical));
         return nullptr;
+    case CueDocument::Opened::Sheet:
+        addRecent(canonical);
+        break;
+    case CueDocument::Opened::OtherList:
+        break; // untitled: the list itself is not the sheet's file
     }
-    addRecent(canonical);
     setFront(window);
     return window;
 }
 
 CueWindow* CueWindows::openHandedFile(const QString& path) {
     const QFileInfo info(path);
-    const QString suffix = info.suffix().toLower();
-    if (suffix == QLatin1String("txt"))
+    if (info.suffix().toLower() == QLatin1String("txt"))
         return open(path);
-    const bool pdf = suffix == QLatin1String("pdf");
-    if (!pdf && !CueListImporter::readTextFile(path)) {
-        alerts::show(info.isReadable() ? QStringLiteral("select a file with .txt extension")
-                                       : unreadableMessage(info.absoluteFilePath()));
-        return nullptr;
-    }
-    if (pdf && !info.isReadable()) {
+    if (!info.isFile() || !info.isReadable()) {
         alerts::show(unreadableMessage(info.absoluteFilePath()));
         return nullptr;
     }
-    CueWindow* window = m_front && m_front->document()->isPristine() ? m_front.data() : nullptr;
-    if (!window)
-        window = newCueSheet();
-    window->document()->dropFiles({info.absoluteFilePath()});
+    CueWindow* window = untouchedOrNewWindow();
+    window->document()->importFiles({info.absoluteFilePath()});
     setFront(window);
     return window;
 }
@@ -198,6 +215,52 @@ void CueWindows::openWithDialog() {
                               tr("Open Cue Sheet"), QStringLiteral("Cue sheets (*.txt *.TXT)"));
     if (!path.isEmpty())
         open(path);
+}
+
+void CueWindows::importWithDialog() {
+    const QStringList paths = cueDialogs().openFiles(
+        m_front ? static_cast<QWidget*>(m_front) : nullptr, tr("Import Cue Lists"), kListFilter);
+    if (!paths.isEmpty())
+        importFiles(paths);
+}
+
+CueWindow* CueWindows::importFiles(const QStringList& paths) {
+    CueWindow* window = m_front ? m_front.data() : newCueSheet();
+    window->document()->importFiles(paths);
+    setFront(window);
+    return window;
+}
+
+QList<CueWindow*> CueWindows::offerRecovery() {
+    QList<CueWindow*> restored;
+    for (const CueRecovery::Orphan& copy : m_recovery->orphans()) {
+        switch (m_restoreQuestion(m_panel->window(), copy)) {
+        case RestoreAnswer::Restore: {
+            CueWindow* window = untouchedOrNewWindow();
+            window->document()->restore(copy.sheetText, copy.sheetPath);
+            // This run's own copy is written before the old one goes.
+            m_recovery->flush();
+            CueRecovery::remove(copy);
+            window->showMessage(
+                tr("Restored from the copy written %1, which was never saved: Save keeps it.")
+                    .arg(QLocale().toString(copy.written, QLocale::ShortFormat)));
+            restored << window;
+            break;
+        }
+        case RestoreAnswer::Discard:
+            CueRecovery::remove(copy);
+            break;
+        case RestoreAnswer::Later:
+            break;
+        }
+    }
+    return restored;
+}
+
+void CueWindows::windowClosed(CueWindow* window) {
+    // Closed while still modified: the user chose not to save it.
+    m_recovery->discard(window->document());
+    forget(window);
 }
 
 bool CueWindows::save() {

@@ -8,7 +8,8 @@
 // temporary file renamed into place, so a failed write leaves the old file as
 // it was. Anything else (a device such as /dev/stdout or /dev/full, a pipe)
 // is written directly: renaming over it would replace the device node with a
-// regular file.
+// regular file. A pipe that nobody reads from is refused at once rather than
+// waited on.
 class OutputFile {
 public:
     // False, with the reason in `error`, when the write fails.

@@ -3,7 +3,10 @@
 #include "CliSupport.h"
 #include "base/OutputFile.h"
 #include "cues/CueListImporter.h"
+#include "cues/CueMidiExport.h"
+#include "cues/CueNotes.h"
 #include "cues/CueSheet.h"
+#include "cues/CueText.h"
 #include "cues/PdfCueReader.h"
 #include "cues/TextFileReader.h"
 #include "timecode/TcCalculator.h"
@@ -14,10 +17,28 @@
 
 namespace {
 
+// The header values given on the command line; the others come from the
+// sheets read, or are a new cue window's defaults.
+struct GivenSettings {
+    std::optional<bool> duplicate, midnight, text, cueId, pulldown;
+    std::optional<QString> start;
+    std::optional<int> tctype;
+
+    void applyTo(CueSheetSettings& s) const {
+        s.duplicate = duplicate.value_or(s.duplicate);
+        s.midnight = midnight.value_or(s.midnight);
+        s.text = text.value_or(s.text);
+        s.cueId = cueId.value_or(s.cueId);
+        s.pulldown = pulldown.value_or(s.pulldown);
+        s.start = start.value_or(s.start);
+        s.tctype = tctype.value_or(s.tctype);
+    }
+};
+
 struct ImportOptions {
     QStringList files;
     QString outputPath;
-    CueSheetSettings settings; // a new cue window's defaults
+    GivenSettings settings;
     bool sort = false;
 };
 
@@ -26,7 +47,7 @@ struct ImportOptions {
 std::optional<int> parseImportOptions(const QStringList& args, ImportOptions& options) {
     using cli::fail;
     const TcCalculator tcc;
-    CueSheetSettings& settings = options.settings;
+    GivenSettings& settings = options.settings;
     for (qsizetype i = 0; i < args.size(); ++i) {
         const QString& arg = args[i];
         QString value;
@@ -36,8 +57,10 @@ std::optional<int> parseImportOptions(const QStringList& args, ImportOptions& op
         } else if (arg == QLatin1String("--tctype")) {
             if (!cli::takeValue(args, i, &value))
                 return fail(QStringLiteral("import: --tctype needs a value"));
-            if (!cli::parseTcType(value, &settings.tctype))
+            int type = 0;
+            if (!cli::parseTcType(value, &type))
                 return fail(QStringLiteral("import: bad --tctype '%1' (0 to 3)").arg(value));
+            settings.tctype = type;
         } else if (arg == QLatin1String("--start")) {
             if (!cli::takeValue(args, i, &value))
                 return fail(QStringLiteral("import: --start needs a timecode"));
@@ -65,26 +88,45 @@ std::optional<int> parseImportOptions(const QStringList& args, ImportOptions& op
     return std::nullopt;
 }
 
-// One input file's rows into the importer: a PDF cue sheet or a text cue
-// list. The error that ends the import, or nothing.
-std::optional<QString> importFile(const QString& path, CueListImporter& importer,
+// Says what a PDF or MIDI file gave, as the cue window does.
+void note(const QString& path, const QString& what) {
+    if (!what.isEmpty())
+        cli::warn(QStringLiteral("import: %1: %2").arg(path, what));
+}
+
+// One input file's rows into the importer: a PDF cue sheet, a MIDI file or
+// a text cue list read as the cue window opens a sheet (header lines
+// included). The error that ends the import, or nothing.
+std::optional<QString> importFile(const QString& path, CueSheet& sheet, CueListImporter& importer,
                                   PdfCueReader& pdfReader) {
     if (!QFileInfo(path).isFile())
         return QStringLiteral("import: %1: no such file").arg(path);
-    if (QFileInfo(path).suffix().compare(QLatin1String("pdf"), Qt::CaseInsensitive) == 0) {
+    const int before = sheet.count();
+    if (CueListImporter::isPdf(path)) {
         if (!pdfReader.importPdf(path, importer))
-            return QStringLiteral("import: %1: cannot be read as a PDF document").arg(path);
-        if (const QString note = pdfReader.unreadPagesNote(); !note.isEmpty())
-            cli::warn(QStringLiteral("import: %1: %2").arg(path, note));
-        return std::nullopt;
+            return QStringLiteral("import: %1: %2")
+                .arg(path, QLatin1String(CueListImporter::kUnreadablePdfNote));
+        note(path, pdfReader.summary(sheet.count() - before));
+    } else if (CueListImporter::isMidi(path)) {
+        QString error;
+        const std::optional<cuemidi::FileRows> read =
+            cuemidi::rowsFromFile(path, sheet.settings(), &error);
+        if (!read)
+            return QStringLiteral("import: %1: %2").arg(path, error);
+        for (const CueItem& row : read->rows)
+            importer.addRow(row);
+        note(path, cuemidi::importNote(*read));
+    } else {
+        const auto text = TextFileReader::read(path);
+        if (!text)
+            return QStringLiteral("import: %1: %2")
+                .arg(path, QLatin1String(TextFileReader::kUnreadableNote));
+        if (text->windows1252)
+            note(path, QLatin1String(TextFileReader::kWindows1252Note));
+        importer.cueTableFromString(text->text);
     }
-    const auto text = TextFileReader::read(path);
-    if (!text)
-        return QStringLiteral("import: %1: cannot be read").arg(path);
-    if (text->windows1252)
-        cli::warn(
-            QStringLiteral("import: %1: not UTF-8 or UTF-16, read as Windows-1252").arg(path));
-    importer.paste(text->text);
+    const CueSheetSettings& settings = sheet.settings();
+    note(path, cuetext::substitutionNote(sheet.rows().mid(before), settings.cueId, settings.text));
     return std::nullopt;
 }
 
@@ -99,20 +141,22 @@ int import(const QStringList& args) {
     // Every file is read before anything is written, so a bad one leaves no
     // half-made sheet behind.
     CueSheet sheet;
-    sheet.settings() = options.settings;
     CueListImporter importer(sheet);
     PdfCueReader pdfReader;
     // The PDF scanner's report must not mix with a sheet on standard output,
     // wherever the sheet goes.
     pdfReader.setLogSink([](const QByteArray& text) { std::fputs(text.constData(), stderr); });
     for (const QString& path : options.files) {
-        if (const std::optional<QString> error = importFile(path, importer, pdfReader))
+        if (const std::optional<QString> error = importFile(path, sheet, importer, pdfReader))
             return fail(*error);
     }
+    options.settings.applyTo(sheet.settings());
     if (const QString warning = sheet.inTimeSpanWarning(); !warning.isEmpty())
         warn(QStringLiteral("import: ") + warning);
-    if (options.sort)
-        sheet.OnSort();
+    if (options.sort) {
+        if (const int removed = sheet.OnSort(); removed > 0)
+            warn(QStringLiteral("import: ") + cuenotes::duplicatesRemoved(removed));
+    }
     const QString output = sheet.stringFromCueTable();
 
     if (options.outputPath.isEmpty()) {

@@ -3,6 +3,7 @@
 #include "CliSupport.h"
 
 #include "cues/CueMidiExport.h"
+#include "cues/CueNotes.h"
 #include "cues/CueSheet.h"
 #include "cues/TextFileReader.h"
 #include "midi/MidiFileReader.h"
@@ -89,8 +90,8 @@ int exportMidi(const QStringList& args) {
     if (!text)
         return fail(QStringLiteral("export-midi: cannot read '%1'").arg(options.sheetPath));
     if (text->windows1252)
-        warn(QStringLiteral("export-midi: '%1': not UTF-8 or UTF-16, read as Windows-1252")
-                 .arg(options.sheetPath));
+        warn(QStringLiteral("export-midi: '%1': %2")
+                 .arg(options.sheetPath, QLatin1String(TextFileReader::kWindows1252Note)));
 
     CueSheet sheet;
     sheet.cueTableFromString(text->text);
@@ -105,6 +106,11 @@ int exportMidi(const QStringList& args) {
                         .arg(tcType));
     if (sheet.count() == 0)
         return fail(QStringLiteral("export-midi: '%1' holds no cues").arg(options.sheetPath));
+    const QString start = options.start.value_or(settings.start);
+    if (!MidiTrack::startTimecode(start))
+        return fail(QStringLiteral("export-midi: '%1': the start '%2' is not a timecode "
+                                   "(HH:MM:SS:FF); give one with --start")
+                        .arg(options.sheetPath, start));
     if (const QString warning = sheet.inTimeSpanWarning(); !warning.isEmpty())
         warn(QStringLiteral("export-midi: ") + warning);
 
@@ -114,25 +120,15 @@ int exportMidi(const QStringList& args) {
     QByteArray log;
     track.setLogSink([&log](const QByteArray& text) { log += text; });
     QString error;
-    if (!cuemidi::onExportMidi(
-            track, options.outPath, sheet.rows(), options.start.value_or(settings.start), tcType,
-            options.offsetSeconds.value_or(sheet.offset()), options.text.value_or(settings.text),
-            options.pulldown.value_or(settings.pulldown), options.cueId.value_or(settings.cueId),
-            &error))
+    if (!cuemidi::onExportMidi(track, options.outPath, sheet.rows(), start, tcType,
+                               options.offsetSeconds.value_or(sheet.offset()),
+                               options.text.value_or(settings.text),
+                               options.pulldown.value_or(settings.pulldown),
+                               options.cueId.value_or(settings.cueId), &error))
         return fail(
             QStringLiteral("export-midi: cannot write '%1': %2").arg(options.outPath, error));
-    const MidiTrack::ExportReport& report = track.lastExportReport();
-    for (const QString& cue : report.lostTexts)
-        warn(QStringLiteral("export-midi: cue %1: the text has characters the unit cannot "
-                            "show; its text message is empty")
-                 .arg(cue));
-    if (report.movedCues > 0)
-        warn(QStringLiteral("export-midi: %1 cue(s) placed later than their time: before the "
-                            "start or before the cue ahead of them")
-                 .arg(report.movedCues));
-    if (report.shortenedNotes > 0)
-        warn(QStringLiteral("export-midi: %1 note end(s) written early, at the next cue")
-                 .arg(report.shortenedNotes));
+    for (const QString& note : cuenotes::exportNotes(track.lastExportReport()))
+        warn(QStringLiteral("export-midi: ") + note);
     // The log must not land in the file when the file is standard output.
     if (isStandardOutput(options.outPath))
         std::fputs(log.constData(), stderr);

@@ -1,16 +1,16 @@
 #include "cues/CueListImporter.h"
 
 #include "base/PosixRegex.h"
+#include "cues/CueMidiExport.h"
 #include "cues/CueSheet.h"
+#include "cues/CueSheetText.h"
 #include "cues/CueText.h"
 #include "cues/PdfCueReader.h"
 #include "cues/TextFileReader.h"
 #include "timecode/TCFormatter.h"
 #include "timecode/TcCalculator.h"
 
-#include <QFile>
 #include <QFileInfo>
-#include <QStringDecoder>
 
 namespace {
 
@@ -21,26 +21,6 @@ const PosixRegex& importPattern() {
 }
 
 constexpr int kTcLength = 11;
-
-bool isLineBreak(QChar c) {
-    const char16_t u = c.unicode();
-    return u == u'\n' || u == u'\r' || u == 0x0b || u == 0x0c || u == 0x85 || u == 0x2028 ||
-           u == 0x2029;
-}
-
-// Lines of a text, cut at every line-break character (so CR LF files work).
-QStringList splitLines(const QString& text) {
-    QStringList lines;
-    qsizetype start = 0;
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        if (isLineBreak(text[i])) {
-            lines.append(text.mid(start, i - start));
-            start = i + 1;
-        }
-    }
-    lines.append(text.mid(start));
-    return lines;
-}
 
 bool isRowTrimChar(QChar c) {
     return c == u'-' || c == u'\t' || c == u'\n' || c == u' ';
@@ -94,44 +74,61 @@ std::optional<CueItem> CueListImporter::cueItemFromLine(const QString& line) {
     return item;
 }
 
+std::optional<CueItem> CueListImporter::rowFromLine(const QString& line) {
+    if (std::optional<CueItem> row = sheettext::rowFromLine(line))
+        return row;
+    return cueItemFromLine(line);
+}
+
 void CueListImporter::textToCueTable(const QString& line) {
-    if (auto item = cueItemFromLine(line))
+    if (auto item = rowFromLine(line))
         m_sheet.addObject(*item);
 }
 
-void CueListImporter::cueTableFromString(const QString& text) {
-    for (const QString& line : splitLines(text)) {
-        if (line.startsWith(u';'))
+void CueListImporter::addRow(const CueItem& item) {
+    m_sheet.addObject(item);
+}
+
+sheettext::Reading CueListImporter::cueTableFromString(const QString& text) {
+    sheettext::Reading reading;
+    const QStringList lines = sheettext::splitLines(text);
+    for (qsizetype i = 0; i < lines.size(); ++i) {
+        const QString& line = lines[i];
+        // A row in the sheet's form is a row even when its identifier
+        // starts with ";": no header line has five fields with two times.
+        std::optional<CueItem> row = sheettext::rowFromLine(line);
+        bool foreign = false;
+        if (row) {
+            ++reading.sheetRows;
+        } else if (sheettext::isHeaderLine(line)) {
+            ++reading.headerLines;
             m_sheet.initValueFromString(line);
-        else
-            textToCueTable(line);
+        } else {
+            // Other keys and lines without a time are not read; the sheet
+            // would not write them back.
+            foreign = !line.trimmed().isEmpty();
+            if ((row = cueItemFromLine(line)))
+                ++reading.otherRows;
+        }
+        if (row)
+            m_sheet.addObject(*row);
+        if (foreign && reading.foreignLines++ == 0)
+            reading.firstForeignLine = int(i) + 1;
     }
+    return reading;
 }
 
 QString CueListImporter::stringFromCueTable(const CueSheet& sheet) {
     QString text = sheet.cueSheetInitValues();
     for (const CueItem& item : sheet.rows()) {
-        // The reader keeps the separator after an identifier as part of it;
-        // writing it again would add a tab on every save and open.
-        qsizetype idEnd = item.cueId.size();
-        while (idEnd > 0 && (item.cueId[idEnd - 1] == u'\t' || item.cueId[idEnd - 1] == u' '))
-            --idEnd;
-        text += QStringView(item.cueId).left(idEnd);
-        text += u'\t';
-        text += item.getCueIn();
-        text += u'\t';
-        text += item.getCueOut();
-        text += u'\t';
-        text += item.cueText;
-        text += u'\t';
-        text += item.cueNotes;
+        text += sheettext::lineForRow(item);
         text += u'\n';
     }
     return text;
 }
 
 void CueListImporter::paste(const QString& block) {
-    for (const QString& line : splitLines(block))
+    for (const QString& line : sheettext::splitLines(block))
         textToCueTable(line);
 }
 
@@ -151,8 +148,11 @@ void CueListImporter::ediCueToCueTable(const QString& documentText) {
             row->cueNotes = QString();
             inTimeNext = true;
         }
-        if (row && line.startsWith(QLatin1String("REASON:")))
-            row->cueNotes = line.mid(7).trimmed();
+        if (row && line.startsWith(QLatin1String("REASON:"))) {
+            row->cueNotes = line.mid(7).trimmed(); // the notes only, never the text
+            linesSeen.append(line);
+            continue;
+        }
         if (row && inText && line == QLatin1String("1")) {
             m_sheet.addObject(*row);
             row.reset();
@@ -177,12 +177,12 @@ void CueListImporter::ediCueToCueTable(const QString& documentText) {
 
 void CueListImporter::filmlightToCueTable(const QList<PDFStringTableItem>& items) {
     const int n = int(items.size());
+    // A page's first piece starts a row even when no header line came
+    // before it.
     QList<int> rowStarts;
-    std::int64_t previousX = 0;
     for (int i = 0; i < n; ++i) {
-        if (items[i].x < previousX)
+        if (i == 0 || items[i].page != items[i - 1].page || items[i].x < items[i - 1].x)
             rowStarts.append(i);
-        previousX = items[i].x;
     }
     auto textAt = [&](int i) { return i < n ? items[i].text : QString(); };
 
@@ -205,15 +205,70 @@ void CueListImporter::filmlightToCueTable(const QList<PDFStringTableItem>& items
     }
 }
 
-std::optional<QString> CueListImporter::readTextFile(const QString& path) {
-    const std::optional<QByteArray> bytes = TextFileReader::readBytes(path);
-    if (!bytes)
+void CueListImporter::note(const QString& path, const QString& what) {
+    m_notes << QStringLiteral("%1: %2").arg(QFileInfo(path).fileName(), what);
+}
+
+std::optional<QString> CueListImporter::readText(const QString& path) {
+    const std::optional<TextFileReader::Text> text = TextFileReader::read(path);
+    if (!text) {
+        note(path, QLatin1String(TextFileReader::kUnreadableNote));
         return std::nullopt;
-    QStringDecoder decoder(QStringDecoder::Utf8);
-    QString text = decoder.decode(*bytes);
-    if (decoder.hasError())
-        return std::nullopt;
-    return text;
+    }
+    if (text->windows1252)
+        note(path, QLatin1String(TextFileReader::kWindows1252Note));
+    return text->text;
+}
+
+bool CueListImporter::importPdf(const QString& path) {
+    if (pdfHandler) {
+        pdfHandler(path);
+        return true;
+    }
+    const int before = m_sheet.count();
+    PdfCueReader reader;
+    if (!reader.importPdf(path, *this)) {
+        note(path, QLatin1String(kUnreadablePdfNote));
+        return false;
+    }
+    note(path, reader.summary(m_sheet.count() - before));
+    return true;
+}
+
+bool CueListImporter::importMidi(const QString& path) {
+    QString error;
+    const std::optional<cuemidi::FileRows> read =
+        cuemidi::rowsFromFile(path, m_sheet.settings(), &error);
+    if (!read) {
+        note(path, error);
+        return false;
+    }
+    for (const CueItem& row : read->rows)
+        m_sheet.addObject(row);
+    note(path, cuemidi::importNote(*read));
+    return true;
+}
+
+bool CueListImporter::importFile(const QString& path) {
+    if (isPdf(path))
+        return importPdf(path);
+    if (isMidi(path))
+        return importMidi(path);
+    const std::optional<QString> text = readText(path);
+    if (!text)
+        return false;
+    cueTableFromString(*text);
+    return true;
+}
+
+bool CueListImporter::isPdf(const QString& path) {
+    return QFileInfo(path).suffix().compare(QLatin1String("pdf"), Qt::CaseInsensitive) == 0;
+}
+
+bool CueListImporter::isMidi(const QString& path) {
+    const QString suffix = QFileInfo(path).suffix();
+    return suffix.compare(QLatin1String("mid"), Qt::CaseInsensitive) == 0 ||
+           suffix.compare(QLatin1String("midi"), Qt::CaseInsensitive) == 0;
 }
 
 bool CueListImporter::acceptDrop(const QStringList& fileNames, bool sourceOffersLink) {
@@ -221,14 +276,11 @@ bool CueListImporter::acceptDrop(const QStringList& fileNames, bool sourceOffers
         return false;
     QString accumulated;
     for (const QString& path : fileNames) {
-        if (QFileInfo(path).suffix().compare(QLatin1String("pdf"), Qt::CaseInsensitive) == 0) {
-            if (pdfHandler)
-                pdfHandler(path);
-            else
-                PdfCueReader().importPdf(path, *this);
+        if (isPdf(path)) {
+            importPdf(path);
             continue;
         }
-        const std::optional<QString> text = readTextFile(path);
+        const std::optional<QString> text = readText(path);
         if (!text)
             continue;
         accumulated += *text;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "cues/CueItem.h"
+#include "cues/CueSheetText.h"
 #include "cues/PDFStringTableItem.h"
 
 #include <QList>
@@ -11,12 +12,16 @@
 
 class CueSheet;
 
-// Turns foreign cue lists into rows of a cue sheet: plain text lines (typed,
-// pasted, dropped, and the rows of the sheet text format), the text of an
-// EdiCue PDF cue sheet and the text pieces of a filmlight PDF cue sheet.
-// Lines and rows that do not fit are skipped silently.
+// Turns cue lists into rows of a cue sheet: plain text lines (typed, pasted,
+// dropped, and the rows of the sheet text format), the text of an EdiCue PDF
+// cue sheet and the text pieces of a filmlight PDF cue sheet. Lines and rows
+// that do not fit give no row; what the user should know about a file (read
+// as Windows-1252, unreadable, pages not read) is collected in notes().
 class CueListImporter {
 public:
+    // Ends of the notes, after the file's name (qz62ctl says the same).
+    static constexpr const char* kUnreadablePdfNote = "cannot be read as a PDF document";
+
     explicit CueListImporter(CueSheet& sheet) : m_sheet(sheet) {}
 
     // The row one text line gives, or nothing: header lines (";...") and
@@ -27,12 +32,18 @@ public:
     // text, or text and notes split at its first tab. Timecodes here may
     // have ";" before the frames.
     static std::optional<CueItem> cueItemFromLine(const QString& line);
+    // A line in the sheet's own form field by field, any other line as
+    // cueItemFromLine reads it.
+    static std::optional<CueItem> rowFromLine(const QString& line);
     // Imports one text line (adds its row, if any).
     void textToCueTable(const QString& line);
-    // Sheet text: header lines go to the sheet's header, the others are rows.
-    void cueTableFromString(const QString& text);
-    // The sheet text of a sheet's header and rows; identifiers are written
-    // without trailing blanks and tabs, so save, open, save gives the same text.
+    // Adds a row another reader built.
+    void addRow(const CueItem& item);
+    // Sheet text: header lines go to the sheet's header, the others are rows
+    // (rowFromLine). Says whether the text was a sheet in every line.
+    sheettext::Reading cueTableFromString(const QString& text);
+    // The sheet text of a sheet's header and rows (sheettext::lineForRow), so
+    // save, open, save gives the same text.
     static QString stringFromCueTable(const CueSheet& sheet);
     // A pasted block: every line imported in order.
     void paste(const QString& block);
@@ -40,32 +51,47 @@ public:
     // An EdiCue cue sheet's plain text. A cue opens at a line starting
     // with "IN:" (its identifier is the line before), takes its in and out
     // times from the next timecode lines, collects the text lines after the
-    // out time, and is added only when a line "1" closes it.
+    // out time (a "REASON:" line gives the notes, wherever it comes), and is
+    // added only when a line "1" closes it.
     void ediCueToCueTable(const QString& documentText);
-    // A filmlight cue sheet's text pieces: a row starts wherever the text
-    // moves back to the left; a row whose second piece holds a timecode gives
+    // A filmlight cue sheet's text pieces: a row starts at the first piece
+    // of each page and wherever the text moves back to the left; a row whose
+    // second piece holds a timecode gives
     // identifier, in, out, text (with the pieces up to the last appended) and
     // notes (the last piece).
     void filmlightToCueTable(const QList<PDFStringTableItem>& items);
 
-    // Files dropped on the table. Text files are read as UTF-8 and each is
-    // appended to the text of the earlier text files of this drop, which is
-    // then imported again as a whole (so dropping A and B imports A, A, B). A ".pdf" file goes to
-    // `pdfHandler` when one is set, otherwise to PdfCueReader::importPdf. Returns false when the
-    // drag does not offer linking or there are no files.
+    // Files dropped on the table. Text files are read by TextFileReader and
+    // each is appended to the text of the earlier text files of this drop,
+    // which is then imported again as a whole (so dropping A and B imports
+    // A, A, B). A ".pdf" file goes to `pdfHandler` when one is set, otherwise
+    // to PdfCueReader::importPdf. Returns false when the drag does not offer
+    // linking or there are no files.
     bool acceptDrop(const QStringList& fileNames, bool sourceOffersLink = true);
     std::function<void(const QString& pdfPath)> pdfHandler;
+    // One file's rows, once: a PDF as a drop reads it, a MIDI file's cue
+    // triggers counted from the start its export wrote (the sheet's settings
+    // otherwise), a text file as a sheet is read (its header lines set the
+    // sheet's header). False when it cannot be read (notes() says so).
+    bool importFile(const QString& path);
+    // What the user should know about the files read, one line each,
+    // beginning with the file's name.
+    const QStringList& notes() const { return m_notes; }
 
     // True when the text holds a timecode as the importers read them.
     static bool containsTimecode(const QString& text);
-
-    // A text file's contents as UTF-8; nothing when it cannot be read or is
-    // not valid UTF-8.
-    static std::optional<QString> readTextFile(const QString& path);
+    static bool isPdf(const QString& path);
+    static bool isMidi(const QString& path);
 
     // Removes symbol-font glyphs (code above 0xF000) from the front.
     static QString removeUniChars(const QString& text);
 
 private:
+    void note(const QString& path, const QString& what);
+    std::optional<QString> readText(const QString& path);
+    bool importPdf(const QString& path);
+    bool importMidi(const QString& path);
+
     CueSheet& m_sheet;
+    QStringList m_notes;
 };

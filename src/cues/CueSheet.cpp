@@ -94,8 +94,8 @@ QString CueSheet::cueSheetInitValues() const {
     return QStringLiteral(";duplicate\t%1\n;midnight\t%2\n;text\t%3\n;cueId\t%4\n"
                           ";pulldown\t%5\n;start\t%6\n;tctype\t%7\n")
         .arg(flag(m_settings.duplicate), flag(m_settings.midnight), flag(m_settings.text),
-             flag(m_settings.cueId), flag(m_settings.pulldown), m_settings.start,
-             QString::number(m_settings.tctype));
+             flag(m_settings.cueId), flag(m_settings.pulldown),
+             sheettext::oneLine(m_settings.start), QString::number(m_settings.tctype));
 }
 
 void CueSheet::initValueFromString(const QString& line) {
@@ -125,8 +125,8 @@ void CueSheet::initValueFromString(const QString& line) {
     }
 }
 
-void CueSheet::cueTableFromString(const QString& text) {
-    CueListImporter(*this).cueTableFromString(text);
+sheettext::Reading CueSheet::cueTableFromString(const QString& text) {
+    return CueListImporter(*this).cueTableFromString(text);
 }
 
 QString CueSheet::stringFromCueTable() const {
@@ -155,10 +155,10 @@ bool CueSheet::readFromData(const QByteArray& /*data*/, int* osStatusError) {
 }
 
 QString CueSheet::cueItemText(const CueItem& item) const {
-    return cuetext::build(item, m_settings.cueId, m_settings.text, true);
+    return cuetext::build(item, m_settings.cueId, m_settings.text);
 }
 
-void CueSheet::OnSort() {
+int CueSheet::OnSort(QString* spanWarning) {
     // Each row's in time is looked at once: its display form, frames and hours.
     struct Key {
         QString in;
@@ -168,15 +168,21 @@ void CueSheet::OnSort() {
     const int n = count();
     std::vector<Key> keys(static_cast<size_t>(n));
     std::vector<int> order(static_cast<size_t>(n));
+    std::vector<int> validFrames;
     for (int i = 0; i < n; ++i) {
         Key& key = keys[size_t(i)];
         key.in = m_rows[i].getCueIn();
         // Always compared as 30 fps, whatever the sheet's type; unusable times
         // count as midnight.
-        key.frames = m_tcc.tcToBinary(key.in, 3);
+        const std::optional<int> frames = m_tcc.framesIfTc(key.in, 3);
+        if (frames && spanWarning)
+            validFrames.push_back(*frames);
+        key.frames = frames.value_or(0);
         key.hours = key.frames / (30 * 3600);
         order[size_t(i)] = i;
     }
+    if (spanWarning)
+        *spanWarning = inTimeSpanWarning(std::move(validFrames));
     std::vector<int> scratch(static_cast<size_t>(n));
     mergeSort(order, scratch, 0, size_t(n), [&keys](int a, int b) {
         return TcCalculator::compareFrames(keys[size_t(a)].frames, keys[size_t(b)].frames, 3) < 0;
@@ -194,6 +200,7 @@ void CueSheet::OnSort() {
         }
         order.swap(kept);
     }
+    const int removed = n - int(order.size());
 
     size_t first = 0;
     if (m_settings.midnight) {
@@ -212,16 +219,20 @@ void CueSheet::OnSort() {
     for (size_t i = 0; i < order.size(); ++i)
         sorted.append(std::move(m_rows[order[(first + i) % order.size()]]));
     m_rows = std::move(sorted);
+    return removed;
 }
 
 QString CueSheet::inTimeSpanWarning() const {
-    constexpr int kType = 3; // as the sort compares
     std::vector<int> frames;
     for (const CueItem& row : m_rows) {
-        const QString in = row.getCueIn();
-        if (m_tcc.isTc(in))
-            frames.push_back(m_tcc.tcToBinary(in, kType));
+        if (const std::optional<int> f = m_tcc.framesIfTc(row.getCueIn(), 3))
+            frames.push_back(*f);
     }
+    return inTimeSpanWarning(std::move(frames));
+}
+
+QString CueSheet::inTimeSpanWarning(std::vector<int> frames) const {
+    constexpr int kType = 3; // as the sort compares
     if (frames.size() < 2)
         return QString();
     std::sort(frames.begin(), frames.end());
@@ -266,7 +277,7 @@ QString CueSheet::onButtonTest() const {
 void CueSheet::sendCueItemText(const CueItem& item) {
     if (!m_comThread)
         return;
-    m_comThread->sendString(cmd::cueText(coding78::plainPunctuation(cueItemText(item))));
+    m_comThread->sendString(cmd::cueText(coding78::unitText(cueItemText(item))));
 }
 
 void CueSheet::tableViewSelectionDidChange(int firstSelectedRow) {
@@ -277,16 +288,24 @@ void CueSheet::tableViewSelectionDidChange(int firstSelectedRow) {
 
 int CueSheet::onTxInOuts() {
     m_inOutPairsSent = 0;
+    m_inOutStopRow = -1;
+    m_inOutOutsDropped.clear();
     if (!m_comThread)
         return 0;
     m_comThread->sendString(cmd::inOutStart());
-    for (const CueItem& item : m_rows) {
+    for (int row = 0; row < count(); ++row) {
+        const CueItem& item = m_rows[row];
         const QString in = item.getCueIn();
-        if (!m_tcc.isTc(in))
-            break; // the unit's list ends at the first unusable time
+        if (!m_tcc.isTc(in)) {
+            m_inOutStopRow = row; // the unit's list ends at the first unusable time
+            break;
+        }
         QString out = item.getCueOut();
-        if (!m_tcc.isTc(out))
+        if (!m_tcc.isTc(out)) {
+            if (!item.cueOut.isEmpty() && out != QLatin1String("---"))
+                m_inOutOutsDropped.append(row);
             out = QString();
+        }
         m_comThread->sendString(cmd::inOut(in, out));
         ++m_inOutPairsSent;
     }

@@ -1,11 +1,13 @@
 #pragma once
 
 #include "cues/CueItem.h"
+#include "cues/CueSheetText.h"
 #include "timecode/TcCalculator.h"
 
 #include <QByteArray>
 #include <QList>
 #include <QString>
+#include <vector>
 
 class CommandSink;
 
@@ -63,14 +65,19 @@ public:
     void setComThread(CommandSink* comThread) { m_comThread = comThread; }
     // Number of in/out pairs sent by the last onTxInOuts (the panel's fMax).
     int inOutPairsSent() const { return m_inOutPairsSent; }
+    // The row the last onTxInOuts stopped at; -1 when it reached the end.
+    int inOutStopRow() const { return m_inOutStopRow; }
+    // Rows the last onTxInOuts sent without their out time (not a timecode).
+    const QList<int>& inOutOutsDropped() const { return m_inOutOutsDropped; }
 
     // --- sheet text format ---
     // The seven header lines: key, tab, value, newline each.
     QString cueSheetInitValues() const;
     // One header line; unknown keys and lines without a tab are ignored.
     void initValueFromString(const QString& line);
-    // Header lines set the header values, every other line is imported as a row.
-    void cueTableFromString(const QString& text);
+    // Header lines set the header values, every other line is imported as a
+    // row. Says what the text held (a sheet, or lines of another list).
+    sheettext::Reading cueTableFromString(const QString& text);
     // Header, then "id\tin\tout\ttext\tnotes\n" per row with times in display
     // form ("---" when unset).
     QString stringFromCueTable() const;
@@ -86,11 +93,12 @@ public:
 
     // --- to the unit ---
     // The text the unit shows for a cue: identifier and/or text as the
-    // header values say, joined by the unit's line-break escape "\n" (a
-    // backslash and the letter n).
+    // header values say (cuetext::build), the same for the selection, the
+    // firing and the MIDI export.
     QString cueItemText(const CueItem& item) const;
     // "s <text>" for a cue, as when the user selects its row; typographic
-    // punctuation goes as its plain form (the link sends Latin-1).
+    // punctuation goes as its plain form and a character without a Latin-1
+    // form (the link's character set) as "?".
     void sendCueItemText(const CueItem& item);
     // The user selected a row: its text goes to the unit.
     void tableViewSelectionDidChange(int firstSelectedRow);
@@ -100,18 +108,22 @@ public:
     // "V": clears the unit's text.
     void onClearText();
     // Note On 0x90 0x77 <trigger>, then the cue's "s <text>" as a 7/8-coded
-    // system-exclusive frame F0 20 01 ... F7 (Latin-1; a text that cannot
-    // be Latin-1 goes out with no payload).
+    // system-exclusive frame F0 20 01 ... F7 (Latin-1, "?" for a character
+    // without a Latin-1 form).
     void sendTriggerAndText(const CueItem& item, int trigger);
 
     // --- sorting and firing ---
     // Circular sort on the in times (always as 30 fps), then the duplicate
-    // and midnight rules when the header values ask for them.
-    void OnSort();
+    // and midnight rules when the header values ask for them. Returns the
+    // number of rows the duplicate rule removed; `spanWarning`, when given,
+    // gets what inTimeSpanWarning() says of the rows before the sort.
+    int OnSort(QString* spanWarning = nullptr);
     // The circular sort only orders times that fit in half a day. When the
     // valid in times, taken round the clock the shortest way, span more than
     // 12 hours, a warning for the user naming the span; otherwise empty.
     QString inTimeSpanWarning() const;
+    // The same for valid in times given as frames at 30 fps (any order).
+    QString inTimeSpanWarning(std::vector<int> frames) const;
     // Four bytes of MIDI timecode (hours with the rate bits, minutes,
     // seconds, frames). Moves the selection to the next cue to come and
     // fires the cues due on that frame, as cuewalk::walk says; short data or
@@ -131,6 +143,8 @@ private:
     CueSheetSettings m_settings;
     int m_selectionIndex = -1;
     int m_inOutPairsSent = 0;
+    int m_inOutStopRow = -1;
+    QList<int> m_inOutOutsDropped;
     int m_stepperStreamerDuration = 100;
     double m_offset = 0.0;
     CommandSink* m_comThread = nullptr;

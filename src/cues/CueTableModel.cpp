@@ -2,6 +2,7 @@
 
 #include "cues/CueDocument.h"
 
+#include <QColor>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -27,6 +28,12 @@ CueTableModel::CueTableModel(CueDocument* document, QObject* parent)
     connect(document, &CueDocument::cellChanged, this, [this](int row, int column) {
         const QModelIndex i = index(row, column);
         emit dataChanged(i, i);
+    });
+    // Another rate marks other times.
+    connect(document, &CueDocument::settingsChanged, this, [this] {
+        if (rowCount() > 0)
+            emit dataChanged(index(0, CueDocument::ColumnIn),
+                             index(rowCount() - 1, CueDocument::ColumnOut));
     });
 }
 
@@ -61,8 +68,27 @@ QVariant CueTableModel::data(const QModelIndex& index, int role) const {
     }
     case Qt::TextAlignmentRole:
         return time ? QVariant(int(Qt::AlignCenter)) : QVariant();
+    case Qt::BackgroundRole:
+    case Qt::ForegroundRole:
+    case Qt::ToolTipRole:
+        return time ? timeMark(index.row(), column, role) : QVariant();
     default:
         return QVariant();
+    }
+}
+
+QVariant CueTableModel::timeMark(int row, int column, int role) const {
+    // A time the sheet's rate does not have (kept as it came, never altered).
+    const QString problem = m_document->timeProblem(row, column);
+    if (problem.isEmpty())
+        return QVariant();
+    switch (role) {
+    case Qt::BackgroundRole:
+        return QColor(0xff, 0xc4, 0xc4);
+    case Qt::ForegroundRole:
+        return QColor(0x80, 0x00, 0x00);
+    default:
+        return tr("Not a time at this sheet's rate: %1").arg(problem);
     }
 }
 

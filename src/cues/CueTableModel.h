@@ -13,7 +13,8 @@ class QMimeData;
 // The cue table's rows, read straight from the document's sheet: nothing is
 // copied per row, so a long sheet opens and sorts at the cost of a reset.
 // In and out times show in display form (HH:MM:SS:FF or "---") and take
-// typed text, of which only the digits count.
+// typed text, of which only the digits count; a time that does not exist at
+// the sheet's rate is marked (red, with the reason as its tip).
 //
 // Rows travel on the clipboard twice: as sheet text lines for other
 // programs, and in a cue-row form that carries every field as it is stored,
@@ -44,5 +45,7 @@ public:
     static std::optional<QList<CueItem>> rowsFromMimeData(const QMimeData* data);
 
 private:
+    QVariant timeMark(int row, int column, int role) const;
+
     QPointer<CueDocument> m_document;
 };

@@ -1,8 +1,7 @@
 #include "cues/PdfCueReader.h"
 
-#include "base/Diagnostics.h"
 #include "cues/CueListImporter.h"
-#include "cues/internal/PdfFontDecoder.h"
+#include "cues/internal/PdfTextScanner.h"
 
 #include <QFile>
 #include <memory>
@@ -54,113 +53,6 @@ void listDictionaryObjects(QPDFObjectHandle dictionary, QString& author, QString
     }
 }
 
-// Collects the drawn strings of a content stream, operator by operator.
-class TextScanner : public QPDFObjectHandle::ParserCallbacks {
-public:
-    TextScanner(const PdfCueReader::LogSink& log, PdfFontDecoder* fonts = nullptr)
-        : m_log(log), m_fonts(fonts) {}
-
-    void handleObject(QPDFObjectHandle object) override {
-        if (!object.isOperator()) {
-            m_operands.push_back(object);
-            return;
-        }
-        const std::string op = object.getOperatorValue();
-        if (op == "Tm")
-            opTm();
-        else if (op == "Tj" || op == "'" || op == "\"")
-            opTj(); // ' and " move to the next line first; the string is on top
-        else if (op == "TJ")
-            opTJ();
-        else if (op == "BT")
-            opBT();
-        else if (op == "ET")
-            opET();
-        else if (op == "Tf" && m_fonts && m_operands.size() >= 2 && m_operands.front().isName())
-            m_fonts->selectFont(m_operands.front().getName());
-        m_operands.clear();
-    }
-    void handleEOF() override {}
-
-    QList<PDFStringTableItem> items;
-
-private:
-    std::optional<QPDFObjectHandle> pop() {
-        if (m_operands.empty())
-            return std::nullopt;
-        QPDFObjectHandle top = m_operands.back();
-        m_operands.pop_back();
-        return top;
-    }
-    void add(const QString& text) { items.append({m_x, m_y, text}); }
-    // A shown string's text through its font's map when the font has one.
-    QString textOf(QPDFObjectHandle string) {
-        if (m_fonts) {
-            if (std::optional<QString> text = m_fonts->decode(string.getStringValue()))
-                return *text;
-        }
-        return fromUtf8(string.getUTF8Value());
-    }
-
-    // Only the translation of the text matrix matters, and only when it is
-    // given in whole numbers.
-    void opTm() {
-        if (auto y = pop(); y && y->isInteger())
-            m_y = y->getIntValue();
-        if (auto x = pop(); x && x->isInteger())
-            m_x = x->getIntValue();
-    }
-    void opTj() {
-        if (auto text = pop(); text && text->isString())
-            add(textOf(*text));
-    }
-    // The strings at the even places of the array (the odd places are
-    // normally the spacing numbers); an item even for an empty array.
-    void opTJ() {
-        QString text;
-        if (auto array = pop(); array && array->isArray()) {
-            const std::vector<QPDFObjectHandle> parts = array->getArrayAsVector();
-            for (size_t i = 0; i < parts.size(); i += 2) {
-                QPDFObjectHandle part = parts[i];
-                if (part.isString())
-                    text += textOf(part);
-            }
-        }
-        add(text);
-    }
-    void opBT() {
-        report("op_BT " + QByteArray::number(m_textBlocks++) + '\n');
-        if (auto operand = pop()) {
-            if (operand->isName())
-                report("stray name operand\n");
-            else if (operand->isString())
-                report("stray string operand\n");
-        }
-    }
-    void opET() {
-        report("op_ET\n");
-        if (auto operand = pop()) {
-            if (operand->isName())
-                report("stray name operand\n");
-            else if (operand->isArray())
-                report("stray array operand\n");
-        }
-    }
-    void report(const QByteArray& line) {
-        if (m_log)
-            m_log(line);
-        else
-            diag::print("%s", line.constData());
-    }
-
-    const PdfCueReader::LogSink& m_log;
-    PdfFontDecoder* m_fonts;
-    std::vector<QPDFObjectHandle> m_operands;
-    std::int64_t m_x = -1;
-    std::int64_t m_y = -1;
-    int m_textBlocks = 0;
-};
-
 } // namespace
 
 int PdfCueReader::getAuthorAndCreator(const QString& path) {
@@ -179,36 +71,34 @@ int PdfCueReader::getAuthorAndCreator(const QString& path) {
     return 0;
 }
 
-QList<PDFStringTableItem> PdfCueReader::scanFirstPage(const QString& path) {
+QList<PDFStringTableItem> PdfCueReader::scanPages(const QString& path) {
     m_pageCount = 0;
     const std::unique_ptr<QPDF> pdf = openDocument(path);
     if (!pdf)
         return {};
-    PdfFontDecoder fonts;
-    TextScanner scanner(m_log, &fonts);
+    QList<PDFStringTableItem> items;
+    pdftext::ScanLog log{m_log, 0};
     try {
         std::vector<QPDFPageObjectHelper> pages = QPDFPageDocumentHelper(*pdf).getAllPages();
-        m_pageCount = int(pages.size());
-        if (pages.empty())
-            return {};
-        fonts = PdfFontDecoder(pages.front().getAttribute("/Resources", false));
-        pages.front().parseContents(&scanner);
+        for (QPDFPageObjectHelper& page : pages) {
+            ++m_pageCount;
+            pdftext::scanPage(page, m_pageCount, log, items);
+        }
     } catch (const std::exception&) {
-        // A damaged stream: keep what was read before the damage.
+        // A damaged page tree: keep the pages read before the damage.
     }
-    return scanner.items;
+    return items;
 }
 
-QString PdfCueReader::unreadPagesNote() const {
-    if (m_pageCount < 2)
-        return QString();
-    if (m_pageCount == 2)
-        return QStringLiteral("only page 1 of 2 was read; page 2 was not");
-    return QStringLiteral("only page 1 of %1 was read; pages 2 to %1 were not").arg(m_pageCount);
+QString PdfCueReader::summary(int rows) const {
+    return QStringLiteral("%1 read, %2")
+        .arg(m_pageCount == 1 ? QStringLiteral("1 page")
+                              : QStringLiteral("%1 pages").arg(m_pageCount),
+             rows == 1 ? QStringLiteral("1 cue") : QStringLiteral("%1 cues").arg(rows));
 }
 
 QString PdfCueReader::parsePdf(const QString& path, CueListImporter& importer) {
-    const QList<PDFStringTableItem> items = scanFirstPage(path);
+    const QList<PDFStringTableItem> items = scanPages(path);
     if (m_author.compare(QLatin1String("filmlight"), Qt::CaseInsensitive) == 0)
         importer.filmlightToCueTable(items);
     else
@@ -216,31 +106,14 @@ QString PdfCueReader::parsePdf(const QString& path, CueListImporter& importer) {
     return QString();
 }
 
-void PdfCueReader::pdfTextToCueTable(const QList<PDFStringTableItem>& items,
-                                     CueListImporter& importer) {
-    qsizetype first = 0;
-    while (first < items.size() && !CueListImporter::containsTimecode(items[first].text))
-        ++first;
-    if (first == items.size())
-        return; // no timecode anywhere: no rows
-    QString line = items[first].text;
-    for (qsizetype i = first + 1; i < items.size(); ++i) {
-        if (CueListImporter::containsTimecode(items[i].text)) {
-            importer.textToCueTable(line);
-            line = items[i].text;
-        } else {
-            line += items[i].text;
-        }
-    }
-    importer.textToCueTable(line);
-}
-
-std::optional<QString> PdfCueReader::documentText(const QString& path) {
+std::optional<QString> PdfCueReader::documentText(const QString& path, int* pageCount) {
     std::unique_ptr<poppler::document> document(
         poppler::document::load_from_file(QFile::encodeName(path).toStdString()));
     if (!document || document->is_locked())
         return std::nullopt;
     QStringList pages;
+    if (pageCount)
+        *pageCount = document->pages();
     for (int i = 0; i < document->pages(); ++i) {
         std::unique_ptr<poppler::page> page(document->create_page(i));
         if (!page)
@@ -252,10 +125,11 @@ std::optional<QString> PdfCueReader::documentText(const QString& path) {
 }
 
 bool PdfCueReader::importPdf(const QString& path, CueListImporter& importer) {
+    m_pageCount = 0;
     if (getAuthorAndCreator(path) != 0)
         return false;
     if (m_creator.contains(QLatin1String("EdiCue"))) {
-        const std::optional<QString> text = documentText(path);
+        const std::optional<QString> text = documentText(path, &m_pageCount);
         if (!text)
             return false;
         importer.ediCueToCueTable(*text);

@@ -12,10 +12,10 @@ class CueListImporter;
 
 // Cue sheets from PDF files. The information dictionary says who made the
 // document: an EdiCue sheet is read from the document's plain text; any
-// other document has the strings drawn on its first page collected, with the
-// text position in force when each was drawn, and turned into rows by the
+// other document has the strings drawn on every page collected, page after
+// page, each with the place where it starts, and turned into rows by the
 // filmlight layout (author "filmlight", any letter case) or by the generic
-// rule (a row starts at every string holding a timecode).
+// one (a row of a table or a line of text for each cue, pdfTextToCueTable).
 //
 // The scanner reports each text block it passes to the log sink; unless one
 // is set, the report goes to the diagnostics.
@@ -28,25 +28,33 @@ public:
     QString author() const { return m_author; }
     QString creator() const { return m_creator; }
 
-    // The strings drawn on page 1, in drawing order. Later pages are not
-    // looked at (unreadPagesNote() says so). Nothing when the document
-    // cannot be read.
-    QList<PDFStringTableItem> scanFirstPage(const QString& path);
-    // Pages of the document last scanned (0 when it could not be read).
+    // The strings drawn on every page, page after page in drawing order.
+    // Nothing when the document cannot be read; a damaged page gives the
+    // strings before the damage.
+    QList<PDFStringTableItem> scanPages(const QString& path);
+    // Pages of the document last read (0 when it could not be read).
     int pageCount() const { return m_pageCount; }
-    // For the user when the last scanned document has pages after the
-    // first: which pages were not read. Empty otherwise.
-    QString unreadPagesNote() const;
-    // Scans page 1 and builds rows with the builder the last
+    // For the user, after the last document was read: "3 pages read, 12 cues".
+    QString summary(int rows) const;
+    // Scans every page and builds rows with the builder the last
     // getAuthorAndCreator() call chose. Returns "" (callers ignore it).
     QString parsePdf(const QString& path, CueListImporter& importer);
-    // Generic rows: from the first string holding a timecode on, strings are
-    // joined until the next one holding a timecode; each joined line is one
-    // text line for the row importer.
+    // Generic rows. The strings are grouped into lines by their baseline
+    // (the same height on the page within a small tolerance, top to bottom,
+    // pages in order) and each line ordered left to right. A line holding
+    // a timecode is a cue: a line drawn as one string (or whose timecode
+    // string goes on with text) is a text line for the row importer, as
+    // lines pasted; a table row gives identifier (the cells left of the
+    // in time), in time, out time (a timecode cell right after it), text
+    // (the next cell) and notes (the cells after that, joined by blanks). A
+    // line without a timecode right below a cue, starting right of the cue's
+    // in time, goes on with its text (or notes, by column); other lines
+    // without a timecode (titles, headers, page numbers) are skipped.
     static void pdfTextToCueTable(const QList<PDFStringTableItem>& items,
                                   CueListImporter& importer);
-    // The document's plain text, pages joined by newlines.
-    static std::optional<QString> documentText(const QString& path);
+    // The document's plain text, pages joined by newlines; pageCount, when
+    // given, gets the number of pages.
+    static std::optional<QString> documentText(const QString& path, int* pageCount = nullptr);
 
     // What a PDF dropped on the table does: false when it cannot be read
     // (it is then skipped), otherwise its rows are added.

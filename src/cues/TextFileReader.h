@@ -10,6 +10,10 @@
 // reads the same). The fallback is reported so the caller can say so.
 class TextFileReader {
 public:
+    // What to tell the user, after the file's name.
+    static constexpr const char* kWindows1252Note = "not UTF-8 or UTF-16, read as Windows-1252";
+    static constexpr const char* kUnreadableNote = "cannot be read";
+
     struct Text {
         QString text;
         bool windows1252 = false; // not UTF-8 or UTF-16: read as Windows-1252

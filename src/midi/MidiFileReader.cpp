@@ -1,6 +1,8 @@
 #include "midi/MidiFileReader.h"
 
+#include "midi/MidiTrack.h"
 #include "protocol/Coding78.h"
+#include "protocol/Commands.h"
 #include "protocol/MidiMessages.h"
 
 #include <QFile>
@@ -28,6 +30,10 @@ bool readVarLen(const unsigned char* bytes, qsizetype& pos, qsizetype end, std::
             return true;
     }
     return false;
+}
+
+QString cutShort() {
+    return QStringLiteral("the track ends inside an event");
 }
 
 QString unreadStatus(unsigned char status, qsizetype pos) {
@@ -96,7 +102,11 @@ void MidiFileReader::hexDump(const QByteArray& data) {
 }
 
 MidiFileReader::ReadReport MidiFileReader::importMidi(const QByteArray& fileBytes) {
-    hexDump(fileBytes);
+    if (m_log.enabled())
+        hexDump(fileBytes);
+    m_cues = FileCues();
+    m_cueOpen = false;
+    m_tempoUs = MidiTrack::kTempoUs;
     ReadReport report;
     auto problem = [&report](ReadVerdict verdict, const QString& text) {
         if (report.verdict == ReadVerdict::Complete)
@@ -189,61 +199,120 @@ void MidiFileReader::logMetaEvent(int delta, int type, const unsigned char* meta
     }
 }
 
+void MidiFileReader::collectMetaEvent(int type, const unsigned char* meta, qsizetype length) {
+    if (type == 5 && m_cues.start.isEmpty()) {
+        m_cues.start = QString::fromLatin1(reinterpret_cast<const char*>(meta), length).trimmed();
+    } else if (type == 0x54 && length >= 1 && m_cues.smpteRate < 0) {
+        m_cues.smpteRate = (meta[0] >> 5) & 3;
+    } else if (type == 0x51 && length >= 3) {
+        const int tempoUs = (meta[0] << 16) | (meta[1] << 8) | meta[2];
+        // The export's pulldown tempo plays the cues 0.1 % late against the
+        // clock, as a pulled-down picture runs: on the timecode's own clock
+        // their times are those of the plain tempo.
+        if (tempoUs == MidiTrack::kPulldownTempoUs) {
+            m_cues.pulldown = true;
+            m_tempoUs = MidiTrack::kTempoUs;
+        } else if (tempoUs > 0) {
+            m_tempoUs = tempoUs;
+        }
+    }
+}
+
+void MidiFileReader::collectText(const QByteArray& message) {
+    const qsizetype n = message.size();
+    if (!m_cueOpen || n < 2 || quint8(message[0]) != midimsg::kManufacturer ||
+        quint8(message[1]) != midimsg::kCodedText)
+        return;
+    // The body runs from byte 2 to the byte before the closing 0xF7.
+    QString text =
+        QString::fromLatin1(coding78::decode78(n > 3 ? message.mid(2, n - 3) : QByteArray()));
+    static const QString prefix = cmd::cueText(QString()); // "s "
+    if (text.startsWith(prefix))
+        text.remove(0, prefix.size());
+    m_cues.cues.last().text = text;
+    m_cueOpen = false;
+}
+
+double MidiFileReader::seconds() const {
+    if (m_timeDivision & 0x8000) {
+        // Ticks of a frame: the high byte is minus the frame rate (-29 for
+        // drop frame, which counts 30 frames a second), the low the ticks.
+        const int rate = -static_cast<std::int8_t>(m_timeDivision >> 8);
+        const int perFrame = m_timeDivision & 0xFF;
+        return rate > 0 && perFrame > 0 ? double(m_ticks) / ((rate == 29 ? 30 : rate) * perFrame)
+                                        : 0.0;
+    }
+    const int division = m_timeDivision > 0 ? m_timeDivision : MidiTrack::kTicksPerQuarterNote;
+    return m_tempoTicks / (double(division) * 1e6);
+}
+
+QString MidiFileReader::readChannelEvent(int delta, const unsigned char* bytes, qsizetype& pos,
+                                         qsizetype end) {
+    // Three bytes for every channel message, the two-byte program change and
+    // channel pressure included.
+    if (end - pos < 3)
+        return cutShort();
+    if ((bytes[pos] & 0xF0) == 0x90) {
+        m_log.print("delta: %d note on: %d %d\n", delta, int(bytes[pos + 1]), int(bytes[pos + 2]));
+        if (bytes[pos + 1] == midimsg::kAccumulateNote && bytes[pos + 2] != 0) {
+            m_cues.cues.append({seconds(), QString()});
+            m_cueOpen = true;
+        }
+    }
+    pos += 3;
+    return QString();
+}
+
+QString MidiFileReader::readSysexEvent(const unsigned char* bytes, qsizetype& pos, qsizetype end) {
+    ++pos;
+    std::uint32_t length = 0;
+    if (!readVarLen(bytes, pos, end, length) || qsizetype(length) > end - pos)
+        return cutShort();
+    const QByteArray message(reinterpret_cast<const char*>(bytes + pos), qsizetype(length));
+    if (m_log.enabled())
+        decodeSysexData(message);
+    collectText(message);
+    pos += qsizetype(length);
+    return QString();
+}
+
+QString MidiFileReader::readMetaEvent(int delta, const unsigned char* bytes, qsizetype& pos,
+                                      qsizetype end) {
+    if (end - pos < 3)
+        return cutShort();
+    const int type = bytes[pos + 1];
+    const qsizetype length = bytes[pos + 2];
+    pos += 3;
+    if (length > end - pos)
+        return cutShort();
+    logMetaEvent(delta, type, bytes + pos, length);
+    collectMetaEvent(type, bytes + pos, length);
+    pos += length;
+    return QString();
+}
+
 QString MidiFileReader::readTrackChunk(const unsigned char* bytes, qsizetype pos, qsizetype end) {
-    const QString cutShort = QStringLiteral("the track ends inside an event");
+    m_ticks = 0;
+    m_tempoTicks = 0;
     while (pos < end) {
         std::uint32_t deltaBits = 0;
         if (!readVarLen(bytes, pos, end, deltaBits) || pos >= end)
-            return cutShort;
+            return cutShort();
         const int delta = static_cast<int>(deltaBits);
+        m_ticks += deltaBits;
+        m_tempoTicks += double(deltaBits) * m_tempoUs;
         const unsigned char status = bytes[pos];
-        switch (status & 0xF0) {
-        case 0x90:
-            if (end - pos < 3)
-                return cutShort;
-            m_log.print("delta: %d note on: %d %d\n", delta, int(bytes[pos + 1]),
-                        int(bytes[pos + 2]));
-            pos += 3;
-            break;
-        case 0x80:
-        case 0xA0:
-        case 0xB0:
-        case 0xC0:
-        case 0xD0:
-        case 0xE0:
-            // Three bytes for every channel message, the two-byte program
-            // change and channel pressure included.
-            if (end - pos < 3)
-                return cutShort;
-            pos += 3;
-            break;
-        case 0xF0:
-            if (status == 0xF0) {
-                ++pos;
-                std::uint32_t length = 0;
-                if (!readVarLen(bytes, pos, end, length) || qsizetype(length) > end - pos)
-                    return cutShort;
-                decodeSysexData(
-                    QByteArray(reinterpret_cast<const char*>(bytes + pos), qsizetype(length)));
-                pos += qsizetype(length);
-            } else if (status == 0xFF) {
-                if (end - pos < 3)
-                    return cutShort;
-                const int type = bytes[pos + 1];
-                const qsizetype length = bytes[pos + 2];
-                pos += 3;
-                if (length > end - pos)
-                    return cutShort;
-                logMetaEvent(delta, type, bytes + pos, length);
-                pos += length;
-            } else {
-                // No other system messages in a cue track.
-                return unreadStatus(status, pos);
-            }
-            break;
-        default:
-            return unreadStatus(status, pos); // a data byte: running status is not supported
-        }
+        QString problem;
+        if (status >= 0x80 && status < 0xF0)
+            problem = readChannelEvent(delta, bytes, pos, end);
+        else if (status == 0xF0)
+            problem = readSysexEvent(bytes, pos, end);
+        else if (status == 0xFF)
+            problem = readMetaEvent(delta, bytes, pos, end);
+        else // no other system messages in a cue track; a data byte: no running status
+            return unreadStatus(status, pos);
+        if (!problem.isEmpty())
+            return problem;
     }
     return QString();
 }

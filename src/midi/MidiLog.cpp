@@ -6,6 +6,8 @@
 #include <cstdio>
 
 void MidiLog::write(const QByteArray& text) const {
+    if (!m_enabled)
+        return;
     if (m_sink)
         m_sink(text);
     else
@@ -13,6 +15,8 @@ void MidiLog::write(const QByteArray& text) const {
 }
 
 void MidiLog::print(const char* format, ...) const {
+    if (!m_enabled)
+        return;
     // Most lines fit the stack buffer; a longer one is formatted again at
     // its full length.
     char small[256];

@@ -12,9 +12,13 @@ public:
 
     // An empty sink restores the diagnostics.
     void setSink(Sink sink) { m_sink = std::move(sink); }
+    // A disabled log drops everything without formatting it.
+    void setEnabled(bool enabled) { m_enabled = enabled; }
+    bool enabled() const { return m_enabled; }
     void write(const QByteArray& text) const;
     void print(const char* format, ...) const __attribute__((format(printf, 2, 3)));
 
 private:
     Sink m_sink;
+    bool m_enabled = true;
 };

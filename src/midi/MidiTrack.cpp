@@ -6,7 +6,6 @@
 #include "protocol/MidiMessages.h"
 
 #include <algorithm>
-#include <climits>
 #include <cmath>
 #include <vector>
 
@@ -61,12 +60,13 @@ void MidiTrack::writeMetaDataString(QByteArray& data, int delta, int type, const
     data.append(text.toUtf8().left(count));
 }
 
-void MidiTrack::writeCue(QByteArray& data, int delta, const QString& text) {
+int MidiTrack::writeCue(QByteArray& data, int delta, const QString& text) {
     writeVarLenValue(data, delta);
     data.append(midimsg::trigger(midimsg::kAccumulateNote));
     if (text.isEmpty())
-        return;
-    const QByteArray coded = midimsg::codedText(midimsg::fileCueCommand(text));
+        return 0;
+    int substituted = 0;
+    const QByteArray coded = midimsg::codedText(midimsg::fileCueCommand(text), &substituted);
     const char start[2] = {'\0', char(midimsg::kSysexStart)}; // delta 0, F0
     data.append(start, 2);
     writeVarLenValue(data, int(coded.size()) + 3); // 20 01, the coded text, F7
@@ -74,6 +74,15 @@ void MidiTrack::writeCue(QByteArray& data, int delta, const QString& text) {
     data.append(header, 2);
     data.append(coded);
     data.append(char(midimsg::kSysexEnd));
+    return substituted;
+}
+
+std::optional<QString> MidiTrack::startTimecode(const QString& start) {
+    QString tc = start.trimmed();
+    tc.replace(u';', u':');
+    if (!TcCalculator().isTc(tc))
+        return std::nullopt;
+    return tc;
 }
 
 bool MidiTrack::writeFileAtomically(const QString& path, const QByteArray& bytes, QString* error) {
@@ -112,11 +121,17 @@ QByteArray MidiTrack::fileWithTrack(QByteArray& track) {
     return file;
 }
 
-QByteArray MidiTrack::exportMidi(const QList<Cue>& cues, const QString& start, int tcType,
+QByteArray MidiTrack::exportMidi(const QList<Cue>& cues, const QString& startText, int tcType,
                                  double offsetSeconds, bool pulldown) {
     m_exportReport = ExportReport();
     if (cues.isEmpty() || tcType < 0 || tcType > 3)
         return {};
+    const std::optional<QString> start = startTimecode(startText);
+    if (!start) {
+        m_exportReport.unreadableStart = true;
+        return {};
+    }
+    const QString& startTc = *start;
     const int ticksFrame = ticksPerFrame(tcType);
 
     // The streamer offset becomes the track's SMPTE offset: whole frames as
@@ -129,7 +144,6 @@ QByteArray MidiTrack::exportMidi(const QList<Cue>& cues, const QString& start, i
         fractionalFrames += 100;
     const int hourByte = (offsetTc.mid(0, 2).toInt() & 0x1F) | (tcType << 5);
 
-    const QString startTc = m_tcc.isTc(start) ? start : QStringLiteral("00:00:00:00");
     QByteArray track =
         trackStart(hourByte, offsetTc.mid(3, 2).toInt(), offsetTc.mid(6, 2).toInt(),
                    offsetTc.mid(9, 2).toInt(), fractionalFrames,
@@ -160,16 +174,21 @@ QByteArray MidiTrack::exportMidi(const QList<Cue>& cues, const QString& start, i
     }
 
     std::int64_t previous = startTicks;
-    auto deltaTo = [&previous](std::int64_t when) {
-        const std::int64_t delta = when - previous;
+    auto deltaTo = [&previous, &track](std::int64_t when) {
+        std::int64_t delta = when - previous;
         previous = when;
-        return int(std::min<std::int64_t>(delta, INT_MAX));
+        // What one delta cannot hold goes before it, on empty text events.
+        for (; delta > kMaxDeltaTicks; delta -= kMaxDeltaTicks) {
+            writeVarLenValue(track, kMaxDeltaTicks);
+            track.append(QByteArray::fromHex("ff0100"));
+        }
+        return int(delta);
     };
     for (qsizetype i = 0; i < cues.size(); ++i) {
         const QString& text = cues[i].text;
-        if (!text.isEmpty() && !coding78::fitsLatin1(text))
-            m_exportReport.lostTexts << cues[i].name;
-        writeCue(track, deltaTo(at[size_t(i)]), text);
+        if (writeCue(track, deltaTo(at[size_t(i)]), text) > 0)
+            m_exportReport.substitutions.append(
+                {cues[i].name, coding78::unshowableCharacters(midimsg::fileCueCommand(text))});
         std::int64_t noteEnd = at[size_t(i)] + kNoteLengthTicks;
         if (i + 1 < cues.size() && at[size_t(i) + 1] < noteEnd) {
             noteEnd = at[size_t(i) + 1];
@@ -188,7 +207,10 @@ bool MidiTrack::onExportMidi(const QString& path, const QList<Cue>& cues, const 
     const QByteArray bytes = exportMidi(cues, start, tcType, offsetSeconds, pulldown);
     if (bytes.isEmpty()) {
         if (error)
-            *error = QStringLiteral("nothing to export");
+            *error =
+                m_exportReport.unreadableStart
+                    ? QStringLiteral("the start \"%1\" is not a timecode (HH:MM:SS:FF)").arg(start)
+                    : QStringLiteral("nothing to export");
         return false;
     }
     return writeFileAtomically(path, bytes, error);

@@ -9,6 +9,7 @@
 #include <QStringList>
 
 #include <cstdint>
+#include <optional>
 
 // Standard MIDI Files for cue sheets. A cue sheet becomes a format-1 file
 // with one track in which every cue is the unit's cue trigger (Note On,
@@ -36,9 +37,15 @@ public:
         int movedCues = 0;
         // Note ends written at the next cue's time, less than 800 ticks on.
         int shortenedNotes = 0;
-        // Cues whose text still has a character without a Latin-1 form:
-        // their text message goes out empty. The cues' names.
-        QStringList lostTexts;
+        // Cues whose text holds characters without a Latin-1 form, which
+        // went into the file as "?": the cue's name and those characters.
+        struct Substitution {
+            QString cue;
+            QString characters;
+        };
+        QList<Substitution> substitutions;
+        // The start value could not be read as a timecode: nothing was written.
+        bool unreadableStart = false;
     };
 
     // One cue of an export: its in time (HH:MM:SS:FF), the text it carries
@@ -56,16 +63,18 @@ public:
     static int ticksPerFrame(int tcType);
 
     // The cue file's bytes. Cues are written in the order given (sort them
-    // first); a start that is not a valid timecode counts as 00:00:00:00; the
-    // offset in seconds becomes the file's SMPTE offset. Logs
-    // "MIDI offset: HH:MM:SS:FF". Returns nothing for an empty list or a
-    // timecode type other than 0 to 3.
+    // first) at their time counted from the start; the offset in seconds
+    // becomes the file's SMPTE offset. Logs "MIDI offset: HH:MM:SS:FF".
+    // Returns nothing for an empty list, a timecode type other than 0 to 3,
+    // or a start that startTimecode() cannot read (the report says so).
     //
     // Time never runs backwards in the file: a cue more than half a day
     // before the one ahead of it (or the start) is taken as the next day, as
     // the sort does; a cue still earlier is placed at the start or with the
     // cue ahead of it, and a note end that would come after the next cue is
-    // written at the next cue's time. lastExportReport() says what was moved.
+    // written at the next cue's time. A gap longer than one delta can hold
+    // (2^28 ticks, about 3 h 53 min) is bridged by empty text events, so
+    // every cue lands at its time. lastExportReport() says what was moved.
     QByteArray exportMidi(const QList<Cue>& cues, const QString& start, int tcType,
                           double offsetSeconds, bool pulldown);
     // exportMidi() written atomically to path. False (and the file left as
@@ -80,14 +89,22 @@ public:
     QByteArray exportMidiSysex(const QString& hexText);
     bool onExportMidiSysex(const QString& path, const QString& hexText, QString* error = nullptr);
 
+    // A start value as the file's timecode: blanks around it ignored and a
+    // drop-frame ";" read as ":" ("01:00:00;00" is 01:00:00:00); nothing
+    // when it is not a timecode.
+    static std::optional<QString> startTimecode(const QString& start);
+    // The longest delta a variable-length quantity holds.
+    static constexpr int kMaxDeltaTicks = 0x0FFFFFFF;
+
     // Variable-length quantity, at most 4 groups: values of 2^28 and more
     // lose their high bits, a negative value is written as its 32-bit pattern.
     static void writeVarLenValue(QByteArray& data, int value);
     // Meta event whose length byte is the string's character count; exact
     // only for ASCII text shorter than 128 characters.
     static void writeMetaDataString(QByteArray& data, int delta, int type, const QString& text);
-    // Cue note and, for a non-empty text, the text message.
-    static void writeCue(QByteArray& data, int delta, const QString& text);
+    // Cue note and, for a non-empty text, the text message. Returns how many
+    // characters of the text went as "?".
+    static int writeCue(QByteArray& data, int delta, const QString& text);
 
     // Writes bytes to path through a temporary file renamed into place (a
     // device or pipe is written directly, never replaced).

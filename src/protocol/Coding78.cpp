@@ -42,50 +42,115 @@ QByteArray decode78(const QByteArray& data) {
     return out;
 }
 
+namespace {
+
+constexpr char16_t kEllipsis = 0x2026;
+
+// The plain form of one character (the ellipsis, which becomes three dots,
+// is the callers'): typographic quotes and dashes, and every kind of space.
+char16_t plainForm(char16_t u) {
+    switch (u) {
+    case 0x2018: // left single quote
+    case 0x2019: // right single quote, the apostrophe word processors type
+    case 0x201A: // low single quote
+    case 0x201B:
+        return u'\'';
+    case 0x201C: // left and right double quotes
+    case 0x201D:
+    case 0x201E: // low double quote
+    case 0x201F:
+        return u'"';
+    case 0x2010: // hyphen, non-breaking hyphen, figure dash, en dash, em dash
+    case 0x2011:
+    case 0x2012:
+    case 0x2013:
+    case 0x2014:
+        return u'-';
+    default:
+        return QChar::category(u) == QChar::Separator_Space ? u' ' : u;
+    }
+}
+
+// Walks a text as the unit gets it: `byte` for every Latin-1 byte, `missing`
+// for every character without a Latin-1 form (a surrogate pair is one).
+template <typename Byte, typename Missing>
+void forUnit(QStringView text, const Byte& byte, const Missing& missing) {
+    const qsizetype n = text.size();
+    for (qsizetype i = 0; i < n; ++i) {
+        const char16_t u = text[i].unicode();
+        if (u < 0x80) { // nearly every character of a cue text
+            byte(char(u));
+            continue;
+        }
+        if (u == kEllipsis) {
+            byte('.');
+            byte('.');
+            byte('.');
+            continue;
+        }
+        const char16_t plain = plainForm(u);
+        if (plain <= 0xFF) {
+            byte(char(plain));
+            continue;
+        }
+        qsizetype length = 1;
+        if (QChar::isHighSurrogate(u) && i + 1 < n && text[i + 1].isLowSurrogate())
+            length = 2;
+        missing(text.mid(i, length));
+        byte('?');
+        i += length - 1;
+    }
+}
+
+} // namespace
+
 QString plainPunctuation(const QString& text) {
     QString plain;
     plain.reserve(text.size());
     for (const QChar c : text) {
-        switch (c.unicode()) {
-        case 0x2018: // left single quote
-        case 0x2019: // right single quote, the apostrophe word processors type
-        case 0x201A: // low single quote
-        case 0x201B:
-            plain += u'\'';
-            break;
-        case 0x201C: // left and right double quotes
-        case 0x201D:
-        case 0x201E: // low double quote
-        case 0x201F:
-            plain += u'"';
-            break;
-        case 0x2010: // hyphen, non-breaking hyphen, figure dash, en dash, em dash
-        case 0x2011:
-        case 0x2012:
-        case 0x2013:
-        case 0x2014:
-            plain += u'-';
-            break;
-        case 0x2026: // ellipsis
+        if (c.unicode() == kEllipsis)
             plain += QLatin1String("...");
-            break;
-        default:
-            plain += c.category() == QChar::Separator_Space ? QChar(u' ') : c;
-        }
+        else
+            plain += QChar(plainForm(c.unicode()));
     }
     return plain;
 }
 
-bool fitsLatin1(const QString& text) {
-    const QString plain = plainPunctuation(text);
-    return std::all_of(plain.begin(), plain.end(), [](QChar c) { return c.unicode() <= 0xFF; });
+QByteArray latin1ForUnit(QStringView text, int* substituted) {
+    QByteArray out(text.size(), Qt::Uninitialized);
+    qsizetype used = 0;
+    int missing = 0;
+    forUnit(
+        text,
+        [&](char byte) {
+            if (used == out.size()) // only after an ellipsis
+                out.resize(used + 16);
+            out.data()[used++] = byte;
+        },
+        [&missing](QStringView) { ++missing; });
+    out.truncate(used);
+    if (substituted)
+        *substituted = missing;
+    return out;
 }
 
-QByteArray encodeLatin1Text(const QString& text) {
-    const QString plain = plainPunctuation(text);
-    if (!fitsLatin1(plain))
-        return encode78({});
-    return encode78(plain.toLatin1());
+QString unitText(QStringView text, int* substituted) {
+    return QString::fromLatin1(latin1ForUnit(text, substituted));
+}
+
+QString unshowableCharacters(QStringView text) {
+    QString found;
+    forUnit(
+        text, [](char) {},
+        [&found](QStringView character) {
+            if (!found.contains(character))
+                found += character;
+        });
+    return found;
+}
+
+QByteArray encodeLatin1Text(const QString& text, int* substituted) {
+    return encode78(latin1ForUnit(text, substituted));
 }
 
 } // namespace coding78

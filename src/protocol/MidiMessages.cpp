@@ -22,8 +22,8 @@ QByteArray trigger(int note) {
     return noteOn(note, kTriggerVelocity);
 }
 
-QByteArray codedText(const QString& command) {
-    return coding78::encodeLatin1Text(command);
+QByteArray codedText(const QString& command, int* substituted) {
+    return coding78::encodeLatin1Text(command, substituted);
 }
 
 QByteArray textSysex(const QString& command) {

@@ -30,9 +30,10 @@ inline constexpr int kFileTextChars = 217;
 QByteArray noteOn(int note, int velocity);
 // A trigger as the unit expects it: Note On with velocity 64.
 QByteArray trigger(int note);
-// The 7/8-coded payload of a text command (its Latin-1 bytes; empty when a
-// character has no Latin-1 form).
-QByteArray codedText(const QString& command);
+// The 7/8-coded payload of a text command: its Latin-1 bytes, "?" for each
+// character without a Latin-1 form (coding78::latin1ForUnit); `substituted`,
+// when given, receives how many there were.
+QByteArray codedText(const QString& command, int* substituted = nullptr);
 // The whole frame: F0 20 01, the coded command, F7.
 QByteArray textSysex(const QString& command);
 

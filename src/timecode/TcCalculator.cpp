@@ -75,8 +75,12 @@ int TcCalculator::hrsToBinary(const QString& tc) const {
 }
 
 int TcCalculator::tcToBinary(const QString& tc, int type) const {
+    return framesIfTc(tc, type).value_or(0);
+}
+
+std::optional<int> TcCalculator::framesIfTc(const QString& tc, int type) const {
     if (!isTc(tc))
-        return 0;
+        return std::nullopt;
     return fieldsToFrames(field(tc, 0), field(tc, 3), field(tc, 6), field(tc, 9), type);
 }
 
@@ -126,6 +130,20 @@ QString TcCalculator::binaryToTc(int frames, int type) const {
     return formatTc(hours, minutes, seconds, frameField);
 }
 
+QString TcCalculator::framesToTc(int frames, int type) const {
+    const int day = framesPerDay(type);
+    int v = int(((std::int64_t(frames) % day) + day) % day);
+    int rate = frameRate(type);
+    if (type == 2) {
+        // Put back the two labels each minute skips, except every tenth.
+        const int tens = v / kDropFramesPerTenMinutes;
+        const int rest = v % kDropFramesPerTenMinutes;
+        v += 18 * tens + (rest < 2 ? 0 : 2 * ((rest - 2) / kDropFramesPerMinute));
+        rate = 30;
+    }
+    return formatTc(v / (rate * 3600), v / (rate * 60) % 60, v / rate % 60, v % rate);
+}
+
 QString TcCalculator::subtractTc(const QString& a, const QString& b, int type) const {
     return binaryToTc(tcToBinary(b, type) - tcToBinary(a, type), type);
 }
@@ -142,4 +160,49 @@ int TcCalculator::compareFrames(int a, int b, int type) {
 
 int TcCalculator::compareTc(const QString& a, const QString& b, int type) const {
     return compareFrames(tcToBinary(a, type), tcToBinary(b, type), type);
+}
+
+QString TcCalculator::rateName(int type) {
+    switch (type) {
+    case 0:
+        return QStringLiteral("24 fps");
+    case 1:
+        return QStringLiteral("25 fps");
+    case 2:
+        return QStringLiteral("29.97 fps drop");
+    default:
+        return QStringLiteral("30 fps");
+    }
+}
+
+QString TcCalculator::problemAtRate(const QString& tc, int type) {
+    const bool shaped = tc.size() == 11 && tc[2] == u':' && tc[5] == u':' && tc[8] == u':';
+    for (int at = 0; shaped && at < 11; at += 3) {
+        if (tc[at] < u'0' || tc[at] > u'9' || tc[at + 1] < u'0' || tc[at + 1] > u'9')
+            return QStringLiteral("%1 is not a timecode of the digits 0 to 9").arg(tc);
+    }
+    if (!shaped)
+        return QStringLiteral("%1 is not a timecode (HH:MM:SS:FF)").arg(tc);
+    const int hours = field(tc, 0);
+    const int minutes = field(tc, 3);
+    const int seconds = field(tc, 6);
+    const int frames = field(tc, 9);
+    const auto twoDigits = [](int value) { return QString::number(value).rightJustified(2, u'0'); };
+    if (hours > 23)
+        return QStringLiteral("hour %1 does not exist (00 to 23)").arg(twoDigits(hours));
+    if (minutes > 59)
+        return QStringLiteral("minute %1 does not exist (00 to 59)").arg(twoDigits(minutes));
+    if (seconds > 59)
+        return QStringLiteral("second %1 does not exist (00 to 59)").arg(twoDigits(seconds));
+    const int rate = frameRate(type);
+    if (frames >= rate)
+        return QStringLiteral("frame %1 does not exist at %2 (00 to %3)")
+            .arg(twoDigits(frames), rateName(type), twoDigits(rate - 1));
+    // Drop frame skips frame numbers 00 and 01 at the start of every minute
+    // except minutes 00, 10, 20, 30, 40 and 50.
+    if (type == 2 && seconds == 0 && frames < 2 && minutes % 10 != 0)
+        return QStringLiteral("frame %1 of minute %2 is skipped at %3 (only each tenth minute "
+                              "starts at frame 00)")
+            .arg(twoDigits(frames), twoDigits(minutes), rateName(type));
+    return QString();
 }

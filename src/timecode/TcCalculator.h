@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <optional>
 
 class PosixRegex;
 
@@ -34,6 +35,9 @@ public:
     int hrsToBinary(const QString& tc) const;
     // Frames since midnight; 0 for a string that is not a valid timecode.
     int tcToBinary(const QString& tc, int type) const;
+    // Frames since midnight, or nothing for a string that is not a valid
+    // timecode (the pattern runs once).
+    std::optional<int> framesIfTc(const QString& tc, int type) const;
     // The same from the four fields of a time; -1 when they are not those of
     // a valid timecode (hours 0-23, minutes and seconds 0-59, frames 0-29).
     // Works without strings or the pattern, so the MIDI thread may use it.
@@ -43,6 +47,10 @@ public:
     // decomposition is the unit's own and does not invert tcToBinary (1800
     // frames print as 00:02:00:02); the unit's counters expect exactly that.
     QString binaryToTc(int frames, int type) const;
+    // The timecode whose tcToBinary() is the frame count wrapped into one
+    // day: for type 2 with the drop-frame labels (1800 frames are
+    // 00:01:00:02), unlike binaryToTc().
+    QString framesToTc(int frames, int type) const;
     // b minus a, wrapped into one day.
     QString subtractTc(const QString& a, const QString& b, int type) const;
     // 1 when a is later than b, 0 when equal, -1 when earlier, taken modulo
@@ -51,4 +59,12 @@ public:
     int compareTc(const QString& a, const QString& b, int type) const;
     // The same comparison on frame counts (both of the given type).
     static int compareFrames(int a, int b, int type);
+
+    // The rate's name as the user picks it: "24 fps", "25 fps",
+    // "29.97 fps drop", "30 fps".
+    static QString rateName(int type);
+    // Why a time in display form (HH:MM:SS:FF) does not exist at the type's
+    // rate, for the user ("frame 45 does not exist at 30 fps (00 to 29)");
+    // empty when it exists. Only the digits 0 to 9 make a time the unit takes.
+    static QString problemAtRate(const QString& tc, int type);
 };

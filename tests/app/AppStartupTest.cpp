@@ -10,9 +10,11 @@
 #include "support/JackServer.h"
 
 #include <QAction>
+#include <QDir>
 #include <QMenu>
 #include <QStatusBar>
 #include <QTemporaryDir>
+#include <csignal>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -48,6 +50,19 @@ void startHidden(AppStartup& app) {
 
 QString instanceName() {
     return QStringLiteral("test-%1").arg(::getpid());
+}
+
+// The recovery copies under a folder, in every run's folder.
+QStringList recoveryCopies(const QString& folder) {
+    QStringList copies;
+    const QFileInfoList runs =
+        QDir(folder).entryInfoList({QStringLiteral("run-*")}, QDir::Dirs | QDir::NoDotAndDotDot);
+    for (const QFileInfo& run : runs) {
+        for (const QString& name :
+             QDir(run.absoluteFilePath()).entryList({QStringLiteral("*.txt")}, QDir::Files))
+            copies << run.absoluteFilePath() + u'/' + name;
+    }
+    return copies;
 }
 
 } // namespace
@@ -138,4 +153,54 @@ TEST(AppStartup, SecondStartHandsItsFilesToTheRunningApplication) {
     EXPECT_EQ(titles(*app.window()->cueWindows()), QStringList{QStringLiteral("reel2.txt:2")});
     EXPECT_TRUE(alerts.shown.isEmpty()) << alerts.shown.join(u'\n').toStdString();
     app.shutDown();
+}
+
+// The program killed while a sheet is modified: its copy, written a few
+// seconds after the change, is offered at the next start and restored into a
+// window of its own, still modified; the killed run's copy goes.
+TEST(AppStartup, ASheetBeingEditedWhenKilledIsOfferedAtTheNextStart) {
+    Scratch scratch;
+    RecordingAlerts alerts;
+    const QString list =
+        scratch.write(QStringLiteral("spotting.csv"), "2M1 01:02:03:04 01:02:09:00 Car arrives\n");
+    // The list opens as an untitled sheet holding its row: modified.
+    const pid_t killed =
+        jacktest::spawn(QStringLiteral(QZ62_BINARY_DIR "/src/app/qz62"),
+                        {QStringLiteral("--simulator"), QStringLiteral("--instance"),
+                         instanceName() + QStringLiteral("-killed"), list});
+    ASSERT_GT(killed, 0);
+    const QString folder = qEnvironmentVariable("XDG_DATA_HOME") + QStringLiteral("/qz62/recovery");
+    const bool copied = waitFor([&] { return !recoveryCopies(folder).isEmpty(); }, 30000);
+    ::kill(killed, SIGKILL);
+    jacktest::waitExit(killed, std::chrono::seconds(5));
+    ASSERT_TRUE(copied);
+    const QStringList left = recoveryCopies(folder);
+
+    // The next start is the same program: its data folder.
+    const QString testName = QCoreApplication::applicationName();
+    QCoreApplication::setApplicationName(QStringLiteral("qz62"));
+    AppStartup app;
+    ASSERT_EQ(app.parse({QStringLiteral("qz62"), QStringLiteral("--simulator"),
+                         QStringLiteral("--instance"), instanceName()}),
+              AppStartup::Parse::Run);
+    ASSERT_NO_FATAL_FAILURE(startHidden(app));
+    CueWindows& cues = *app.window()->cueWindows();
+    QStringList offered;
+    cues.setRestoreQuestion([&](QWidget*, const CueRecovery::Orphan& copy) {
+        offered << QStringLiteral("%1:%2").arg(copy.name).arg(copy.rows);
+        return CueWindows::RestoreAnswer::Restore;
+    });
+    EXPECT_TRUE(waitFor([&] { return cues.windows().size() == 1; }, 5000));
+    EXPECT_EQ(offered, QStringList{QStringLiteral("Untitled:1")});
+    EXPECT_EQ(titles(cues), QStringList{QStringLiteral("Untitled:1")});
+    if (!cues.windows().isEmpty()) {
+        const CueDocument& doc = *cues.windows()[0]->document();
+        EXPECT_TRUE(doc.isModified());
+        EXPECT_EQ(doc.rows()[0].cueText, QStringLiteral("Car arrives"));
+    }
+    for (const QString& copy : left)
+        EXPECT_FALSE(QFile::exists(copy)) << copy.toStdString();
+    EXPECT_TRUE(alerts.shown.isEmpty()) << alerts.shown.join(u'\n').toStdString();
+    app.shutDown();
+    QCoreApplication::setApplicationName(testName);
 }

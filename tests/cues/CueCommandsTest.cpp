@@ -81,9 +81,11 @@ TEST_F(Qz62ctlImport, PdfSheetsWithTheScannerReportKeptOffTheSheet) {
     EXPECT_EQ(run.out, kDefaultHeader + "1M1\t01:00:00:00\t01:00:05:00\tHello big world\tnote 1\n"
                                         "2M1\t01:00:10:00\t01:00:11:00\tHit\tn2\n"
                                         "1M1\t01:00:00:00\t---\tFade in\t\n"
-                                        "1M2\t01:00:10:00\t---\tOut\t\n");
+                                        "1M2\t01:00:10:00\t---\tOut\t\n"
+                                        "2M1\t01:00:20:00\t---\tsecond page\t\n");
     EXPECT_TRUE(run.err.startsWith("op_BT 0\nop_ET\n"));
-    EXPECT_TRUE(run.err.contains("generic.pdf: only page 1 of 2 was read; page 2 was not\n"));
+    EXPECT_TRUE(run.err.contains("filmlight.pdf: 1 page read, 2 cues\n"));
+    EXPECT_TRUE(run.err.contains("generic.pdf: 2 pages read, 3 cues\n"));
 }
 
 // Text in the encodings editors write, the same sheet from each; a sheet
@@ -111,6 +113,20 @@ TEST_F(Qz62ctlImport, ReadsTheUsualEncodings) {
     }
 }
 
+// As the cue window does: which characters the unit cannot show, by file.
+TEST_F(Qz62ctlImport, SaysWhatTheUnitCannotShow) {
+    const QString a = file("a.txt", "1 01:00:00:00 Price \xe2\x82\xac"
+                                    "5\n2 01:00:01:00 "
+                                    "\xe2\x99\xaa Source \xe2\x82\xac\n");
+    const QString b = file("b.txt", "3 01:00:02:00 Caf\xc3\xa9 \xe2\x80\x9cplain\xe2\x80\x9d\n");
+    const ToolOutput run = qz62ctl({"import", a, b});
+    EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_EQ(run.err, "qz62ctl: import: " + a.toUtf8() +
+                           ": 2 cues have characters the unit cannot show (\xe2\x80\x9c\xe2\x82"
+                           "\xac\xe2\x80\x9d, \xe2\x80\x9c\xe2\x99\xaa\xe2\x80\x9d): it gets "
+                           "\xe2\x80\x9c?\xe2\x80\x9d for each\n");
+}
+
 // A pipe (or device) given with -o is written in place, never replaced by a file.
 TEST_F(Qz62ctlImport, WritesIntoAPipe) {
     const QByteArray fifo = QFile::encodeName(path("fifo"));
@@ -136,6 +152,26 @@ TEST_F(Qz62ctlImport, HeaderOptionsAndSortRules) {
     EXPECT_EQ(run.out, ";duplicate\t1\n;midnight\t0\n;text\t0\n;cueId\t0\n;pulldown\t1\n"
                        ";start\t00:59:30:00\n;tctype\t1\nB\t01:00:00:00\t---\tone\t\n"
                        "A\t01:00:02:00\t---\ttwo\t\n");
+}
+
+// A sheet is read as the cue window opens it: its header and every field
+// as written, so importing a sheet alone gives it back byte for byte; an
+// option given on the command line wins over its header.
+TEST_F(Qz62ctlImport, SheetsKeepTheirHeaderAndTheCommandLineWins) {
+    const QByteArray sheet = ";duplicate\t0\n;midnight\t1\n;text\t0\n;cueId\t1\n;pulldown\t1\n"
+                             ";start\t00:59:30:00\n;tctype\t1\n"
+                             "1M1\t01:00:05:00\t---\tHit at 01:00:10:00 exactly\t-3 dB\n"
+                             "1M2\t---\t---\t\tnotes only\n";
+    const QString path = file("reel1.txt", sheet);
+    const ToolOutput same = qz62ctl({"import", path});
+    EXPECT_EQ(same.exitCode, 0) << same.err.toStdString();
+    EXPECT_EQ(same.out, sheet);
+
+    const ToolOutput told = qz62ctl({"import", path, "--tctype", "2", "--text"});
+    EXPECT_EQ(told.exitCode, 0) << told.err.toStdString();
+    QByteArray expected = sheet;
+    expected.replace(";text\t0", ";text\t1").replace(";tctype\t1", ";tctype\t2");
+    EXPECT_EQ(told.out, expected);
 }
 
 TEST_F(Qz62ctlImport, FailuresWriteNothing) {

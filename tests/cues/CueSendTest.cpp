@@ -1,5 +1,7 @@
 // The cue sheet's sends, end to end: the real link thread on a pseudo-terminal
 // against the simulated unit, which records commands, triggers and texts.
+#include "cues/CueFiring.h"
+#include "cues/CueMidiExport.h"
 #include "cues/CueSheet.h"
 #include "link/ComThread.h"
 #include "protocol/Commands.h"
@@ -118,7 +120,7 @@ TEST_F(CueSend, TriggerThenTextAsSystemExclusive) {
     const QString longText(300, u'x');
     m_sheet.addObject(cueRow("12", "01:00:00:00", "", "Hello", ""));
     m_sheet.addObject(cueRow("", "01:00:00:00", "", qPrintable(longText), ""));
-    m_sheet.addObject(cueRow("\xce\xa9", "01:00:00:00", "", "Omega", "")); // not Latin-1
+    m_sheet.addObject(cueRow("\xce\xa9", "01:00:00:00", "", "Omega", "")); // not Latin-1: "?"
     for (const CueItem& row : m_sheet.rows())
         m_sheet.sendTriggerAndText(row, 64);
     sync();
@@ -128,9 +130,51 @@ TEST_F(CueSend, TriggerThenTextAsSystemExclusive) {
         EXPECT_EQ(trigger.velocity, 64);
     }
     // The 7/8 coding carries at most 217 bytes of the command.
-    EXPECT_EQ(
-        s_sim->sysexTexts(),
-        (QStringList{"s 12\\nHello", (QStringLiteral("s \\n") + longText).left(217), QString()}));
+    EXPECT_EQ(s_sim->sysexTexts(),
+              (QStringList{"s 12\\nHello", (QStringLiteral("s \\n") + longText).left(217),
+                           "s ?\\nOmega"}));
+}
+
+// The selection, the firing (on the sheet's thread and from the MIDI
+// thread's copy) and the MIDI file carry the same text for a row: trimmed
+// (an identifier read from a sheet ends in a tab), symbol glyphs removed,
+// typographic punctuation plain, "?" for each character Latin-1 lacks. The
+// link's frame cuts a command at 251 characters, the firing at 249 and the
+// 7/8 coding and the file at 217.
+TEST_F(CueSend, EveryPathCarriesTheSameText) {
+    const QString longText(300, u'x');
+    const struct {
+        CueItem row;
+        QString unitText;
+    } cases[] = {{cueRow("1M1\t", "01:00:10:00", "",
+                         " Price \xe2\x82\xac"
+                         "5 ",
+                         ""),
+                  "1M1\\nPrice ?5"},
+                 {cueRow("\xef\x82\xb7 2", "01:00:11:00", "",
+                         "\xe2\x99\xaa Source music \xe2\x80\x9cin\xe2\x80\x9d\xe2\x80\xa6", ""),
+                  "2\\n? Source music \"in\"..."},
+                 {cueRow("3", "01:00:12:00", "", qPrintable(longText), ""), "3\\n" + longText}};
+    MidiTrack track;
+    track.setLogSink([](const QByteArray&) {});
+    MidiFileReader file;
+    file.setLogging(false);
+    for (const auto& c : cases)
+        m_sheet.addObject(c.row);
+    file.importMidi(
+        cuemidi::exportMidi(track, m_sheet.rows(), "01:00:00:00", 3, 0, true, false, true));
+    const std::unique_ptr<CueFiringSnapshot> snapshot = CueFiringSnapshot::of(m_sheet);
+    for (int i = 0; i < m_sheet.count(); ++i) {
+        const QString command = "s " + cases[i].unitText;
+        s_sim->clearRecord();
+        m_sheet.tableViewSelectionDidChange(i);
+        m_sheet.sendTriggerAndText(m_sheet.rows()[i], 64);
+        s_link->sendBytes(snapshot->rows[size_t(i)].sysex);
+        sync();
+        EXPECT_EQ(commandsBeforeSync(), QStringList{command.left(251)}) << i;
+        EXPECT_EQ(s_sim->sysexTexts(), QStringList(2, command.left(217))) << i;
+        EXPECT_EQ("s " + file.fileCues().cues.value(i).text, command.left(217)) << i;
+    }
 }
 
 TEST_F(CueSend, TimecodeFiresOnTheExactFrameOnly) {

@@ -1,5 +1,6 @@
 #include "cues/CueListImporter.h"
 #include "cues/CueSheet.h"
+#include "cues/CueSheetText.h"
 #include "support/CueTestSupport.h"
 
 #include <gtest/gtest.h>
@@ -35,9 +36,8 @@ TEST(CueSheetText, HeaderValuesAreReadLikeTheWindowReadsThem) {
     }
 }
 
-// Times are written in display form ("---" when unset). The reader keeps the
-// tab after an identifier as part of it and the writer drops it again, so
-// save, open, save gives the same text.
+// Times are written in display form ("---" when unset); a tab inside a cell
+// becomes a blank, so every row is one line of five fields.
 TEST(CueSheetText, WritesRowsInDisplayFormAndReadsThemBack) {
     CueSheet sheet;
     sheet.settings() = {false, true, false, true, true, QStringLiteral("00:59:30:00"), 1};
@@ -50,11 +50,10 @@ TEST(CueSheetText, WritesRowsInDisplayFormAndReadsThemBack) {
                                 ";pulldown\t1\n;start\t00:59:30:00\n;tctype\t1\n"
                                 "1M1\t01:00:00:00\t01:00:05:00\tHello\tnote\n"
                                 "\t01:00:10:00\t---\tBig hit\t\n"
-                                "3m2 alt\t01:00:00:12\t01:00:10:00\tCaf\xc3\xa9\ttwo\twords\n"));
+                                "3m2 alt\t01:00:00:12\t01:00:10:00\tCaf\xc3\xa9\ttwo words\n"));
     CueSheet back;
-    back.cueTableFromString(written);
+    EXPECT_TRUE(back.cueTableFromString(written).isSheet());
     EXPECT_EQ(back.settings(), sheet.settings());
-    EXPECT_EQ(back.rows().value(0).cueId, QStringLiteral("1M1\t"));
     EXPECT_EQ(back.stringFromCueTable(), written);
 
     // The start value is free text; a "%" in it is no placeholder.
@@ -70,6 +69,79 @@ TEST(CueSheetText, ReadingSplitsAtEveryLineBreak) {
     EXPECT_FALSE(sheet.settings().text);
     ASSERT_EQ(sheet.count(), 2);
     EXPECT_EQ(sheet.rows()[1].cueText, QStringLiteral("B"));
+}
+
+// Rows as the window holds them, saved, opened and saved again: every word
+// comes back in its field, and the second save gives the same bytes.
+TEST(CueSheetText, SaveOpenSaveKeepsEveryWord) {
+    const struct {
+        CueItem held;
+        CueItem opened; // shown form: times as shown ("---" unset), cells as written
+    } cases[] = {
+        {item("1M1", "01:00:05:00", "", "Hit at 01:00:10:00 exactly", ""),
+         item("1M1", "01:00:05:00", "---", "Hit at 01:00:10:00 exactly", "")},
+        {item("1M2", "01000600", "", "Swell", "sync 01:00:07:00 - check"),
+         item("1M2", "01:00:06:00", "---", "Swell", "sync 01:00:07:00 - check")},
+        {item("1M3", "01:00:07:00", "01:00:08:00", "", "only notes"),
+         item("1M3", "01:00:07:00", "01:00:08:00", "", "only notes")},
+        {item("1M4", "01:00:08:00", "", "-3 dB", "fade -"),
+         item("1M4", "01:00:08:00", "---", "-3 dB", "fade -")},
+        {item("1M5", "00000000", "", "new cue", "notes"),
+         item("1M5", "---", "---", "new cue", "notes")},
+        {item("1M6", "00:00:00:00", "", "at midnight", ""),
+         item("1M6", "---", "---", "at midnight", "")},
+        {item(";alt", "01:00:09:00", "", "id like a header", ""),
+         item(";alt", "01:00:09:00", "---", "id like a header", "")},
+        {item("A\tB\t", "01:00:10:00", "", "line one\nline two", "a\tb\r\n"),
+         item("A B", "01:00:10:00", "---", "line one line two", "a b  ")},
+        {item("  pad", "01:00:11:00", "", "  blanks kept  ", " "),
+         item("  pad", "01:00:11:00", "---", "  blanks kept  ", " ")},
+        {item("1M9", "25:99:99:99", "01:00:00:45", "impossible, kept", ""),
+         item("1M9", "25:99:99:99", "01:00:00:45", "impossible, kept", "")},
+        {item("", "", "", "", ""), item("", "---", "---", "", "")},
+    };
+    for (const auto& c : cases) {
+        CueSheet sheet;
+        sheet.addObject(item("0M1", "01:00:00:00", "", "before", ""));
+        sheet.addObject(c.held);
+        const QString saved = sheet.stringFromCueTable();
+        CueSheet opened;
+        const sheettext::Reading reading = opened.cueTableFromString(saved);
+        EXPECT_TRUE(reading.isSheet()) << saved.toStdString();
+        ASSERT_EQ(opened.count(), 2) << saved.toStdString();
+        const CueItem& row = opened.rows()[1];
+        EXPECT_EQ((CueItem{row.cueId, row.getCueIn(), row.getCueOut(), row.cueText, row.cueNotes}),
+                  c.opened);
+        EXPECT_EQ(opened.stringFromCueTable(), saved);
+    }
+}
+
+// A file opens as the sheet it is only when saving it loses nothing; the
+// line that is not the sheet's own is named.
+TEST(CueSheetText, TellsASheetFromAnotherList) {
+    const QString header = QStringLiteral(";duplicate\t1\n;tctype\t2\n");
+    const struct {
+        QString text;
+        bool sheet;
+        int firstForeignLine;
+        int rows;
+    } cases[] = {
+        {header + "1M1\t01:00:00:00\t---\tA\t\n", true, 0, 1},
+        {"1M1\t01:00:00:00\t---\tA\t\r\n\r\n2M1\t01:00:01:00\t---\tB\tn\r\n", true, 0, 2},
+        {header, true, 0, 0},
+        {"", true, 0, 0},
+        {"1M1 01:00:00:00 Hit\n", false, 1, 1},
+        {header + "1M1\t01:00:00:00\t---\tA\t\nReel 1 notes\n", false, 4, 1},
+        {"1M1\t01:00:00;12\t---\tdrop frame\t\n", false, 1, 1},
+        {header + ";comment\tby hand\n", false, 3, 0},
+    };
+    for (const auto& c : cases) {
+        CueSheet sheet;
+        const sheettext::Reading reading = sheet.cueTableFromString(c.text);
+        EXPECT_EQ(reading.isSheet(), c.sheet) << c.text.toStdString();
+        EXPECT_EQ(reading.firstForeignLine, c.firstForeignLine) << c.text.toStdString();
+        EXPECT_EQ(sheet.count(), c.rows) << c.text.toStdString();
+    }
 }
 
 struct LineCase {

@@ -169,13 +169,14 @@ TEST(CueListImporter, EdiCueText) {
         "1M1\n\xef\x82\xb7IN: 01:00:00:00\nREASON:   timing  \nOUT: 01:00:05:00\n  Hello "
         "\nworld\n1\n"
         "1M2\nIN: 01:00:10;02\nOUT: 01:00:12:00\nLost\n"
-        "2M1\nIN: 01:01:00:00\nOUT: 01:01:02:00\nKept\n1\n"
+        "2M1\nIN: 01:01:00:00\nOUT: 01:01:02:00\nKept\nREASON: late\n1\n"
         "3M1\nIN: 01:02:00:00\nOUT: 01:02:01:00\nUnfinished\n1"); // no newline: not processed
     CueSheet sheet;
     CueListImporter(sheet).ediCueToCueTable(text);
     ASSERT_EQ(sheet.count(), 2);
     EXPECT_EQ(sheet.rows()[0], cueRow("1M1", "01:00:00:00", "01:00:05:00", "Helloworld", "timing"));
-    EXPECT_EQ(sheet.rows()[1], cueRow("2M1", "01:01:00:00", "01:01:02:00", "Kept", ""));
+    // A REASON line after the text gives the notes only.
+    EXPECT_EQ(sheet.rows()[1], cueRow("2M1", "01:01:00:00", "01:01:02:00", "Kept", "late"));
 }
 
 TEST(CueListImporter, FilmlightTextPieces) {
@@ -198,11 +199,20 @@ TEST(CueListImporter, FilmlightTextPieces) {
               cueRow("1M1", "01:00:00:00", "01:00:05:00", "Hello big world", "note 1"));
     EXPECT_EQ(sheet.rows()[1], cueRow("2M1", "01:00:10;00", "", "Hit", "n2"));
 
-    // Without a piece to its right before it, the first row is not seen.
+    // The first piece starts a row without a title or header before it, and
+    // so does the first piece of every page.
+    QList<PDFStringTableItem> pages = items.mid(1, 7);
+    pages.append({{50, 700, QStringLiteral("4M1"), 2},
+                  {120, 700, QStringLiteral("01:00:20:00"), 2},
+                  {200, 700, QStringLiteral(""), 2},
+                  {280, 700, QStringLiteral("Page two"), 2},
+                  {450, 700, QStringLiteral("n4"), 2}});
     CueSheet second;
-    CueListImporter(second).filmlightToCueTable(items.mid(1));
-    ASSERT_EQ(second.count(), 1);
-    EXPECT_EQ(second.rows()[0].cueId, QStringLiteral("2M1"));
+    CueListImporter(second).filmlightToCueTable(pages);
+    QStringList ids;
+    for (const CueItem& row : second.rows())
+        ids << row.cueId;
+    EXPECT_EQ(ids, (QStringList{"1M1", "4M1"}));
 }
 
 TEST(CueListImporter, DroppedFilesReimportTheEarlierTextFiles) {
@@ -214,7 +224,8 @@ TEST(CueListImporter, DroppedFilesReimportTheEarlierTextFiles) {
     };
     const QString a = write("a.txt", "A 01:00:00:00 first\n");
     const QString b = write("b.TXT", "B 01:00:01:00 second");
-    const QString bad = write("bad.txt", "C 01:00:02:00 \xff\xfe broken\n");
+    // Not UTF-8: read as Windows-1252, as qz62ctl reads it, and said so.
+    const QString cp1252 = write("cp1252.txt", "C 01:00:02:00 caf\xe9\n");
     const QString pdf = write("sheet.PDF", "%PDF-1.4");
 
     CueSheet sheet;
@@ -225,12 +236,16 @@ TEST(CueListImporter, DroppedFilesReimportTheEarlierTextFiles) {
     EXPECT_FALSE(importer.acceptDrop({}, true));
     EXPECT_EQ(sheet.count(), 0);
 
-    EXPECT_TRUE(importer.acceptDrop({a, pdf, bad, b, dir.filePath("missing.txt")}, true));
+    EXPECT_TRUE(importer.acceptDrop({a, pdf, cp1252, b, dir.filePath("missing.txt")}, true));
     QStringList ids;
     for (const CueItem& row : sheet.rows())
         ids << row.cueId.trimmed();
-    EXPECT_EQ(ids, (QStringList{"A", "A", "B"}));
+    EXPECT_EQ(ids, (QStringList{"A", "A", "C", "A", "C", "B"}));
+    EXPECT_EQ(sheet.rows()[2].cueText, QStringLiteral("caf\u00e9"));
     EXPECT_EQ(pdfs, QStringList{pdf});
+    EXPECT_EQ(importer.notes(),
+              (QStringList{"cp1252.txt: not UTF-8 or UTF-16, read as Windows-1252",
+                           "missing.txt: cannot be read"}));
 }
 
 } // namespace

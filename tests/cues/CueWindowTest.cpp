@@ -16,7 +16,9 @@
 #include <QMimeData>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QStringEncoder>
 #include <QTemporaryDir>
+#include <QToolButton>
 #include <QUrl>
 #include <csignal>
 #include <sys/resource.h>
@@ -183,18 +185,73 @@ TEST(CueWindow, PdfsFromRealWritersGiveTheirRows) {
     const struct {
         const char* file;
         QStringList rows;
+        QString message;
     } cases[] = {
-        {"reportlab.pdf", {"7M1|01:04:00:00|01:04:05:00|Sirens|", "7M2|01:04:10:00|---|Quiet|"}},
-        {"ghostscript.pdf", {"6M1|01:03:00:00|01:03:04:00|Glass|", "6M2|01:03:10:00|---|Bells|"}},
+        {"reportlab.pdf",
+         {"7M1|01:04:00:00|01:04:05:00|Sirens|", "7M2|01:04:10:00|---|Quiet|"},
+         "reportlab.pdf: 1 page read, 2 cues"},
+        {"ghostscript.pdf",
+         {"6M1|01:03:00:00|01:03:04:00|Glass|", "6M2|01:03:10:00|---|Bells|"},
+         "ghostscript.pdf: 1 page read, 2 cues"},
         {"cairo.pdf",
          {QStringLiteral("3M1|01:00:20:00|01:00:24:00|Гром → ♪|"),
-          QStringLiteral("3M2|01:00:30:10|---|Café door|")}},
+          QStringLiteral("3M2|01:00:30:10|---|Café door|")},
+         QStringLiteral("cairo.pdf: 1 page read, 2 cues\n1 cue has characters the unit cannot "
+                        "show (“Г”, “р”, “о”, “м”, “→”, “♪”): it gets “?” for each")},
     };
     for (const auto& c : cases) {
         CueWindow window;
         dropFiles(window, {scratch.path(c.file)});
         EXPECT_EQ(shown(*window.document()), c.rows) << c.file;
+        EXPECT_EQ(window.message(),
+                  QStringLiteral("2 cues added from \u201c%1\u201d.\n").arg(c.file) + c.message)
+            << c.file;
     }
+}
+
+// A MIDI file's cues join the sheet (one undo step) while its contents still
+// go to the log; the message line says what came in, what did not, and
+// which characters of a selected cue the unit shows as "?".
+TEST(CueWindow, MidiImportAndWhatTheUnitCannotShow) {
+    Scratch scratch;
+    CueWindow source;
+    source.document()->paste("1M1 01:00:04:00 Price \u20ac5\n1M2 01:00:10:00 Sting");
+    EXPECT_EQ(source.message(), QStringLiteral("1 cue has characters the unit cannot show (“€”): "
+                                               "it gets “?” for each"));
+    const QString midi = scratch.path("reel1.mid");
+    const QString notMidi = scratch.write("notes.mid", "01:00:00:00 Go\n");
+    QString answer = midi;
+    cueDialogs().saveFile = [&](QWidget*, const QString&, const QString&) { return answer; };
+    cueDialogs().openFile = [&](QWidget*, const QString&, const QString&) { return answer; };
+    source.exportMidi();
+
+    CueWindow window;
+    QStringList log;
+    QObject::connect(&window, &CueWindow::logText, [&log](const QString& text) { log << text; });
+    window.importMidi();
+    EXPECT_EQ(shown(*window.document()),
+              (QStringList{"1M1|01:00:04:00|---|Price ?5|", "1M2|01:00:10:00|---|Sting|"}));
+    EXPECT_EQ(window.message(),
+              QStringLiteral("reel1.mid: 2 cues, counted from 01:00:00:00 at 30 fps"));
+    EXPECT_TRUE(log.join(QString()).contains(QLatin1String("midi rx: s 1M2\\nSting")));
+    window.document()->undoStack()->undo();
+    EXPECT_EQ(window.document()->rowCount(), 0);
+
+    // File > Import reads the same file into the sheet.
+    EXPECT_EQ(window.document()->importFiles({midi}), 2);
+    EXPECT_EQ(window.message(),
+              QStringLiteral("2 cues added from \u201creel1.mid\u201d.\n"
+                             "reel1.mid: 2 cues, counted from 01:00:00:00 at 30 fps"));
+    window.document()->undoStack()->undo();
+
+    answer = notMidi;
+    window.importMidi();
+    EXPECT_EQ(window.message(),
+              QStringLiteral("notes.mid: no cues added: no MThd header chunk: not a MIDI file"));
+
+    source.table()->selectRow(0);
+    EXPECT_EQ(source.message(),
+              QStringLiteral("Cue 1M1: the unit cannot show “€” and shows “?” instead"));
 }
 
 TEST(CueWindow, InterruptedSaveLeavesTheOldFileAndCloseAsks) {
@@ -202,12 +259,8 @@ TEST(CueWindow, InterruptedSaveLeavesTheOldFileAndCloseAsks) {
     RecordingAlerts alerts;
     CueWindow window;
     CueDocument& doc = *window.document();
-    QString answer = scratch.path("cues");
+    const QString answer = scratch.path("cues.txt");
     cueDialogs().saveFile = [&](QWidget*, const QString&, const QString&) { return answer; };
-    EXPECT_FALSE(window.save());
-    EXPECT_EQ(alerts.shown, QStringList{"select a file with .txt extension"});
-
-    answer = scratch.path("cues.txt");
     doc.paste("1M1 01:00:01:00 first");
     ASSERT_TRUE(window.save());
     const QByteArray saved = readFile(answer);
@@ -224,6 +277,9 @@ TEST(CueWindow, InterruptedSaveLeavesTheOldFileAndCloseAsks) {
     const bool written = window.save();
     setrlimit(RLIMIT_FSIZE, &old);
     EXPECT_FALSE(written);
+    ASSERT_EQ(alerts.shown.size(), 1);
+    EXPECT_TRUE(alerts.shown[0].startsWith("The cue sheet could not be saved to " + answer))
+        << alerts.shown[0].toStdString();
     EXPECT_EQ(readFile(answer), saved);
     EXPECT_EQ(QDir(scratch.dir.path()).entryList(QDir::Files), QStringList{"cues.txt"});
     EXPECT_TRUE(doc.isModified());
@@ -240,6 +296,150 @@ TEST(CueWindow, InterruptedSaveLeavesTheOldFileAndCloseAsks) {
     window.setAttribute(Qt::WA_DeleteOnClose, false);
     EXPECT_TRUE(window.close());
     EXPECT_EQ(asked, 2);
+}
+
+// A name without an extension gets the sheet's or the MIDI file's; the
+// sheet's Save still refuses any other extension. A completed name that
+// already exists is replaced only when the user says so.
+TEST(CueWindow, BareNamesGetTheirExtension) {
+    const struct {
+        bool exportMidi;
+        const char* chosen;
+        const char* existing; // a file already there, or null
+        bool replace;         // the answer when asked
+        const char* written;  // the file that must hold the result, or null
+        bool refused;
+    } cases[] = {
+        {false, "myreel", nullptr, false, "myreel.txt", false},
+        {false, "MYREEL.TXT", nullptr, false, "MYREEL.TXT", false},
+        {false, "myreel", "myreel.txt", false, nullptr, false},
+        {false, "myreel", "myreel.txt", true, "myreel.txt", false},
+        {false, "myreel.csv", nullptr, false, nullptr, true},
+        {true, "myreel", nullptr, false, "myreel.mid", false},
+        {true, "myreel.", nullptr, false, "myreel.mid", false},
+        {true, "myreel.smf", nullptr, false, "myreel.smf", false},
+    };
+    for (const auto& c : cases) {
+        Scratch scratch;
+        RecordingAlerts alerts;
+        CueWindow window;
+        window.document()->paste("1M1 01:00:01:00 first");
+        if (c.existing)
+            scratch.write(c.existing, "keep me\n");
+        cueDialogs().saveFile = [&](QWidget*, const QString&, const QString&) {
+            return scratch.path(c.chosen);
+        };
+        int asked = 0;
+        cueDialogs().confirmReplace = [&](QWidget*, const QString&) {
+            ++asked;
+            return c.replace;
+        };
+        if (c.exportMidi)
+            window.exportMidi();
+        else
+            window.save();
+        const QStringList files = QDir(scratch.dir.path()).entryList(QDir::Files);
+        EXPECT_EQ(asked, c.existing ? 1 : 0) << c.chosen;
+        EXPECT_EQ(alerts.shown,
+                  c.refused ? QStringList{"select a file with .txt extension"} : QStringList())
+            << c.chosen;
+        if (c.written) {
+            const QByteArray bytes = readFile(scratch.path(c.written));
+            EXPECT_TRUE(c.exportMidi ? bytes.startsWith("MThd") : bytes.startsWith(";duplicate"))
+                << c.chosen;
+        } else if (c.existing) {
+            EXPECT_EQ(readFile(scratch.path(c.existing)), "keep me\n") << c.chosen;
+        }
+        EXPECT_EQ(files.size(), (c.existing || c.written) ? 1 : 0) << files.join(' ').toStdString();
+    }
+}
+
+// What a sort and an export changed shows in the window's message line, not
+// in a dialog.
+TEST(CueWindow, MessageLineSaysWhatSortAndExportChanged) {
+    Scratch scratch;
+    RecordingAlerts alerts;
+    CueWindow window;
+    window.document()->paste(QStringLiteral("1M1 01:00:10:00 Hit\n1M1b 01:00:10:00 Hit again\n"
+                                            "0M1 00:59:00:00 Before the start\n"
+                                            "2M1 01:00:20:00 \u0413\u0440\u043e\u043c\n"));
+    const QString midi = scratch.path("reel1");
+    cueDialogs().saveFile = [&](QWidget*, const QString&, const QString&) { return midi; };
+    window.findChild<QPushButton*>("buttonExportMidi")->click();
+    EXPECT_TRUE(alerts.shown.isEmpty());
+    EXPECT_EQ(window.message(),
+              QStringLiteral("3 cues written to \u201creel1.mid\u201d.\n"
+                             "1 duplicate cue removed \u2014 Undo brings it back\n"
+                             "Cue 2M1 at 01:00:20:00: the unit cannot show \u201c\u0413\u201d, "
+                             "\u201c\u0440\u201d, \u201c\u043e\u201d, \u201c\u043c\u201d: written "
+                             "as \u201c?\u201d.\n"
+                             "1 cue(s) placed later than their time: before the start or before "
+                             "the cue ahead of them."));
+    auto* line = window.findChild<QWidget*>("messageLine");
+    ASSERT_NE(line, nullptr);
+    EXPECT_TRUE(line->isVisibleTo(&window));
+    window.findChild<QToolButton*>("buttonDismissMessage")->click();
+    EXPECT_FALSE(line->isVisibleTo(&window));
+}
+
+// Open keeps opening sheets: a list that is not one opens untitled and
+// Save asks for a name, so the list is never written over. Import adds any
+// list's rows to the front sheet. A sheet closed without saving leaves no
+// recovery copy behind.
+TEST(CueWindow, OpenAndImportNeverWriteOverAList) {
+    Scratch scratch;
+    SimulatedUnit sim;
+    ASSERT_TRUE(sim.start());
+    App app(sim.ptyPath());
+    CueWindows* cues = app.window.cueWindows();
+    cues->recovery()->setDelayMs(0);
+
+    const QByteArray list = "Reel 1 spotting\n1M1 01:00:00;12 01:00:01:00 Hit\n";
+    const QString listPath = scratch.write("spotting.txt", list);
+    CueWindow* window = cues->open(listPath);
+    ASSERT_NE(window, nullptr);
+    EXPECT_TRUE(window->document()->filePath().isEmpty());
+    EXPECT_TRUE(window->document()->isModified());
+    EXPECT_EQ(shown(*window->document()), QStringList{"1M1|01:00:00:12|01:00:01:00|Hit|"});
+    EXPECT_TRUE(window->message().contains("is not a cue sheet (line 1"))
+        << window->message().toStdString();
+
+    const QByteArray utf16 = QStringEncoder(QStringEncoder::Utf16LE, QStringEncoder::Flag::WriteBom)
+                                 .encode(QStringLiteral("2 01:00:05:00\n"));
+    const QStringList imported = {scratch.write("utf16.txt", utf16),
+                                  QStringLiteral(QZ62_TEST_DATA_DIR "/cues/filmlight.pdf")};
+    cueDialogs().openFiles = [&](QWidget*, const QString&, const QString& filter) {
+        EXPECT_TRUE(filter.contains("*.pdf")) << filter.toStdString();
+        return imported;
+    };
+    cues->importWithDialog();
+    EXPECT_EQ(cues->front(), window);
+    const QStringList rows = shown(*window->document());
+    ASSERT_GE(rows.size(), 3) << rows.join(' ').toStdString();
+    EXPECT_EQ(rows[1], "2|01:00:05:00|---||");
+    EXPECT_TRUE(window->message().startsWith(
+        QStringLiteral("%1 cues added from \u201cutf16.txt\u201d and \u201cfilmlight.pdf\u201d.")
+            .arg(rows.size() - 1)))
+        << window->message().toStdString();
+
+    QStringList asked;
+    cueDialogs().saveFile = [&](QWidget*, const QString& caption, const QString&) {
+        asked << caption;
+        return scratch.path("reel1");
+    };
+    ASSERT_TRUE(cues->save());
+    EXPECT_EQ(asked, QStringList{"Save Cue Sheet"});
+    EXPECT_EQ(readFile(listPath), list);
+    EXPECT_EQ(window->document()->filePath(), scratch.path("reel1.txt"));
+
+    // Modified, copied for recovery; closed without saving, the copy goes.
+    window->document()->paste("3M1 01:00:30:00 late change");
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return QFile::exists(cues->recovery()->copyPath(window->document())); }, kWaitMs));
+    const QString copy = cues->recovery()->copyPath(window->document());
+    cueDialogs().askSave = [](QWidget*, const QString&) { return QMessageBox::Discard; };
+    EXPECT_TRUE(window->close());
+    EXPECT_FALSE(QFile::exists(copy));
 }
 
 // MIDI Time Code reaching the app fires the front sheet's cue on its frame

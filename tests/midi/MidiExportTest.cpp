@@ -51,20 +51,31 @@ TEST(MidiExportTest, WritesTheCueFileByteForByte) {
                   .toHex());
 
     // 30 fps (640 ticks), pulldown tempo 500500 (07 A3 14), 15 frames with
-    // rate code 3 (hour byte 0x60). An invalid start counts as 00:00:00:00.
-    // Notes only. The second cue is earlier than the first: it goes with
-    // the first, whose note ends there.
-    bytes = exportCues({cue("00:00:01:00", "x"), cue("00000010", "y")}, "1:00:00:00", 3, 0.5, false,
-                       true, false, &log);
+    // rate code 3 (hour byte 0x60). A drop-frame ";" in the start reads as
+    // ":". Notes only. The second cue is earlier than the first: it goes
+    // with the first, whose note ends there.
+    bytes = exportCues({cue("00:00:01:00", "x"), cue("00000010", "y")}, " 00:00:00;00", 3, 0.5,
+                       false, true, false, &log);
     EXPECT_EQ(bytes.toHex(),
               (kHead + hex("4d54726b 0000004c 00ff5405 600000 0f00 00ff5103 07a314") + kNames +
                "00:00:00:00" + hex("819600 907740 00 907700") +
                hex("00 907740 8620 907700 00ff2f00"))
                   .toHex());
 
-    // Nothing for no cues or a timecode type the unit does not know.
+    // Nothing for no cues, a timecode type the unit does not know or a start
+    // that is not a timecode (which is said, not taken as midnight).
     EXPECT_TRUE(exportCues({}, "01:00:00:00", 3, 0, true, false, true).isEmpty());
-    EXPECT_TRUE(exportCues({cue("01:00:00:00", "x")}, "", 4, 0, true, false, true).isEmpty());
+    EXPECT_TRUE(
+        exportCues({cue("01:00:00:00", "x")}, "01:00:00:00", 4, 0, true, false, true).isEmpty());
+    for (const char* start : {"", "1:00:00:00", "01:00:00.00", "24:00:00:00"}) {
+        MidiTrack track;
+        QString error;
+        EXPECT_FALSE(cuemidi::onExportMidi(track, "/nonexistent/x.mid", {cue("01:00:00:00", "x")},
+                                           start, 3, 0, true, false, true, &error));
+        EXPECT_TRUE(track.lastExportReport().unreadableStart) << start;
+        EXPECT_EQ(error, QStringLiteral("the start \"%1\" is not a timecode (HH:MM:SS:FF)")
+                             .arg(QLatin1String(start)));
+    }
 
     // The settings message file: the hex numbers up to the first non-number,
     // each as its low byte (0x101 gives 01), no length inserted.
@@ -255,12 +266,16 @@ TEST(MidiExportTest, CommandLineSaysWhatItChanged) {
                                          cue("01:00:01:00", QStringLiteral("\u20ac 5"))},
                                         "01:00:00:00", 0, 0, true, false, false)
                                  .toHex());
-    for (const char* said : {"read as Windows-1252", "cue 2 at 01:00:01:00: the text",
-                             "1 cue(s) placed later", "MIDI offset: 00:00:00:00"})
+    for (const char* said :
+         {"read as Windows-1252",
+          "cue 2 at 01:00:01:00: the unit cannot show \xe2\x80\x9c\xe2\x82\xac\xe2\x80\x9d: "
+          "written as \xe2\x80\x9c?\xe2\x80\x9d",
+          "1 cue(s) placed later", "MIDI offset: 00:00:00:00"})
         EXPECT_TRUE(o.err.contains(said)) << said << " in " << o.err.toStdString();
 
     // dump-midi logs what it could read, then says what is wrong.
-    const QByteArray whole = exportCues({cue("01:00:01:00", "x")}, "", 0, 0, true, false, false);
+    const QByteArray whole =
+        exportCues({cue("01:00:01:00", "x")}, "01:00:00:00", 0, 0, true, false, false);
     const std::pair<QByteArray, int> files[] = {
         {whole, 0}, {whole.left(whole.size() - 5), 1}, {"01:00:00:00 Go\n", 2}, {"", 2}};
     for (const auto& [bytes, status] : files) {
@@ -282,19 +297,22 @@ TEST(MidiExportTest, CommandLineRefusesBadInputWithoutWriting) {
         QByteArray sheet;
         QStringList args;
         QString named; // what the one-line message names
-    } cases[] = {{good, exportTo + QStringList{"--tctype", "5"}, "'5'"},
-                 {good, exportTo + QStringList{"--offset", "inf"}, "'inf'"},
-                 {good, exportTo + QStringList{"--offset", "1e12"}, "'1e12'"},
-                 {good, exportTo + QStringList{"--start", "24:00:00:00"}, "'24:00:00:00'"},
-                 {good, exportTo + QStringList{"--offset"}, "--offset"},
-                 {good, exportTo + QStringList{"--loud"}, "'--loud'"},
-                 {kSheetHead, exportTo, "no cues"},
-                 {good, exportTo + QStringList{"-o", noDir}, noDir},
-                 {good, exportTo + QStringList{"-o", out, missing}, "more than one"},
-                 {good, {"export-midi", missing, "-o", out}, missing},
-                 {good, {"export-midi", sheet}, ""},
-                 {good, {"dump-midi", missing}, missing},
-                 {good, {"dump-midi"}, ""}};
+    } cases[] = {
+        {good, exportTo + QStringList{"--tctype", "5"}, "'5'"},
+        {good, exportTo + QStringList{"--offset", "inf"}, "'inf'"},
+        {good, exportTo + QStringList{"--offset", "1e12"}, "'1e12'"},
+        {good, exportTo + QStringList{"--start", "24:00:00:00"}, "'24:00:00:00'"},
+        {good, exportTo + QStringList{"--offset"}, "--offset"},
+        {good, exportTo + QStringList{"--loud"}, "'--loud'"},
+        {kSheetHead, exportTo, "no cues"},
+        {QByteArray(kSheetHead).replace("01:00:00:00", "1:00") + "1\t01:00:01:00\t---\tHello\t\n",
+         exportTo, "the start '1:00' is not a timecode"},
+        {good, exportTo + QStringList{"-o", noDir}, noDir},
+        {good, exportTo + QStringList{"-o", out, missing}, "more than one"},
+        {good, {"export-midi", missing, "-o", out}, missing},
+        {good, {"export-midi", sheet}, ""},
+        {good, {"dump-midi", missing}, missing},
+        {good, {"dump-midi"}, ""}};
     for (const auto& c : cases) {
         ASSERT_TRUE(writeFile(sheet, c.sheet));
         ASSERT_TRUE(writeFile(out, "earlier file"));

@@ -28,10 +28,36 @@ TEST(MidiMessages, TextFrameBytes) {
         {QStringLiteral("s A"), "f0200173204100f7"},
         {QString::fromUtf8("s \xc3\xa9"), "f0200173206904f7"},     // 0xE9: 0x69, bit 2 of the group
         {QString::fromUtf8("s \xe2\x80\x98"), "f0200173202700f7"}, // a curly quote as '
-        {QString::fromUtf8("s \xce\xa9"), "f02001f7"}};            // not Latin-1: no payload
+        {QString::fromUtf8("s \xce\xa9"), "f020017320 3f00 f7"}};  // not Latin-1: "?"
     for (const auto& [command, frame] : cases)
-        EXPECT_EQ(midimsg::textSysex(command).toHex(), QByteArray(frame)) << qPrintable(command);
+        EXPECT_EQ(midimsg::textSysex(command).toHex(), QByteArray::fromHex(frame).toHex())
+            << qPrintable(command);
     EXPECT_EQ(midimsg::cueTextSysex(QStringLiteral("A")).toHex(), QByteArray("f0200173204100f7"));
+}
+
+// What the unit gets for a text: Latin-1 as it is, typographic punctuation
+// as its plain form, "?" for each character with no Latin-1 form (one for a
+// character beyond the basic plane, or a lone half of one).
+TEST(MidiMessages, TextInTheUnitsCharacterSet) {
+    const struct {
+        QString text;
+        QByteArray latin1;
+        int substituted;
+        QString unshowable;
+    } cases[] = {
+        {"", "", 0, ""},
+        {QStringLiteral("Caf\u00e9 \u201cit\u2019s\u201d\u2026"), "Caf\xe9 \"it's\"...", 0, ""},
+        {QStringLiteral("Price \u20ac5 \u2014 \u20ac6"), "Price ?5 - ?6", 2, "\u20ac"},
+        {QStringLiteral("\u266a Source \U0001F3B5\u00a0\u0413"), "? Source ? ?", 3,
+         QStringLiteral("\u266a\U0001F3B5\u0413")},
+        {QString(QChar(0xDC00)) + "x", "?x", 1, QString(QChar(0xDC00))}};
+    for (const auto& c : cases) {
+        int substituted = -1;
+        EXPECT_EQ(coding78::latin1ForUnit(c.text, &substituted), c.latin1) << qPrintable(c.text);
+        EXPECT_EQ(substituted, c.substituted) << qPrintable(c.text);
+        EXPECT_EQ(coding78::unitText(c.text), QString::fromLatin1(c.latin1));
+        EXPECT_EQ(coding78::unshowableCharacters(c.text), c.unshowable) << qPrintable(c.text);
+    }
 }
 
 TEST(MidiMessages, CueTextCuts) {

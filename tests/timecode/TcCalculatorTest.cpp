@@ -150,4 +150,41 @@ TEST(TCFormatter, DisplayAndEntryForms) {
               QStringLiteral("00:00:00:01"));
 }
 
+// A time exists at a rate when every field is in range for it; drop frame
+// also skips frames 00 and 01 at the start of each minute but every tenth.
+TEST(TcCalculator, TimesThatDoNotExistAtTheRate) {
+    const struct {
+        const char* tc;
+        int type;
+        const char* problem; // part of the reason; empty: the time exists
+    } cases[] = {
+        {"23:59:59:23", 0, ""},
+        {"01:00:00:24", 0, "frame 24 does not exist at 24 fps (00 to 23)"},
+        {"01:00:00:24", 1, ""},
+        {"01:00:00:25", 1, "frame 25 does not exist at 25 fps"},
+        {"01:00:00:45", 3, "frame 45 does not exist at 30 fps (00 to 29)"},
+        {"25:99:99:99", 3, "hour 25 does not exist (00 to 23)"},
+        {"01:60:00:00", 3, "minute 60"},
+        {"01:00:60:00", 3, "second 60"},
+        {"01:01:00:00", 2, "frame 00 of minute 01 is skipped at 29.97 fps drop"},
+        {"01:01:00:01", 2, "frame 01 of minute 01"},
+        {"01:01:00:02", 2, ""},
+        {"01:10:00:00", 2, ""},
+        {"01:01:00:00", 3, ""},
+        {"01:01:01:00", 2, ""},
+        {"01:00:00;00", 3, "not a timecode"},
+        {"1:00:00:00", 3, "not a timecode"},
+        {"\xd9\xa0\xd9\xa1:00:00:00", 3, "digits 0 to 9"}, // Arabic-Indic digits
+    };
+    for (const auto& c : cases) {
+        const QString problem = TcCalculator::problemAtRate(QString::fromUtf8(c.tc), c.type);
+        if (*c.problem == 0)
+            EXPECT_TRUE(problem.isEmpty())
+                << c.tc << " type " << c.type << ": " << problem.toStdString();
+        else
+            EXPECT_TRUE(problem.contains(QString::fromUtf8(c.problem)))
+                << c.tc << " type " << c.type << ": " << problem.toStdString();
+    }
+}
+
 } // namespace

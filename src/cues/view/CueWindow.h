@@ -25,9 +25,15 @@ class QVBoxLayout;
 struct CueDialogs {
     // A file to open or save: the path, or empty when cancelled.
     std::function<QString(QWidget* parent, const QString& caption, const QString& filter)> openFile;
+    // Files to read: the paths, or none when cancelled.
+    std::function<QStringList(QWidget* parent, const QString& caption, const QString& filter)>
+        openFiles;
     std::function<QString(QWidget* parent, const QString& caption, const QString& filter)> saveFile;
     // Save, Discard or Cancel for a modified sheet about to close.
     std::function<QMessageBox::StandardButton(QWidget* parent, const QString& name)> askSave;
+    // Whether to replace an existing file the save dialog did not ask about
+    // (the name it was given had no extension).
+    std::function<bool(QWidget* parent, const QString& path)> confirmReplace;
 };
 CueDialogs& cueDialogs();
 
@@ -71,10 +77,14 @@ public:
     void showMessage(const QString& text);
     QString message() const;
 
-    // Save to the sheet's file, or ask for one when it has none. False when
-    // cancelled or the write failed.
+    // Save to the sheet's file, or ask for one when it has none. A name
+    // without an extension gets ".txt"; another extension is refused. False
+    // when cancelled or the write failed (an alert says why).
     bool save();
     bool saveAs();
+    // File > Import…: rows from cue lists (text in any encoding the reader
+    // knows, PDFs) added to this sheet; the message line says what came in.
+    void importLists();
 
     // --- the window's commands ---
     void copy();
@@ -82,6 +92,8 @@ public:
     void paste();
     void deleteSelectedRows();
     void addRow();
+    // Sorts, then writes the MIDI file (".mid" added to a bare name); the
+    // message line says what the sort and the export changed.
     void exportMidi();
     void importMidi();
 
@@ -105,10 +117,13 @@ private:
     QLayout* buildRowButtons();
     void buildMenus();
     void connectControls();
+    void connectOptions();
     void showSettings();
     void takeSettingsFromControls(const char* changedKey);
     void updateTitle();
     void updateCount();
+    QString askSavePath(const QString& caption, const QString& filter, const char* extension);
+    bool writeSheet(const QString& path);
 
     CueDocument* m_document = nullptr;
     CueTableModel* m_model = nullptr;

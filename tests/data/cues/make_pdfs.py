@@ -62,9 +62,9 @@ def filmlight():
 def generic():
     c = canvas.Canvas("generic.pdf", pageCompression=0, invariant=1)
     c.setAuthor("filmlight editor")  # not exactly "filmlight": generic rows
-    for x, text in [(50, "A"), (50, "1M1 01:00:00:00 "), (200, "Fade in"),
-                    (50, "1M2 01:00:10:00 "), (200, "Out")]:
-        plain(c, x, 700, text)
+    for x, y, text in [(50, 720, "A"), (50, 700, "1M1 01:00:00:00 "), (200, 700, "Fade in"),
+                       (50, 680, "1M2 01:00:10:00 "), (200, 680, "Out")]:
+        plain(c, x, y, text)
     c.showPage()
     plain(c, 50, 700, "2M1 01:00:20:00 second page")
     c.showPage()
@@ -72,10 +72,15 @@ def generic():
 
 
 def raw_operators():
-    """TJ arrays and a text matrix with real numbers, written by hand."""
+    """TJ arrays, text positions in real numbers, the line operators and a
+    scaled graphics state, written by hand."""
     content = (b"BT /F1 12 Tf 1 0 0 1 50.5 700.25 Tm [(1M1 ) -250 (01:00:00:00)] TJ ET\n"
                b"BT 1 0 0 1 60 680 Tm [(7 01:00:02:00) (skipped) 120 ( Go)] TJ ET\n"
-               b"BT 1 0 0 1 70.5 660 Tm (8 01:00:03:00 Tm kept 70) Tj [] TJ ET\n")
+               b"BT 1 0 0 1 70.5 660 Tm (8 01:00:03:00 at 70.5) Tj [] TJ ET\n"
+               b"BT 1 0 0 1 50 640 Tm [(9M1) -1200 (01:00:04:00) -1200 (Bell) -300 (tower)] TJ ET\n"
+               b"q 2 0 0 2 10 20 cm BT /F1 6 Tf 14 TL 1 0 0 1 5 300 Tm (A) Tj T* (B) Tj\n"
+               b"10 -20 Td (C) Tj 0 -5 TD (D) Tj (E) ' 1 2 (F) \" ET Q\n"
+               b"BT 1 0 0 1 7 8 Tm (G) Tj ET\n")
     objects = [
         b"<< /Type /Catalog /Pages 2 0 R >>",
         b"<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
