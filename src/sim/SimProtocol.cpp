@@ -1,5 +1,7 @@
 #include "sim/SimProtocol.h"
 
+#include <algorithm>
+
 #include "protocol/Coding78.h"
 #include "protocol/MidiMessages.h"
 
@@ -46,10 +48,14 @@ void SimProtocol::resetSettings() {
     // fontPoint x y color index: text, annunciator, bar/beat, timecode.
     m_windows = {QStringLiteral("32 10 200 112 0"), QStringLiteral("48 10 10 112 1"),
                  QStringLiteral("32 180 200 112 2"), QStringLiteral("32 180 10 112 3")};
+    setSettingsSize(m_settingsSize);
+}
+
+void SimProtocol::setSettingsSize(int bytes) {
+    m_settingsSize = std::clamp(bytes, 0, int(m_area.size()));
+    // The settings hold data; the FLASH past them is erased.
     m_area.fill(0xff);
-    // The settings and the row after them hold data (a row of nothing but
-    // 0xff reads as one the host missed).
-    for (int i = 0; i < kSettingsSize + 16; ++i)
+    for (int i = 0; i < m_settingsSize; ++i)
         m_area[std::size_t(i)] = static_cast<unsigned char>((i * 37 + 11) & 0xff);
 }
 
@@ -98,6 +104,8 @@ QByteArray SimProtocol::feed(const QByteArray& bytes, Clock::time_point now, int
     Parser& p = m_parsers[channel];
     QByteArray out;
     for (char byte : bytes) {
+        if (m_hangUps.contains(channel))
+            break; // the connection is going: nothing more arrives
         if (channel == kSerialChannel && m_boot.active()) {
             out += m_boot.feed(byte, now);
             continue;
@@ -164,12 +172,15 @@ bool SimProtocol::updateLine(const QString& line, Clock::time_point now, int cha
             return false;
         if (it == m_updates.end())
             it = m_updates.insert(channel, SimNetworkUpdate());
+        it->setFaults(m_networkFaults);
         it->start(now);
         return true;
     }
     const int before = it->completed();
     out = it->record(bytes, now);
     noteUpdateEnd(*it, before);
+    if (it->hungUp())
+        m_hangUps.insert(channel);
     return true;
 }
 
@@ -183,7 +194,7 @@ void SimProtocol::noteUpdateEnd(const SimNetworkUpdate& update, int doneBefore) 
 QByteArray SimProtocol::handleLine(const QString& line, Clock::time_point now, int channel) {
     if (QByteArray answer; updateLine(line, now, channel, answer))
         return answer;
-    m_commands.append({line, now});
+    m_commands.append({line, now, channel});
     ++m_changes;
     QStringList lines{line}; // the echo
     lines += answer(line, now, channel);
@@ -207,7 +218,7 @@ QStringList SimProtocol::answer(const QString& line, Clock::time_point now, int 
     }
     if (key == QLatin1String("k"))
         return {QStringLiteral("k %1 %2 %3")
-                    .arg(QString::number(kSettingsAddress, 16), QString::number(kSettingsSize, 16),
+                    .arg(QString::number(kSettingsAddress, 16), QString::number(m_settingsSize, 16),
                          m_firmwareVersion)};
     if (key == QLatin1String("j")) {
         bool ok = false;
@@ -219,6 +230,8 @@ QStringList SimProtocol::answer(const QString& line, Clock::time_point now, int 
             dump += QStringLiteral(" %1").arg(
                 QString::number(m_area[std::size_t(address - kSettingsAddress + i)], 16)
                     .rightJustified(2, QLatin1Char('0')));
+        if (address == m_unreadableRow)
+            dump.chop(9); // its last three bytes lost on the way
         return {dump};
     }
     if (key == QLatin1String("r")) {

@@ -134,6 +134,21 @@ void SimulatedUnit::setFirmwareVersion(const QString& version) {
     m_protocol.setFirmwareVersion(version);
 }
 
+void SimulatedUnit::powerCycle() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_protocol.powerCycle();
+}
+
+void SimulatedUnit::setSettingsSize(int bytes) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_protocol.setSettingsSize(bytes);
+}
+
+void SimulatedUnit::setUnreadableRow(int address) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_protocol.setUnreadableRow(address);
+}
+
 void SimulatedUnit::sendRaw(const QByteArray& bytes) {
     {
         std::lock_guard<std::mutex> lock(m_mutex);
@@ -198,6 +213,16 @@ int SimulatedUnit::networkUpdateRecords() const {
 void SimulatedUnit::setBootFaults(const SimBootLoader::Faults& faults) {
     std::lock_guard<std::mutex> lock(m_mutex);
     m_protocol.bootLoader().setFaults(faults);
+}
+
+void SimulatedUnit::setFirmwareStartCommand(const QString& command) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_protocol.bootLoader().setFirmwareStartCommand(command);
+}
+
+void SimulatedUnit::setNetworkUpdateFaults(const SimNetworkUpdate::Faults& faults) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_protocol.setNetworkFaults(faults);
 }
 
 QByteArray SimulatedUnit::settingsArea() const {
@@ -298,11 +323,15 @@ void SimulatedUnit::serveNetwork(const std::vector<pollfd>& fds, std::size_t fir
         const ssize_t n = ::recv(client.fd, buffer, sizeof buffer, 0);
         if (n > 0) {
             QByteArray answer;
+            bool hangUp = false;
             {
                 std::lock_guard<std::mutex> lock(m_mutex);
                 answer = m_protocol.feed(QByteArray(buffer, qsizetype(n)), now, client.channel);
+                hangUp = m_protocol.takeHangUp(client.channel);
             }
-            if (!m_silent.load())
+            if (hangUp)
+                closed.push_back(client.channel);
+            else if (!m_silent.load())
                 schedule(std::move(answer), now + delay, client.channel);
         } else if (n == 0 || (errno != EAGAIN && errno != EINTR)) {
             closed.push_back(client.channel);

@@ -55,6 +55,8 @@ public:
     // Closes the terminal: the host sees its port hang up, as when the USB
     // adapter is pulled. (Stops the network side too.)
     void unplug() { stop(); }
+    // Switched off and on (SimProtocol::powerCycle); the terminal stays.
+    void powerCycle();
     bool isRunning() const { return m_running.load(); }
     // The path the host opens (the terminal's slave side).
     QString ptyPath() const { return m_ptyPath; }
@@ -68,8 +70,17 @@ public:
     bool isSilent() const { return m_silent.load(); }
     void setFailIdentification(bool fail);
     void setFirmwareVersion(const QString& version);
+    // The unit's settings area (SimProtocol::setSettingsSize, setUnreadableRow).
+    void setSettingsSize(int bytes);
+    void setUnreadableRow(int address);
     // How the unit's update side answers (SimBootLoader); faults included.
     void setBootFaults(const SimBootLoader::Faults& faults);
+    // For the tests of the serial firmware engine: a command that starts a
+    // firmware update on the serial line. The unit has none; empty (the
+    // default) keeps it that way.
+    void setFirmwareStartCommand(const QString& command);
+    // How the update side behind the network proxy misbehaves.
+    void setNetworkUpdateFaults(const SimNetworkUpdate::Faults& faults);
     // Sends bytes as they are (garbage, unsolicited lines), paced like any
     // output, even when silent.
     void sendRaw(const QByteArray& bytes);

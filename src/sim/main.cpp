@@ -19,6 +19,8 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <functional>
+#include <map>
 #include <memory>
 #include <pthread.h>
 #include <thread>
@@ -47,7 +49,13 @@ const char kUsage[] =
     "  --no-ready        the firmware erase fails (\"error\" instead of \"ready\")\n"
     "  --bad-echo N      firmware transmission N (from 0) comes back damaged\n"
     "  --erase-ms MS     the firmware erase takes MS milliseconds (default 300)\n"
+    "                    (--no-ready, --bad-echo and --erase-ms are for the serial\n"
+    "                    firmware engine, which no unit command starts yet)\n"
+    "  --net-drop N      the network proxy drops the connection after N update records\n"
+    "  --net-stall N     the unit behind the proxy stops reporting progress after\n"
+    "                    N update records\n"
     "  --help            show this help\n";
+
 // The simulated unit as the output window sees it.
 class SimOutput final : public UnitOutputSource {
 public:
@@ -125,52 +133,70 @@ struct Options {
     int tcpPort = 0;
     QString announceName = QStringLiteral("QZ62 simulator");
     SimBootLoader::Faults faults;
+    SimNetworkUpdate::Faults networkFaults;
 };
 
-// Applies the command line to the unit and o; an exit status when the
-// program is to end at once (help, a bad option), else -1.
-int applyOptions(const QStringList& args, SimulatedUnit& sim, Options& o) {
+// The value after the option at i as a number (i moves onto it).
+bool number(const QStringList& args, qsizetype& i, int* value) {
+    if (i + 1 >= args.size())
+        return false;
+    bool ok = false;
+    *value = args.at(++i).toInt(&ok);
+    return ok;
+}
+
+// Options that take a number; false when a is not one of them or lacks it.
+bool numberOption(SimulatedUnit& sim, Options& o, const QStringList& args, qsizetype& i) {
+    const QString& a = args.at(i);
+    int value = 0;
+    const std::map<QString, std::function<void(int)>> options = {
+        {QStringLiteral("--baud"), [&](int v) { sim.setWireBaud(v); }},
+        {QStringLiteral("--late"), [&](int v) { sim.setReplyDelayMs(v); }},
+        {QStringLiteral("--tcp"), [&](int v) { o.tcp = true, o.tcpPort = v; }},
+        {QStringLiteral("--wrong-echo"), [&](int v) { o.faults.wrongEchoAt = v; }},
+        {QStringLiteral("--nak-record"), [&](int v) { o.faults.nakRecordAt = v; }},
+        {QStringLiteral("--bad-echo"), [&](int v) { o.faults.badEchoAt = v; }},
+        {QStringLiteral("--erase-ms"), [&](int v) { o.faults.firmwareEraseMs = v; }},
+        {QStringLiteral("--net-drop"), [&](int v) { o.networkFaults.dropAfter = v; }},
+        {QStringLiteral("--net-stall"), [&](int v) { o.networkFaults.stallAfter = v; }},
+    };
+    const auto it = options.find(a);
+    if (it == options.end() || !number(args, i, &value))
+        return false;
+    it->second(value);
+    return true;
+}
+
+// -1 when the options were taken, else the exit status (help, a mistake).
+int parseOptions(SimulatedUnit& sim, Options& o, const QStringList& args) {
     for (qsizetype i = 0; i < args.size(); ++i) {
         const QString& a = args.at(i);
         if (a == QLatin1String("--help") || a == QLatin1String("-h")) {
             std::fputs(kUsage, stdout);
             return 0;
-        } else if (a == QLatin1String("--baud") && i + 1 < args.size()) {
-            sim.setWireBaud(args.at(++i).toInt());
-        } else if (a == QLatin1String("--late") && i + 1 < args.size()) {
-            sim.setReplyDelayMs(args.at(++i).toInt());
-        } else if (a == QLatin1String("--tcp") && i + 1 < args.size()) {
-            o.tcpPort = args.at(++i).toInt(&o.tcp);
+        } else if (numberOption(sim, o, args, i)) {
+            continue;
         } else if (a == QLatin1String("--announce") && i + 1 < args.size()) {
             o.announceName = args.at(++i);
         } else if (a == QLatin1String("--no-announce")) {
             o.announceName.clear();
         } else if (a == QLatin1String("--window")) {
-            // taken above
+            // taken before the application was made
         } else if (a == QLatin1String("--silent")) {
             sim.setSilent(true);
         } else if (a == QLatin1String("--not-qz62")) {
             sim.setFailIdentification(true);
         } else if (a == QLatin1String("--firmware") && i + 1 < args.size()) {
             sim.setFirmwareVersion(args.at(++i));
-        } else if (a == QLatin1String("--wrong-echo") && i + 1 < args.size()) {
-            o.faults.wrongEchoAt = args.at(++i).toInt();
         } else if (a == QLatin1String("--no-erase-ack")) {
             o.faults.noEraseAck = true;
-        } else if (a == QLatin1String("--nak-record") && i + 1 < args.size()) {
-            o.faults.nakRecordAt = args.at(++i).toInt();
         } else if (a == QLatin1String("--no-ready")) {
             o.faults.noReady = true;
-        } else if (a == QLatin1String("--bad-echo") && i + 1 < args.size()) {
-            o.faults.badEchoAt = args.at(++i).toInt();
-        } else if (a == QLatin1String("--erase-ms") && i + 1 < args.size()) {
-            o.faults.firmwareEraseMs = args.at(++i).toInt();
         } else {
             std::fputs(kUsage, stderr);
             return 2;
         }
     }
-    sim.setBootFaults(o.faults);
     return -1;
 }
 
@@ -187,11 +213,12 @@ int main(int argc, char** argv) {
     const bool window = wantsWindow(argc, argv);
     std::unique_ptr<QCoreApplication> app = window ? std::make_unique<QApplication>(argc, argv)
                                                    : std::make_unique<QCoreApplication>(argc, argv);
-    const QStringList args = QCoreApplication::arguments().mid(1);
     SimulatedUnit sim;
     Options o;
-    if (const int status = applyOptions(args, sim, o); status >= 0)
+    if (const int status = parseOptions(sim, o, QCoreApplication::arguments().mid(1)); status >= 0)
         return status;
+    sim.setBootFaults(o.faults);
+    sim.setNetworkUpdateFaults(o.networkFaults);
     // Wait for the end signal synchronously, so the terminal is closed cleanly.
     sigset_t endSignals;
     sigemptyset(&endSignals);

@@ -63,6 +63,65 @@ TEST(SimProtocol, RecordsMidiAndKeepsLinesWhole) {
     EXPECT_EQ(unit.cueText(), QStringLiteral("Bar 12"));
 }
 
+TEST(SimProtocol, StartsNoFirmwareUpdateOnTheSerialLineUnlessATestNamesTheStart) {
+    const Clock::time_point t0 = Clock::now();
+    const struct {
+        const char* name;
+        QString testStart;
+        QByteArray command;
+        bool starts;
+    } cases[] = {
+        {"the network proxy's start on the serial line", QString(), " u 0", false},
+        {"a test's own start", QStringLiteral("fw-test"), "fw-test", true},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        SimProtocol unit;
+        unit.bootLoader().setFirmwareStartCommand(c.testStart);
+        EXPECT_EQ(exchange(unit, c.command, t0), c.command + "\r\n>");
+        EXPECT_EQ(unit.bootLoader().active(), c.starts);
+        EXPECT_EQ(unit.tick(t0 + 2s).bytes, c.starts ? QByteArray("ready\r\n") : QByteArray());
+    }
+}
+
+TEST(SimProtocol, NetworkUpdateFaultsDropTheConnectionOrSilenceTheUnit) {
+    const Clock::time_point t0 = Clock::now();
+    const QByteArray records = QByteArray(":00\n").repeated(250);
+    const struct {
+        const char* name;
+        SimNetworkUpdate::Faults faults;
+        QByteArray reports; // what the unit says for 250 records and a quiet end
+        bool hangUp;
+    } cases[] = {
+        {"no fault", {}, "u 100\r\n>u 200\r\n>u 250\r\nu 0\r\n>", false},
+        {"stalls after 150", {.stallAfter = 150}, "u 100\r\n>", false},
+        {"drops after 120", {.dropAfter = 120}, "u 100\r\n>", true},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        SimProtocol unit;
+        unit.setNetworkFaults(c.faults);
+        EXPECT_TRUE(unit.feed(" u 0\n", t0, 1).isEmpty());
+        QByteArray said = unit.feed(records, t0, 1);
+        EXPECT_EQ(unit.takeHangUp(1), c.hangUp);
+        said += unit.tick(t0 + 1s).bytes;
+        EXPECT_EQ(said, c.reports);
+    }
+}
+
+TEST(SimProtocol, ReportsTheSettingsSizeAndCanDamageARow) {
+    SimProtocol unit;
+    unit.setSettingsSize(0x40);
+    unit.setUnreadableRow(0xfc10);
+    EXPECT_EQ(exchange(unit, "k"), "k\r\nk fc00 40 3.32.6\r\n>");
+    EXPECT_EQ(exchange(unit, "j fc30"),
+              "j fc30\r\nj fc30 fb 20 45 6a 8f b4 d9 fe 23 48 6d 92 b7 dc 01 26\r\n>");
+    EXPECT_EQ(exchange(unit, "j fc40"),
+              "j fc40\r\nj fc40 ff ff ff ff ff ff ff ff ff ff ff ff ff ff ff ff\r\n>");
+    EXPECT_EQ(exchange(unit, "j fc10"),
+              "j fc10\r\nj fc10 5b 80 a5 ca ef 14 39 5e 83 a8 cd f2 17\r\n>");
+}
+
 TEST(SimulatedUnit, EmulatedWireSpeedDelaysEveryByte) {
     SimulatedUnit sim;
     ASSERT_TRUE(sim.start());
