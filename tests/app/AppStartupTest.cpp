@@ -163,11 +163,21 @@ TEST(AppStartup, ASheetBeingEditedWhenKilledIsOfferedAtTheNextStart) {
     RecordingAlerts alerts;
     const QString list =
         scratch.write(QStringLiteral("spotting.csv"), "2M1 01:02:03:04 01:02:09:00 Car arrives\n");
-    // The list opens as an untitled sheet holding its row: modified.
+    // The list opens as an untitled sheet holding its row: modified. The
+    // killed program is only here to leave its copy behind; it paints its
+    // windows, and Qt hands large image conversions to its own thread pool,
+    // whose locks the thread checker cannot see in a Qt not built for it. A
+    // report from there must not stop the program before the copy is written.
+    const QByteArray checkerOptions = qgetenv("TSAN_OPTIONS");
+    qputenv("TSAN_OPTIONS", checkerOptions + ":halt_on_error=0");
     const pid_t killed =
         jacktest::spawn(QStringLiteral(QZ62_BINARY_DIR "/src/app/qz62"),
                         {QStringLiteral("--simulator"), QStringLiteral("--instance"),
                          instanceName() + QStringLiteral("-killed"), list});
+    if (checkerOptions.isEmpty())
+        qunsetenv("TSAN_OPTIONS");
+    else
+        qputenv("TSAN_OPTIONS", checkerOptions);
     ASSERT_GT(killed, 0);
     const QString folder = qEnvironmentVariable("XDG_DATA_HOME") + QStringLiteral("/qz62/recovery");
     const bool copied = waitFor([&] { return !recoveryCopies(folder).isEmpty(); }, 30000);
