@@ -15,6 +15,8 @@ int dumpMidi(const QStringList& args);   // MidiCommands.cpp
 int srec(const QStringList& args);       // SRecCommands.cpp
 int midiPorts(const QStringList& args);  // MtcCommands.cpp
 int mtc(const QStringList& args);        // MtcCommands.cpp
+int exportCsv(const QStringList& args);  // ListCommands.cpp
+int print(const QStringList& args);      // ListCommands.cpp
 
 // "qz62ctl: <message>" on stderr, returns 2.
 int fail(const QString& message);

@@ -7,6 +7,7 @@
 #include "cues/CueNotes.h"
 #include "cues/CueSheet.h"
 #include "cues/CueText.h"
+#include "cues/OtherLists.h"
 #include "cues/PdfCueReader.h"
 #include "cues/TextFileReader.h"
 #include "timecode/TcCalculator.h"
@@ -21,7 +22,9 @@ const char kImportUsage[] =
     "usage: qz62ctl import FILE... [-o SHEET.txt] [options]\n"
     "  Imports cue lists into a cue sheet, written to SHEET.txt or standard\n"
     "  output: text files (each line with a timecode becomes a cue; UTF-8, UTF-16\n"
-    "  with a byte-order mark, otherwise Windows-1252), PDF cue sheets (EdiCue,\n"
+    "  with a byte-order mark, otherwise Windows-1252), delimited lists and .xlsx\n"
+    "  spreadsheets (see --map), SubRip subtitles (.srt), session marker lists,\n"
+    "  PDF cue sheets (EdiCue,\n"
     "  filmlight, or any with timecodes, every page) and MIDI files (each cue\n"
     "  trigger with its text, counted from the file's start). A cue sheet's rows\n"
     "  are read field by field and its header values are kept; the options below\n"
@@ -31,6 +34,11 @@ const char kImportUsage[] =
     "  --text, --no-text     send the cue text (default on)\n"
     "  --cue-id, --no-cue-id put the cue identifier before the text (default on)\n"
     "  --pulldown, --no-pulldown  pulldown for the MIDI export (default off)\n"
+    "  --map id=N,in=N,out=N,text=N,notes=N+N\n"
+    "                        columns of a delimited list (CSV, semicolons, tabs)\n"
+    "                        or spreadsheet, from 1; any text file is then read as\n"
+    "                        such a list. Without it .csv, .tsv and .xlsx files\n"
+    "                        have their columns guessed from the header row\n"
     "  --sort                sort the cues by in time\n"
     "  --duplicates, --no-duplicates  when sorting, keep only the first cue of equal\n"
     "                        in times (default on)\n"
@@ -69,6 +77,7 @@ struct ImportOptions {
     QString outputPath;
     GivenSettings settings;
     bool sort = false;
+    std::optional<delimited::ColumnMapping> map;
 };
 
 // The exit status when the arguments end the command (help, a mistake);
@@ -105,6 +114,13 @@ std::optional<int> parseImportOptions(const QStringList& args, ImportOptions& op
                    cli::takeSwitch(arg, "duplicates", settings.duplicate) ||
                    cli::takeSwitch(arg, "midnight", settings.midnight)) {
             continue;
+        } else if (arg == QLatin1String("--map")) {
+            if (!cli::takeValue(args, i, &value))
+                return fail(QStringLiteral("import: --map needs a list such as id=1,in=2,text=4"));
+            QString error;
+            options.map = delimited::parseMapSpec(value, &error);
+            if (!options.map)
+                return fail(QStringLiteral("import: bad --map: %1").arg(error));
         } else if (arg == QLatin1String("--sort")) {
             options.sort = true;
         } else if (arg.startsWith(u'-') && arg.size() > 1) {
@@ -155,7 +171,15 @@ std::optional<QString> importFile(const QString& path, CueSheet& sheet, CueListI
                 .arg(path, QLatin1String(TextFileReader::kUnreadableNote));
         if (text->windows1252)
             note(path, QLatin1String(TextFileReader::kWindows1252Note));
-        importer.cueTableFromString(text->text);
+        const qsizetype notesBefore = importer.notes().size();
+        const bool asTable = importer.chooseColumns && !otherlists::isSubRip(path) &&
+                             !otherlists::hasMarkerList(text->text);
+        const bool read = asTable ? importer.importTable(path, delimited::parse(text->text))
+                                  : importer.importText(path, text->text);
+        for (const QString& line : importer.notes().mid(notesBefore))
+            cli::warn(QStringLiteral("import: ") + line);
+        if (!read)
+            return QStringLiteral("import: %1: no cues read").arg(path);
     }
     const CueSheetSettings& settings = sheet.settings();
     note(path, cuetext::substitutionNote(sheet.rows().mid(before), settings.cueId, settings.text));
@@ -173,7 +197,17 @@ int import(const QStringList& args) {
     // Every file is read before anything is written, so a bad one leaves no
     // half-made sheet behind.
     CueSheet sheet;
+    // Times in other programs' forms are read at the rate asked for.
+    options.settings.applyTo(sheet.settings());
     CueListImporter importer(sheet);
+    if (const std::optional<delimited::ColumnMapping> map = options.map) {
+        importer.chooseColumns = [map](const QString&, const delimited::Table&,
+                                       const delimited::ColumnMapping& guess) {
+            delimited::ColumnMapping given = *map;
+            given.header = guess.header;
+            return std::optional<delimited::ColumnMapping>(given);
+        };
+    }
     PdfCueReader pdfReader;
     // The PDF scanner's report must not mix with a sheet on standard output,
     // wherever the sheet goes.

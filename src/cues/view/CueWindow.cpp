@@ -172,6 +172,8 @@ void CueWindow::buildMenus() {
     cues->addSeparator();
     cues->addAction(tr("&Export MIDI File…"), this, &CueWindow::exportMidi);
     cues->addAction(tr("&Import MIDI File…"), this, &CueWindow::importMidi);
+
+    m_fileMenu->addAction(tr("Export &CSV…"), this, &CueWindow::exportCsv);
 }
 
 void CueWindow::connectControls() {
@@ -194,7 +196,14 @@ void CueWindow::connectControls() {
     connect(m_document, &CueDocument::rowsChanged, this, &CueWindow::updateCount);
     connect(m_document, &CueDocument::logText, this, &CueWindow::logText);
     connect(m_document, &CueDocument::message, this, &CueWindow::showMessage);
-    connect(m_table, &CueTableView::filesDropped, m_document, &CueDocument::dropFiles);
+    connect(m_table, &CueTableView::filesDropped, this,
+            [this](const QStringList& paths, bool sourceOffersLink) {
+                m_document->dropFiles(paths, sourceOffersLink,
+                                      [this](const QString& path, const delimited::Table& preview,
+                                             const delimited::ColumnMapping& guess) {
+                                          return chooseColumns(path, preview, guess);
+                                      });
+            });
     connect(m_table->selectionModel(), &QItemSelectionModel::selectionChanged, this,
             [this] { m_document->selectRow(m_table->firstSelectedRow()); });
 }

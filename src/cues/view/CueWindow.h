@@ -1,6 +1,7 @@
 #pragma once
 
 #include "cues/CueSheet.h"
+#include "cues/DelimitedText.h"
 
 #include <QMainWindow>
 #include <QMessageBox>
@@ -34,6 +35,12 @@ struct CueDialogs {
     // Whether to replace an existing file the save dialog did not ask about
     // (the name it was given had no extension).
     std::function<bool(QWidget* parent, const QString& path)> confirmReplace;
+    // The columns of a delimited list or spreadsheet, over its first rows,
+    // starting from `start`: the mapping, or nothing when cancelled.
+    std::function<std::optional<delimited::ColumnMapping>(QWidget* parent, const QString& path,
+                                                          const delimited::Table& preview,
+                                                          const delimited::ColumnMapping& start)>
+        chooseColumns;
 };
 CueDialogs& cueDialogs();
 
@@ -85,6 +92,12 @@ public:
     // File > Import…: rows from cue lists (text in any encoding the reader
     // knows, PDFs) added to this sheet; the message line says what came in.
     void importLists();
+    // The cues of these files added to this sheet; a delimited list or a
+    // spreadsheet asks for its columns (starting from the choice made for
+    // the last file with the same header row, or from the guess).
+    int importFiles(const QStringList& paths);
+    // File > Export CSV…: the rows as CSV, which File > Import reads back.
+    void exportCsv();
 
     // --- the window's commands ---
     void copy();
@@ -124,6 +137,9 @@ private:
     void updateCount();
     QString askSavePath(const QString& caption, const QString& filter, const char* extension);
     bool writeSheet(const QString& path);
+    std::optional<delimited::ColumnMapping> chooseColumns(const QString& path,
+                                                          const delimited::Table& preview,
+                                                          const delimited::ColumnMapping& guess);
 
     CueDocument* m_document = nullptr;
     CueTableModel* m_model = nullptr;

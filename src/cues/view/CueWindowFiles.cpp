@@ -4,11 +4,16 @@
 #include "cues/CueDocument.h"
 #include "cues/CueMidiExport.h"
 #include "cues/CueNotes.h"
+#include "cues/view/ColumnMappingDialog.h"
 #include "cues/view/CueTableView.h"
 #include "midi/MidiTrack.h"
 
+#include "base/OutputFile.h"
+
+#include <QCryptographicHash>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QSettings>
 
 CueDialogs& cueDialogs() {
     static CueDialogs dialogs{
@@ -33,6 +38,13 @@ CueDialogs& cueDialogs() {
                                              .arg(QFileInfo(path).fileName()),
                                          QMessageBox::Yes | QMessageBox::Cancel,
                                          QMessageBox::Cancel) == QMessageBox::Yes;
+        },
+        [](QWidget* parent, const QString& path, const delimited::Table& preview,
+           const delimited::ColumnMapping& start) -> std::optional<delimited::ColumnMapping> {
+            ColumnMappingDialog dialog(QFileInfo(path).fileName(), preview, start, parent);
+            if (dialog.exec() != QDialog::Accepted)
+                return std::nullopt;
+            return dialog.mapping();
         }};
     return dialogs;
 }
@@ -41,8 +53,16 @@ namespace {
 const QString kSheetFilter = QStringLiteral("Cue sheets (*.txt *.TXT)");
 const QString kMidiFilter = QStringLiteral("MIDI files (*.mid *.MID)");
 const QString kListFilter =
-    QStringLiteral("Cue lists (*.txt *.TXT *.csv *.CSV *.tsv *.TSV *.text *.pdf *.PDF);;"
-                   "All files (*)");
+    QStringLiteral("Cue lists (*.txt *.TXT *.csv *.CSV *.tsv *.TSV *.text *.pdf *.PDF *.srt "
+                   "*.SRT *.xlsx *.XLSX);;All files (*)");
+const QString kCsvFilter = QStringLiteral("CSV files (*.csv *.CSV)");
+
+// Where the columns chosen for a header row are remembered.
+QString mappingKey(const QStringList& header) {
+    const QByteArray names = header.join(QChar(0x1f)).toUtf8();
+    return QStringLiteral("ImportColumns/") +
+           QString::fromLatin1(QCryptographicHash::hash(names, QCryptographicHash::Sha1).toHex());
+}
 
 // A name without an extension gets the one its kind of file has (the
 // import dialogs show files by extension); any other name stays as given.
@@ -97,7 +117,55 @@ bool CueWindow::writeSheet(const QString& path) {
 void CueWindow::importLists() {
     const QStringList paths = cueDialogs().openFiles(this, tr("Import Cue Lists"), kListFilter);
     if (!paths.isEmpty())
-        m_document->importFiles(paths);
+        importFiles(paths);
+}
+
+int CueWindow::importFiles(const QStringList& paths) {
+    return m_document->importFiles(paths,
+                                   [this](const QString& path, const delimited::Table& preview,
+                                          const delimited::ColumnMapping& guess) {
+                                       return chooseColumns(path, preview, guess);
+                                   });
+}
+
+std::optional<delimited::ColumnMapping>
+CueWindow::chooseColumns(const QString& path, const delimited::Table& preview,
+                         const delimited::ColumnMapping& guess) {
+    delimited::ColumnMapping start = guess;
+    const QString key = guess.header && !preview.records.isEmpty()
+                            ? mappingKey(preview.records.first())
+                            : QString();
+    QSettings settings;
+    if (!key.isEmpty()) {
+        if (auto remembered = delimited::parseMapSpec(settings.value(key).toString())) {
+            start = *remembered;
+            start.header = true;
+        }
+    }
+    std::optional<delimited::ColumnMapping> chosen =
+        cueDialogs().chooseColumns(this, path, preview, start);
+    if (chosen && chosen->header && !preview.records.isEmpty())
+        settings.setValue(mappingKey(preview.records.first()), delimited::mapSpec(*chosen));
+    return chosen;
+}
+
+void CueWindow::exportCsv() {
+    if (m_document->rowCount() == 0) {
+        showMessage(tr("There are no cues to export."));
+        return;
+    }
+    const QString path = askSavePath(tr("Export CSV"), kCsvFilter, "csv");
+    if (path.isEmpty())
+        return;
+    QString error;
+    if (!OutputFile::write(path, delimited::csvForRows(m_document->rows()), &error)) {
+        alerts::show(tr("The CSV file could not be written to %1: %2").arg(path, error));
+        return;
+    }
+    showMessage(tr("%1 written to \u201c%2\u201d.")
+                    .arg(m_document->rowCount() == 1 ? tr("1 cue")
+                                                     : tr("%1 cues").arg(m_document->rowCount()),
+                         QFileInfo(path).fileName()));
 }
 
 void CueWindow::exportMidi() {
