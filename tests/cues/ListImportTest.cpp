@@ -243,3 +243,49 @@ TEST(OtherLists, SessionMarkerList) {
 }
 
 } // namespace
+
+namespace {
+
+// The three list commands of qz62ctl as the user runs them, one pass: a
+// delimited list with its columns given, that sheet as CSV and on paper, and
+// both read back.
+TEST_F(ListFiles, Qz62ctlMapExportCsvAndPrintGiveTheRowsBack) {
+    const ToolOutput imported =
+        qz62ctl({"import", "--map", "id=1,in=3,out=4,text=5,notes=2",
+                 m_scratch.path("spotting.csv"), "-o", m_scratch.path("sheet.txt")});
+    ASSERT_EQ(imported.exitCode, 0) << imported.err.toStdString();
+    EXPECT_TRUE(imported.err.contains("1 row skipped")) << imported.err.toStdString();
+    // Long texts, so the printed table wraps them and runs over pages.
+    QByteArray sheet = readFile(m_scratch.path("sheet.txt"));
+    for (int i = 0; i < 40; ++i)
+        sheet += QStringLiteral("9M%1\t02:00:%2:00\t---\t%3\tnote %1\n")
+                     .arg(i)
+                     .arg(i + 10)
+                     .arg(QString("word%1 ").arg(i).repeated(12).trimmed())
+                     .toUtf8();
+    ASSERT_TRUE(writeFile(m_scratch.path("sheet.txt"), sheet));
+    const QByteArray rows = sheet.mid(sheet.indexOf("1M1"));
+
+    ASSERT_EQ(qz62ctl({"export-csv", m_scratch.path("sheet.txt"), "-o", m_scratch.path("s.csv")})
+                  .exitCode,
+              0);
+    QProcessEnvironment noDisplay = QProcessEnvironment::systemEnvironment();
+    noDisplay.remove("DISPLAY");
+    noDisplay.remove("QT_QPA_PLATFORM");
+    const ToolOutput printed = runTool(
+        QZ62_BINARY_DIR "/src/cli/qz62ctl",
+        {"print", m_scratch.path("sheet.txt"), "-o", m_scratch.path("s.pdf"), "--paper", "letter"},
+        noDisplay);
+    ASSERT_EQ(printed.exitCode, 0) << printed.err.toStdString();
+    const ToolOutput info = runTool("pdfinfo", {m_scratch.path("s.pdf")});
+    EXPECT_TRUE(info.out.contains("Pages:           3")) << info.out.toStdString();
+    EXPECT_TRUE(info.out.contains("612 x 792 pts")) << info.out.toStdString();
+
+    for (const char* file : {"s.csv", "s.pdf"}) {
+        const ToolOutput back = qz62ctl({"import", m_scratch.path(file)});
+        ASSERT_EQ(back.exitCode, 0) << back.err.toStdString();
+        EXPECT_EQ(back.out.mid(back.out.indexOf("1M1")), rows) << file;
+    }
+}
+
+} // namespace

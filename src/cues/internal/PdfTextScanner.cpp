@@ -162,7 +162,11 @@ private:
         const bool goesOn = m_glyphStep && m_items.size() > m_blockStart;
         m_glyphStep = false;
         if (goesOn) {
-            m_items.last().text += text;
+            // Such writers may name their blank glyph a tab (Qt does, once a
+            // tab was laid out in the same font): inside a run it is a blank.
+            QString glyph = text;
+            glyph.replace(u'\t', u' ');
+            m_items.last().text += glyph;
             return;
         }
         const Matrix place = m_textMatrix.then(m_ctm);

@@ -174,6 +174,9 @@ void CueWindow::buildMenus() {
     cues->addAction(tr("&Import MIDI File…"), this, &CueWindow::importMidi);
 
     m_fileMenu->addAction(tr("Export &CSV…"), this, &CueWindow::exportCsv);
+    m_fileMenu->addAction(tr("Export P&DF…"), this, &CueWindow::exportPdf);
+    QAction* print = m_fileMenu->addAction(tr("&Print…"), this, &CueWindow::print);
+    print->setShortcut(QKeySequence::Print);
 }
 
 void CueWindow::connectControls() {

@@ -18,6 +18,7 @@ class QLabel;
 class QLayout;
 class QLineEdit;
 class QMenu;
+class QPrinter;
 class QPushButton;
 class QVBoxLayout;
 
@@ -41,6 +42,8 @@ struct CueDialogs {
                                                           const delimited::Table& preview,
                                                           const delimited::ColumnMapping& start)>
         chooseColumns;
+    // The printer to print on, set up by the user: false when cancelled.
+    std::function<bool(QWidget* parent, QPrinter& printer)> setUpPrinter;
 };
 CueDialogs& cueDialogs();
 
@@ -98,6 +101,9 @@ public:
     int importFiles(const QStringList& paths);
     // File > Export CSV…: the rows as CSV, which File > Import reads back.
     void exportCsv();
+    // File > Export PDF… and File > Print…: the sheet as a paginated table.
+    void exportPdf();
+    void print();
 
     // --- the window's commands ---
     void copy();

@@ -4,6 +4,7 @@
 #include "cues/CueDocument.h"
 #include "cues/CueMidiExport.h"
 #include "cues/CueNotes.h"
+#include "cues/CueSheetPrinter.h"
 #include "cues/view/ColumnMappingDialog.h"
 #include "cues/view/CueTableView.h"
 #include "midi/MidiTrack.h"
@@ -13,6 +14,8 @@
 #include <QCryptographicHash>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QPrintDialog>
+#include <QPrinter>
 #include <QSettings>
 
 CueDialogs& cueDialogs() {
@@ -45,6 +48,10 @@ CueDialogs& cueDialogs() {
             if (dialog.exec() != QDialog::Accepted)
                 return std::nullopt;
             return dialog.mapping();
+        },
+        [](QWidget* parent, QPrinter& printer) {
+            QPrintDialog dialog(&printer, parent);
+            return dialog.exec() == QDialog::Accepted;
         }};
     return dialogs;
 }
@@ -56,6 +63,7 @@ const QString kListFilter =
     QStringLiteral("Cue lists (*.txt *.TXT *.csv *.CSV *.tsv *.TSV *.text *.pdf *.PDF *.srt "
                    "*.SRT *.xlsx *.XLSX);;All files (*)");
 const QString kCsvFilter = QStringLiteral("CSV files (*.csv *.CSV)");
+const QString kPdfFilter = QStringLiteral("PDF files (*.pdf *.PDF)");
 
 // Where the columns chosen for a header row are remembered.
 QString mappingKey(const QStringList& header) {
@@ -202,4 +210,30 @@ void CueWindow::importMidi() {
         return;
     m_document->importMidiFile(
         path, [this](const QByteArray& text) { emit logText(QString::fromUtf8(text)); });
+}
+
+void CueWindow::exportPdf() {
+    const QString path = askSavePath(tr("Export PDF"), kPdfFilter, "pdf");
+    if (path.isEmpty())
+        return;
+    QString error;
+    int pages = 0;
+    if (!cueprint::writePdf(path, m_document->displayName(), m_document->rows(),
+                            cueprint::paperForLocale(), &error, &pages)) {
+        alerts::show(tr("The PDF could not be written to %1: %2").arg(path, error));
+        return;
+    }
+    showMessage(tr("\u201c%1\u201d written: %2.")
+                    .arg(QFileInfo(path).fileName(),
+                         pages == 1 ? tr("1 page") : tr("%1 pages").arg(pages)));
+}
+
+void CueWindow::print() {
+    QPrinter printer;
+    printer.setPageSize(QPageSize(
+        cueprint::paperForLocale() == cueprint::Paper::Letter ? QPageSize::Letter : QPageSize::A4));
+    printer.setDocName(m_document->displayName());
+    if (!cueDialogs().setUpPrinter(this, printer))
+        return;
+    cueprint::paint(printer, m_document->displayName(), m_document->rows());
 }
