@@ -1,6 +1,7 @@
 #pragma once
 
 #include "cues/CueListImporter.h"
+#include "cues/CueListTools.h"
 #include "cues/CueSheet.h"
 
 #include <QList>
@@ -71,6 +72,11 @@ public:
     // message().
     QStringList sort();
     void clearAll();
+    // The list tools (cuelisttools) on the rows given, every row when none;
+    // each one step, and the message says what changed.
+    void offsetTimes(const QList<int>& rows, int frames);
+    void renumber(const QList<int>& rows, const cuelisttools::Numbering& numbering);
+    int replaceText(const QString& find, const QString& replacement, Qt::CaseSensitivity cs);
 
     // --- header values ---
     const CueSheetSettings& settings() const { return m_sheet.settings(); }

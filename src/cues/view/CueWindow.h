@@ -44,6 +44,11 @@ struct CueDialogs {
         chooseColumns;
     // The printer to print on, set up by the user: false when cancelled.
     std::function<bool(QWidget* parent, QPrinter& printer)> setUpPrinter;
+    // A line of text for a list tool (an offset, a numbering, words to find):
+    // nothing when cancelled.
+    std::function<std::optional<QString>(QWidget* parent, const QString& title,
+                                         const QString& label, const QString& start)>
+        askText;
 };
 CueDialogs& cueDialogs();
 
@@ -115,6 +120,11 @@ public:
     // message line says what the sort and the export changed.
     void exportMidi();
     void importMidi();
+    // The list tools, on the selected rows (every row when none is
+    // selected for the offset): each asks its question, then one step.
+    void offsetTimes();
+    void renumber();
+    void findReplace();
 
 signals:
     void activated(CueWindow* window);

@@ -14,6 +14,8 @@
 #include <QCryptographicHash>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QInputDialog>
+#include <QLineEdit>
 #include <QPrintDialog>
 #include <QPrinter>
 #include <QSettings>
@@ -52,6 +54,13 @@ CueDialogs& cueDialogs() {
         [](QWidget* parent, QPrinter& printer) {
             QPrintDialog dialog(&printer, parent);
             return dialog.exec() == QDialog::Accepted;
+        },
+        [](QWidget* parent, const QString& title, const QString& label,
+           const QString& start) -> std::optional<QString> {
+            bool ok = false;
+            const QString text =
+                QInputDialog::getText(parent, title, label, QLineEdit::Normal, start, &ok);
+            return ok ? std::optional<QString>(text) : std::nullopt;
         }};
     return dialogs;
 }
