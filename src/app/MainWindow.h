@@ -62,6 +62,10 @@ public:
     CueWindows* cueWindows() const { return m_cueWindows; }
     UpdatePanel* updatePanel() const { return m_updatePanel; }
     QString statusText() const;
+    // Puts the window, its dock, the panel's tab and its log's ping filter
+    // as the user left them at the last close, and keeps them again at this
+    // one. The application calls it before showing the window.
+    void rememberLayout();
 
 protected:
     void closeEvent(QCloseEvent* event) override;
@@ -75,6 +79,7 @@ private:
     void stopMidi();
     void showAbout();
     void showLinkState(const QString& text, PanelController::LinkState state);
+    void saveLayout();
 
     std::unique_ptr<Ui::MainWindow> m_ui;
     PanelAlerts m_panelAlerts;
@@ -91,4 +96,5 @@ private:
     UpdatePanel* m_updatePanel = nullptr;
     QLabel* m_linkLabel = nullptr;
     bool m_closed = false;
+    bool m_remembersLayout = false;
 };

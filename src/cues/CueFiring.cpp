@@ -97,8 +97,8 @@ void CueFiring::mtcEvent(const mtcframe::Frame& mtc) {
         rememberFired(now);
         if (CommandSink* sink = m_sink.load(std::memory_order_acquire)) {
             for (int i = 0; i < step.fireCount; ++i) {
-                sink->sendMidiTrigger(midimsg::kAccumulateNote);
-                sink->sendBytes(rows[size_t(step.fire[size_t(i)])].sysex);
+                sink->sendTimingBytes(midimsg::trigger(midimsg::kAccumulateNote));
+                sink->sendTimingBytes(rows[size_t(step.fire[size_t(i)])].sysex);
             }
         }
         m_fired.fetch_add(step.fireCount, std::memory_order_relaxed);

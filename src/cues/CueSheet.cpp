@@ -320,8 +320,8 @@ void CueSheet::onClearText() {
 void CueSheet::sendTriggerAndText(const CueItem& item, int trigger) {
     if (!m_comThread)
         return;
-    m_comThread->sendBytes(midimsg::noteOn(midimsg::kAccumulateNote, trigger));
-    m_comThread->sendBytes(midimsg::cueTextSysex(cueItemText(item)));
+    m_comThread->sendTimingBytes(midimsg::noteOn(midimsg::kAccumulateNote, trigger));
+    m_comThread->sendTimingBytes(midimsg::cueTextSysex(cueItemText(item)));
 }
 
 void CueSheet::mtcEvent(const QByteArray& mtc) {

@@ -53,10 +53,13 @@ TEST(CueWalk, LeadIsTheStreamerAtTheFrameRate) {
     EXPECT_EQ(cuewalk::leadFrames(3, 0), 1); // truncated
 }
 
+// What the firing sent on the timing path, and anything it queued instead.
 struct SentBytes : CommandSink {
     QByteArray bytes;
-    void sendString(const QString& command) override { bytes += command.toLatin1() + '\n'; }
-    void sendBytes(const QByteArray& b) override { bytes += b; }
+    QByteArray queued;
+    void sendString(const QString& command) override { queued += command.toLatin1() + '\n'; }
+    void sendBytes(const QByteArray& b) override { queued += b; }
+    void sendTimingBytes(const QByteArray& b) override { bytes += b; }
     int txCount() const override { return 0; }
 };
 
@@ -84,6 +87,7 @@ TEST(CueFiring, OncePerPassOverAFrame) {
         firing.mtcEvent(mtcOf(due + offset));
     EXPECT_EQ(firing.firedCount(), 2);
     EXPECT_TRUE(sent.bytes.startsWith(QByteArray::fromHex("907740f02001")));
+    EXPECT_TRUE(sent.queued.isEmpty());
 }
 
 } // namespace

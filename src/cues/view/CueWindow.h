@@ -36,6 +36,8 @@ struct CueDialogs {
     // Whether to replace an existing file the save dialog did not ask about
     // (the name it was given had no extension).
     std::function<bool(QWidget* parent, const QString& path)> confirmReplace;
+    // Whether every one of `rows` rows may go (Undo brings them back).
+    std::function<bool(QWidget* parent, int rows)> confirmClearAll;
     // The columns of a delimited list or spreadsheet, over its first rows,
     // starting from `start`: the mapping, or nothing when cancelled.
     std::function<std::optional<delimited::ColumnMapping>(QWidget* parent, const QString& path,
@@ -116,6 +118,8 @@ public:
     void paste();
     void deleteSelectedRows();
     void addRow();
+    // Empties the sheet once the user has agreed.
+    void clearAll();
     // Sorts, then writes the MIDI file (".mid" added to a bare name); the
     // message line says what the sort and the export changed.
     void exportMidi();

@@ -44,6 +44,14 @@ CueDialogs& cueDialogs() {
                                          QMessageBox::Yes | QMessageBox::Cancel,
                                          QMessageBox::Cancel) == QMessageBox::Yes;
         },
+        [](QWidget* parent, int rows) {
+            return QMessageBox::question(
+                       parent, QObject::tr("Clear All"),
+                       QObject::tr("Delete all %n cue(s) of this sheet? Undo brings them back.",
+                                   nullptr, rows),
+                       QMessageBox::Yes | QMessageBox::Cancel,
+                       QMessageBox::Cancel) == QMessageBox::Yes;
+        },
         [](QWidget* parent, const QString& path, const delimited::Table& preview,
            const delimited::ColumnMapping& start) -> std::optional<delimited::ColumnMapping> {
             ColumnMappingDialog dialog(QFileInfo(path).fileName(), preview, start, parent);
