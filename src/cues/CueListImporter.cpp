@@ -264,11 +264,16 @@ bool CueListImporter::importFile(const QString& path) {
 
 bool CueListImporter::importText(const QString& path, const QString& text) {
     const int tctype = m_sheet.settings().tctype;
-    if (otherlists::isSubRip(path))
+    if (otherlists::isSubRip(path)) {
         addList(path, otherlists::readSubRip(text, tctype));
-    else if (isDelimited(path) || looksDelimited(text))
-        return importTable(path, delimited::parse(text));
-    else if (otherlists::hasMarkerList(text))
+        return true;
+    }
+    if (isDelimited(path) || looksDelimited(text)) {
+        // A ".csv" of one column is a list of lines, read as such.
+        if (delimited::Table table = delimited::parse(text); table.width() >= 2)
+            return importTable(path, table);
+    }
+    if (otherlists::hasMarkerList(text))
         addList(path, otherlists::readMarkerList(text, tctype));
     else
         cueTableFromString(text);
