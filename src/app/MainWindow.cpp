@@ -14,6 +14,8 @@
 #include <QCloseEvent>
 #include <QDockWidget>
 #include <QLabel>
+#include <QMenu>
+#include <QMenuBar>
 #include <QMessageBox>
 #include <QSettings>
 
@@ -23,6 +25,7 @@ MainWindow::MainWindow(QWidget* parent)
     buildPanel();
     buildEditors();
     buildMidi();
+    buildViewMenu();
     m_cueWindows = new CueWindows(m_panel, m_ui->menuFile, this);
     m_cueWindows->attachTimecode(m_midiView->controller());
     m_updatePanel = new UpdatePanel(m_panel, m_ui->menuUpdate, this);
@@ -56,6 +59,18 @@ void MainWindow::buildEditors() {
     m_monitorView->editor().setComThread(link);
     m_punchView->editor().setComThread(link);
     m_annunciatorView->editor().setComThread(link);
+    // Each trigger the tabs send is written in the unit tab's log.
+    auto logTrigger = [this](int note) {
+        QString what = QStringLiteral("accumulate");
+        if (note >= StreamerEditor::kFirstStreamerNote)
+            what = QStringLiteral("streamer %1").arg(note - StreamerEditor::kFirstStreamerNote);
+        else if (note >= PunchEditor::kFirstPunchNote)
+            what = QStringLiteral("punch %1").arg(note - PunchEditor::kFirstPunchNote);
+        m_panel->appendDebugText(
+            QStringLiteral("trigger sent: note %1 (%2)\n").arg(note).arg(what));
+    };
+    m_monitorView->editor().setTriggerHandler(logTrigger);
+    m_punchView->editor().setTriggerHandler(logTrigger);
     controller.parser().setStreamerReceiver(&m_monitorView->editor());
     controller.parser().setPunchReceiver(&m_punchView->editor());
     controller.parser().setAnnunciatorReceiver(&m_annunciatorView->editor());
@@ -70,6 +85,13 @@ void MainWindow::buildMidi() {
     m_midiDock->setFeatures(QDockWidget::NoDockWidgetFeatures);
     m_midiDock->setWidget(m_midiView);
     addDockWidget(Qt::TopDockWidgetArea, m_midiDock);
+}
+
+// Between the MIDI and Update menus; the programs add their windows to it.
+void MainWindow::buildViewMenu() {
+    m_viewMenu = new QMenu(QStringLiteral("&View"), this);
+    m_viewMenu->setObjectName(QStringLiteral("menuView"));
+    menuBar()->insertMenu(m_ui->menuUpdate->menuAction(), m_viewMenu);
 }
 
 void MainWindow::buildStatusBar() {

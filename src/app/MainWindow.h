@@ -13,6 +13,7 @@ class MonitorView;
 class PunchView;
 class QDockWidget;
 class QLabel;
+class QMenu;
 class UpdatePanel;
 namespace Ui {
 class MainWindow;
@@ -61,6 +62,9 @@ public:
     // Null once the window closed.
     CueWindows* cueWindows() const { return m_cueWindows; }
     UpdatePanel* updatePanel() const { return m_updatePanel; }
+    // The View menu, for windows that come and go (the simulated unit's
+    // output).
+    QMenu* viewMenu() const { return m_viewMenu; }
     QString statusText() const;
     // Puts the window, its dock, the panel's tab and its log's ping filter
     // as the user left them at the last close, and keeps them again at this
@@ -75,6 +79,7 @@ private:
     void buildEditors();
     void buildMidi();
     void buildStatusBar();
+    void buildViewMenu();
     void stopEditors();
     void stopMidi();
     void showAbout();
@@ -95,6 +100,7 @@ private:
     CueWindows* m_cueWindows = nullptr;
     UpdatePanel* m_updatePanel = nullptr;
     QLabel* m_linkLabel = nullptr;
+    QMenu* m_viewMenu = nullptr;
     bool m_closed = false;
     bool m_remembersLayout = false;
 };

@@ -14,18 +14,6 @@
 
 namespace {
 
-const char kExportCsvUsage[] =
-    "usage: qz62ctl export-csv SHEET.txt [-o FILE.csv]\n"
-    "  Writes the sheet's rows as CSV (Cue, In, Out, Text, Notes; UTF-8 with a\n"
-    "  byte-order mark) to FILE.csv or standard output; import reads it back.\n";
-
-const char kPrintUsage[] =
-    "usage: qz62ctl print SHEET.txt -o FILE.pdf [--paper a4|letter] [--title NAME]\n"
-    "  Prints the sheet as a paginated PDF table: the sheet's name (or NAME) and\n"
-    "  page numbers on every page, identifier, in, out, text and notes, long\n"
-    "  texts wrapped. Needs no display. Paper: the locale's (Letter in the\n"
-    "  United States and Canada, A4 elsewhere) unless given.\n";
-
 struct SheetArgs {
     QString sheetPath;
     QString outPath;
@@ -34,8 +22,8 @@ struct SheetArgs {
 };
 
 // The exit status when the arguments end the command; nothing otherwise.
-std::optional<int> parseSheetArgs(const char* command, const char* usage, const QStringList& args,
-                                  SheetArgs& parsed) {
+std::optional<int> parseSheetArgs(const char* command, const QStringList& args, SheetArgs& parsed) {
+    const char* usage = cli::usageOf(QLatin1String(command));
     for (qsizetype i = 0; i < args.size(); ++i) {
         const QString& arg = args[i];
         QString* value = arg == QLatin1String("-o")        ? &parsed.outPath
@@ -81,8 +69,7 @@ namespace cli {
 
 int exportCsv(const QStringList& args) {
     SheetArgs parsed;
-    if (const std::optional<int> status =
-            parseSheetArgs("export-csv", kExportCsvUsage, args, parsed))
+    if (const std::optional<int> status = parseSheetArgs("export-csv", args, parsed))
         return *status;
     const std::optional<CueSheet> sheet = readSheet("export-csv", parsed.sheetPath);
     if (!sheet)
@@ -100,7 +87,7 @@ int exportCsv(const QStringList& args) {
 
 int print(const QStringList& args) {
     SheetArgs parsed;
-    if (const std::optional<int> status = parseSheetArgs("print", kPrintUsage, args, parsed))
+    if (const std::optional<int> status = parseSheetArgs("print", args, parsed))
         return *status;
     if (parsed.outPath.isEmpty())
         return fail(QStringLiteral("print: no output file (-o FILE.pdf)"));

@@ -8,28 +8,6 @@
 #include <map>
 #include <memory>
 
-namespace {
-void usage() {
-    std::fputs("usage: qz62ctl COMMAND [ARGS]\n"
-               "  probe [--port PATH]                 find the unit\n"
-               "  send [--port PATH] COMMAND...       send commands, print the replies\n"
-               "  import FILE... [-o SHEET.txt] [--map id=1,in=2,...]\n"
-               "                                      cue lists into a cue sheet\n"
-               "  export-csv SHEET.txt [-o FILE.csv]  cue sheet as CSV\n"
-               "  print SHEET.txt -o FILE.pdf [--paper a4|letter]\n"
-               "                                      cue sheet as a printed PDF table\n"
-               "  export-midi SHEET.txt -o CUES.mid   cue sheet as a MIDI file\n"
-               "  dump-midi FILE.mid                  log a MIDI file's chunks and events\n"
-               "  tc frames|timecode|subtract|compare ...\n"
-               "  srec check|image FILE.s19\n"
-               "  midi-ports                          list MIDI sources and destinations\n"
-               "  mtc --out PORT [--start TC] [--rate 24|25|29.97df|30] [--seconds S]\n"
-               "                                      play MIDI Time Code in real time\n"
-               "  --version\n",
-               stderr);
-}
-} // namespace
-
 namespace cli {
 int fail(const QString& message) {
     std::fprintf(stderr, "qz62ctl: %s\n", message.toLocal8Bit().constData());
@@ -37,10 +15,19 @@ int fail(const QString& message) {
 }
 } // namespace cli
 
+namespace {
+bool asksForHelp(const QStringList& args) {
+    return args.contains(QStringLiteral("--help")) || args.contains(QStringLiteral("-h"));
+}
+} // namespace
+
 int main(int argc, char** argv) {
     // Printing lays out text with the fonts of a GUI application; it needs
     // no display, so it runs on the offscreen platform.
-    const bool printing = argc > 1 && std::strcmp(argv[1], "print") == 0;
+    bool printing = argc > 1 && std::strcmp(argv[1], "print") == 0;
+    for (int i = 2; i < argc; ++i)
+        printing =
+            printing && std::strcmp(argv[i], "--help") != 0 && std::strcmp(argv[i], "-h") != 0;
     if (printing)
         qputenv("QT_QPA_PLATFORM", "offscreen");
     std::unique_ptr<QCoreApplication> app;
@@ -50,12 +37,16 @@ int main(int argc, char** argv) {
         app = std::make_unique<QCoreApplication>(argc, argv);
     QStringList args = QCoreApplication::arguments().mid(1);
     if (args.isEmpty()) {
-        usage();
+        std::fputs(cli::usageOf(QString()), stderr);
         return 2;
     }
     const QString command = args.takeFirst();
     if (command == QLatin1String("--version")) {
         std::printf("qz62ctl %s\n", qz62::kAppVersion);
+        return 0;
+    }
+    if (command == QLatin1String("--help") || command == QLatin1String("-h")) {
+        std::fputs(cli::usageOf(QString()), stdout);
         return 0;
     }
     const std::map<QString, int (*)(const QStringList&)> commands = {
@@ -66,6 +57,7 @@ int main(int argc, char** argv) {
         {QStringLiteral("export-midi"), cli::exportMidi},
         {QStringLiteral("dump-midi"), cli::dumpMidi},
         {QStringLiteral("srec"), cli::srec},
+        {QStringLiteral("update"), cli::update},
         {QStringLiteral("midi-ports"), cli::midiPorts},
         {QStringLiteral("mtc"), cli::mtc},
         {QStringLiteral("export-csv"), cli::exportCsv},
@@ -73,8 +65,12 @@ int main(int argc, char** argv) {
     };
     const auto it = commands.find(command);
     if (it == commands.end()) {
-        usage();
+        std::fputs(cli::usageOf(QString()), stderr);
         return cli::fail(QStringLiteral("unknown command '%1'").arg(command));
+    }
+    if (asksForHelp(args)) {
+        std::fputs(cli::usageOf(command), stdout);
+        return 0;
     }
     return it->second(args);
 }
