@@ -35,8 +35,8 @@ QString unreadableMessage(const QString& path) {
 
 // Any list the importers read; MIDI files come in through their own command.
 const QString kListFilter =
-    QStringLiteral("Cue lists (*.txt *.TXT *.csv *.CSV *.tsv *.TSV *.text *.pdf *.PDF);;"
-                   "All files (*)");
+    QStringLiteral("Cue lists (*.txt *.TXT *.csv *.CSV *.tsv *.TSV *.text *.pdf *.PDF *.srt "
+                   "*.SRT *.xlsx *.XLSX);;All files (*)");
 } // namespace
 
 CueWindows::CueWindows(qz62View* panel, QMenu* mainFileMenu, QObject* parent)
@@ -47,7 +47,9 @@ CueWindows::CueWindows(qz62View* panel, QMenu* mainFileMenu, QObject* parent)
     m_open->setShortcut(QKeySequence::Open);
     m_import = new QAction(tr("&Import…"), this);
     m_import->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_I));
-    m_import->setToolTip(tr("Add the cues of text lists and PDF cue sheets to the front sheet"));
+    m_import->setToolTip(
+        tr("Add the cues of text, CSV and spreadsheet lists, subtitles, marker lists and PDF "
+           "cue sheets to the front sheet"));
     m_recent = new QMenu(tr("Open &Recent"));
     m_save = new QAction(tr("&Save"), this);
     m_save->setShortcut(QKeySequence::Save);
@@ -230,7 +232,7 @@ CueWindow* CueWindows::openHandedFile(const QString& path) {
         return nullptr;
     }
     CueWindow* window = untouchedOrNewWindow();
-    window->document()->importFiles({info.absoluteFilePath()});
+    window->importFiles({info.absoluteFilePath()});
     setFront(window);
     return window;
 }
@@ -252,7 +254,7 @@ void CueWindows::importWithDialog() {
 
 CueWindow* CueWindows::importFiles(const QStringList& paths) {
     CueWindow* window = m_front ? m_front.data() : newCueSheet();
-    window->document()->importFiles(paths);
+    window->importFiles(paths);
     setFront(window);
     return window;
 }

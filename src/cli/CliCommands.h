@@ -17,6 +17,8 @@ int srec(const QStringList& args);       // SRecCommands.cpp
 int update(const QStringList& args);     // UpdateCommon.cpp
 int midiPorts(const QStringList& args);  // MtcCommands.cpp
 int mtc(const QStringList& args);        // MtcCommands.cpp
+int exportCsv(const QStringList& args);  // ListCommands.cpp
+int print(const QStringList& args);      // ListCommands.cpp
 
 // The help of a command (the empty name: qz62ctl's own), or nullptr for an
 // unknown one. CliHelp.cpp.

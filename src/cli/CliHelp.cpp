@@ -10,7 +10,11 @@ const char kMainUsage[] =
     "usage: qz62ctl COMMAND [ARGS]\n"
     "  probe [--port PATH]                 find the unit\n"
     "  send [--port PATH] COMMAND...       send commands, print the replies\n"
-    "  import FILE... [-o SHEET.txt]       text cue lists into a cue sheet\n"
+    "  import FILE... [-o SHEET.txt] [--map id=1,in=2,...]\n"
+    "                                      cue lists into a cue sheet\n"
+    "  export-csv SHEET.txt [-o FILE.csv]  cue sheet as CSV\n"
+    "  print SHEET.txt -o FILE.pdf [--paper a4|letter]\n"
+    "                                      cue sheet as a printed PDF table\n"
     "  export-midi SHEET.txt -o CUES.mid   cue sheet as a MIDI file\n"
     "  dump-midi FILE.mid                  log a MIDI file's chunks and events\n"
     "  tc frames|timecode|subtract|compare ...\n"
@@ -42,7 +46,9 @@ const char kImportUsage[] =
     "usage: qz62ctl import FILE... [-o SHEET.txt] [options]\n"
     "  Imports cue lists into a cue sheet, written to SHEET.txt or standard\n"
     "  output: text files (each line with a timecode becomes a cue; UTF-8, UTF-16\n"
-    "  with a byte-order mark, otherwise Windows-1252), PDF cue sheets (EdiCue,\n"
+    "  with a byte-order mark, otherwise Windows-1252), delimited lists and\n"
+    "  spreadsheets (see --map), SubRip subtitles (.srt), session marker lists,\n"
+    "  PDF cue sheets (EdiCue,\n"
     "  filmlight, or any with timecodes, every page) and MIDI files (each cue\n"
     "  trigger with its text, counted from the file's start). A cue sheet's rows\n"
     "  are read field by field and its header values are kept; the options below\n"
@@ -52,6 +58,11 @@ const char kImportUsage[] =
     "  --text, --no-text     send the cue text (default on)\n"
     "  --cue-id, --no-cue-id put the cue identifier before the text (default on)\n"
     "  --pulldown, --no-pulldown  pulldown for the MIDI export (default off)\n"
+    "  --map id=N,in=N,out=N,text=N,notes=N+N\n"
+    "                        columns of a delimited list (CSV, semicolons, tabs),\n"
+    "                        from 1; any text file is then read as such a list.\n"
+    "                        Without it .csv and .tsv files have their columns\n"
+    "                        guessed from the header row\n"
     "  --sort                sort the cues by in time\n"
     "  --duplicates, --no-duplicates  when sorting, keep only the first cue of equal\n"
     "                        in times (default on)\n"
@@ -68,6 +79,20 @@ const char kExportUsage[] =
     "  --text, --no-text     send the cue text\n"
     "  --cue-id, --no-cue-id put the cue identifier before the text\n"
     "  --pulldown, --no-pulldown  pulldown\n";
+
+const char kExportCsvUsage[] =
+    "usage: qz62ctl export-csv SHEET.txt [-o FILE.csv]\n"
+    "  Writes the sheet's rows as CSV (Cue, In, Out, Text, Notes; UTF-8 with a\n"
+    "  byte-order mark) to FILE.csv or standard output; import reads it back.\n";
+
+const char kPrintUsage[] =
+    "usage: qz62ctl print SHEET.txt -o FILE.pdf [--paper a4|letter] [--title NAME]\n"
+    "  Prints the sheet as a paginated PDF table: the sheet's name (or NAME) and\n"
+    "  page numbers on every page, identifier, in, out, text and notes, long\n"
+    "  texts wrapped. Needs no display.\n"
+    "  --paper a4|letter     the paper (default: Letter in the United States and\n"
+    "                        Canada, A4 elsewhere, by the locale)\n"
+    "  --title NAME          the name on every page (default: the sheet's file name)\n";
 
 const char kDumpUsage[] = "usage: qz62ctl dump-midi FILE.mid\n"
                           "  Logs a MIDI file's chunks and events (exit status 1 when the file\n"
@@ -154,6 +179,8 @@ const char* usageOf(const QString& command) {
         {QStringLiteral("update"), kUpdateUsage},
         {QStringLiteral("midi-ports"), kMidiPortsUsage},
         {QStringLiteral("mtc"), kMtcUsage},
+        {QStringLiteral("export-csv"), kExportCsvUsage},
+        {QStringLiteral("print"), kPrintUsage},
     };
     const auto it = usages.find(command);
     return it == usages.end() ? nullptr : it->second;

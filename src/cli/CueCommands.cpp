@@ -7,6 +7,7 @@
 #include "cues/CueNotes.h"
 #include "cues/CueSheet.h"
 #include "cues/CueText.h"
+#include "cues/OtherLists.h"
 #include "cues/PdfCueReader.h"
 #include "cues/TextFileReader.h"
 #include "timecode/TcCalculator.h"
@@ -40,6 +41,7 @@ struct ImportOptions {
     QString outputPath;
     GivenSettings settings;
     bool sort = false;
+    std::optional<delimited::ColumnMapping> map;
 };
 
 // The exit status when the arguments end the command (help, a mistake);
@@ -73,6 +75,13 @@ std::optional<int> parseImportOptions(const QStringList& args, ImportOptions& op
                    cli::takeSwitch(arg, "duplicates", settings.duplicate) ||
                    cli::takeSwitch(arg, "midnight", settings.midnight)) {
             continue;
+        } else if (arg == QLatin1String("--map")) {
+            if (!cli::takeValue(args, i, &value))
+                return fail(QStringLiteral("import: --map needs a list such as id=1,in=2,text=4"));
+            QString error;
+            options.map = delimited::parseMapSpec(value, &error);
+            if (!options.map)
+                return fail(QStringLiteral("import: bad --map: %1").arg(error));
         } else if (arg == QLatin1String("--sort")) {
             options.sort = true;
         } else if (arg.startsWith(u'-') && arg.size() > 1) {
@@ -123,7 +132,15 @@ std::optional<QString> importFile(const QString& path, CueSheet& sheet, CueListI
                 .arg(path, QLatin1String(TextFileReader::kUnreadableNote));
         if (text->windows1252)
             note(path, QLatin1String(TextFileReader::kWindows1252Note));
-        importer.cueTableFromString(text->text);
+        const qsizetype notesBefore = importer.notes().size();
+        const bool asTable = importer.chooseColumns && !otherlists::isSubRip(path) &&
+                             !otherlists::hasMarkerList(text->text);
+        const bool read = asTable ? importer.importTable(path, delimited::parse(text->text))
+                                  : importer.importText(path, text->text);
+        for (const QString& line : importer.notes().mid(notesBefore))
+            cli::warn(QStringLiteral("import: ") + line);
+        if (!read)
+            return QStringLiteral("import: %1: no cues read").arg(path);
     }
     const CueSheetSettings& settings = sheet.settings();
     note(path, cuetext::substitutionNote(sheet.rows().mid(before), settings.cueId, settings.text));
@@ -141,7 +158,17 @@ int import(const QStringList& args) {
     // Every file is read before anything is written, so a bad one leaves no
     // half-made sheet behind.
     CueSheet sheet;
+    // Times in other programs' forms are read at the rate asked for.
+    options.settings.applyTo(sheet.settings());
     CueListImporter importer(sheet);
+    if (const std::optional<delimited::ColumnMapping> map = options.map) {
+        importer.chooseColumns = [map](const QString&, const delimited::Table&,
+                                       const delimited::ColumnMapping& guess) {
+            delimited::ColumnMapping given = *map;
+            given.header = guess.header;
+            return std::optional<delimited::ColumnMapping>(given);
+        };
+    }
     PdfCueReader pdfReader;
     // The PDF scanner's report must not mix with a sheet on standard output,
     // wherever the sheet goes.

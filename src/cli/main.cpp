@@ -2,8 +2,11 @@
 #include "Version.h"
 
 #include <QCoreApplication>
+#include <QGuiApplication>
 #include <cstdio>
+#include <cstring>
 #include <map>
+#include <memory>
 
 namespace cli {
 int fail(const QString& message) {
@@ -19,8 +22,20 @@ bool asksForHelp(const QStringList& args) {
 } // namespace
 
 int main(int argc, char** argv) {
-    QCoreApplication app(argc, argv);
-    QStringList args = app.arguments().mid(1);
+    // Printing lays out text with the fonts of a GUI application; it needs
+    // no display, so it runs on the offscreen platform.
+    bool printing = argc > 1 && std::strcmp(argv[1], "print") == 0;
+    for (int i = 2; i < argc; ++i)
+        printing =
+            printing && std::strcmp(argv[i], "--help") != 0 && std::strcmp(argv[i], "-h") != 0;
+    if (printing)
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    std::unique_ptr<QCoreApplication> app;
+    if (printing)
+        app = std::make_unique<QGuiApplication>(argc, argv);
+    else
+        app = std::make_unique<QCoreApplication>(argc, argv);
+    QStringList args = QCoreApplication::arguments().mid(1);
     if (args.isEmpty()) {
         std::fputs(cli::usageOf(QString()), stderr);
         return 2;
@@ -45,6 +60,8 @@ int main(int argc, char** argv) {
         {QStringLiteral("update"), cli::update},
         {QStringLiteral("midi-ports"), cli::midiPorts},
         {QStringLiteral("mtc"), cli::mtc},
+        {QStringLiteral("export-csv"), cli::exportCsv},
+        {QStringLiteral("print"), cli::print},
     };
     const auto it = commands.find(command);
     if (it == commands.end()) {

@@ -213,22 +213,27 @@ int CueDocument::paste(const QString& block) {
     return int(added.size());
 }
 
-bool CueDocument::dropFiles(const QStringList& paths, bool sourceOffersLink) {
+bool CueDocument::dropFiles(const QStringList& paths, bool sourceOffersLink,
+                            const CueListImporter::ColumnChooser& chooseColumns) {
     // The importers add to a scratch sheet; the document takes its rows in
     // one step once every file has been read.
     CueSheet scratch;
+    scratch.settings() = settings();
     CueListImporter importer(scratch);
+    importer.chooseColumns = chooseColumns;
     const bool accepted = importer.acceptDrop(paths, sourceOffersLink);
     if (accepted)
         addImported(scratch.rows(), tr("Drop"), paths, importer.notes());
     return accepted;
 }
 
-int CueDocument::importFiles(const QStringList& paths) {
+int CueDocument::importFiles(const QStringList& paths,
+                             const CueListImporter::ColumnChooser& chooseColumns) {
     CueSheet scratch;
     // A MIDI file without a start of its own is counted from this sheet's.
     scratch.settings() = settings();
     CueListImporter importer(scratch);
+    importer.chooseColumns = chooseColumns;
     for (const QString& path : paths)
         importer.importFile(path);
     addImported(scratch.rows(), tr("Import"), paths, importer.notes());

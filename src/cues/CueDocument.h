@@ -1,5 +1,7 @@
 #pragma once
 
+#include "cues/CueListImporter.h"
+#include "cues/CueListTools.h"
 #include "cues/CueSheet.h"
 
 #include <QList>
@@ -52,11 +54,15 @@ public:
     // does not offer linking or holds no files; the sheet changes only once
     // every file has been read. The message says what each PDF gave (pages
     // read, cues) and which characters of the new rows the unit cannot show.
-    bool dropFiles(const QStringList& paths, bool sourceOffersLink = true);
+    bool dropFiles(const QStringList& paths, bool sourceOffersLink = true,
+                   const CueListImporter::ColumnChooser& chooseColumns = {});
     // The rows of cue list files (text in the encodings TextFileReader
     // knows, PDFs), each file read once, added as one step. Returns the
     // number of rows added; message() says how many and what the files held.
-    int importFiles(const QStringList& paths);
+    // A delimited list's or spreadsheet's columns come from `chooseColumns`
+    // (the guess when unset).
+    int importFiles(const QStringList& paths,
+                    const CueListImporter::ColumnChooser& chooseColumns = {});
     // A MIDI file's cues added as rows (cuemidi::readRows), its contents
     // logged to `log` as it is read; the message says what was added or why
     // nothing was. Returns the number of rows added.
@@ -66,6 +72,11 @@ public:
     // message().
     QStringList sort();
     void clearAll();
+    // The list tools (cuelisttools) on the rows given, every row when none;
+    // each one step, and the message says what changed.
+    void offsetTimes(const QList<int>& rows, int frames);
+    void renumber(const QList<int>& rows, const cuelisttools::Numbering& numbering);
+    int replaceText(const QString& find, const QString& replacement, Qt::CaseSensitivity cs);
 
     // --- header values ---
     const CueSheetSettings& settings() const { return m_sheet.settings(); }

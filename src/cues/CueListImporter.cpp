@@ -5,12 +5,14 @@
 #include "cues/CueSheet.h"
 #include "cues/CueSheetText.h"
 #include "cues/CueText.h"
+#include "cues/OtherLists.h"
 #include "cues/PdfCueReader.h"
 #include "cues/TextFileReader.h"
 #include "timecode/TCFormatter.h"
 #include "timecode/TcCalculator.h"
 
 #include <QFileInfo>
+#include <QObject>
 
 namespace {
 
@@ -257,8 +259,73 @@ bool CueListImporter::importFile(const QString& path) {
     const std::optional<QString> text = readText(path);
     if (!text)
         return false;
-    cueTableFromString(*text);
+    return importText(path, *text);
+}
+
+bool CueListImporter::importText(const QString& path, const QString& text) {
+    const int tctype = m_sheet.settings().tctype;
+    if (otherlists::isSubRip(path)) {
+        addList(path, otherlists::readSubRip(text, tctype));
+        return true;
+    }
+    if (isDelimited(path) || looksDelimited(text)) {
+        // A ".csv" of one column is a list of lines, read as such.
+        if (delimited::Table table = delimited::parse(text); table.width() >= 2)
+            return importTable(path, table);
+    }
+    if (otherlists::hasMarkerList(text))
+        addList(path, otherlists::readMarkerList(text, tctype));
+    else
+        cueTableFromString(text);
     return true;
+}
+
+bool CueListImporter::importTable(const QString& path, const delimited::Table& table) {
+    const int tctype = m_sheet.settings().tctype;
+    const delimited::ColumnMapping guess = delimited::guessMapping(table, tctype);
+    std::optional<delimited::ColumnMapping> mapping = guess;
+    if (chooseColumns) {
+        delimited::Table preview = table;
+        preview.records = table.records.mid(0, 12);
+        mapping = chooseColumns(path, preview, guess);
+    }
+    if (!mapping) {
+        note(path, QObject::tr("not imported (no columns chosen)"));
+        return false;
+    }
+    if (mapping->in < 0) {
+        note(path, QObject::tr("no column holds in times, so no cues were read"));
+        return false;
+    }
+    addList(path, delimited::rowsFromTable(table, *mapping, tctype));
+    return true;
+}
+
+void CueListImporter::addList(const QString& path, const listtime::ListRows& read) {
+    for (const CueItem& row : read.rows)
+        m_sheet.addObject(row);
+    if (const QString problems = listtime::problemsNote(read); !problems.isEmpty())
+        note(path, problems);
+}
+
+bool CueListImporter::isDelimited(const QString& path) {
+    const QString suffix = QFileInfo(path).suffix().toLower();
+    return suffix == QLatin1String("csv") || suffix == QLatin1String("tsv");
+}
+
+bool CueListImporter::isSpreadsheet(const QString& path) {
+    return QFileInfo(path).suffix().compare(QLatin1String("xlsx"), Qt::CaseInsensitive) == 0;
+}
+
+bool CueListImporter::looksDelimited(const QString& text) {
+    const delimited::Table head = delimited::parse(text, std::nullopt, 2);
+    if (head.records.size() < 2 || head.records.first().size() < 2)
+        return false;
+    delimited::Table first = head;
+    first.records = {head.records.first()};
+    const delimited::ColumnMapping m = delimited::guessMapping(first, 3);
+    return m.header && m.in >= 0 &&
+           delimited::fieldForName(head.records.first().value(m.in)) == QLatin1String("in");
 }
 
 bool CueListImporter::isPdf(const QString& path) {
@@ -283,6 +350,12 @@ bool CueListImporter::acceptDrop(const QStringList& fileNames, bool sourceOffers
         const std::optional<QString> text = readText(path);
         if (!text)
             continue;
+        // Lists of other programs are read as File > Import reads them.
+        if (isDelimited(path) || otherlists::isSubRip(path) || looksDelimited(*text) ||
+            otherlists::hasMarkerList(*text)) {
+            importText(path, *text);
+            continue;
+        }
         accumulated += *text;
         paste(accumulated);
     }

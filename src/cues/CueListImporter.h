@@ -2,6 +2,7 @@
 
 #include "cues/CueItem.h"
 #include "cues/CueSheetText.h"
+#include "cues/DelimitedText.h"
 #include "cues/PDFStringTableItem.h"
 
 #include <QList>
@@ -69,11 +70,27 @@ public:
     // linking or there are no files.
     bool acceptDrop(const QStringList& fileNames, bool sourceOffersLink = true);
     std::function<void(const QString& pdfPath)> pdfHandler;
+    // Which columns of a delimited list or a spreadsheet give which field:
+    // given the file, its first records and the guessed mapping, the mapping
+    // to use, or nothing to leave the file out. Unset: the guess is used.
+    using ColumnChooser = std::function<std::optional<delimited::ColumnMapping>(
+        const QString& path, const delimited::Table& preview,
+        const delimited::ColumnMapping& guess)>;
+    ColumnChooser chooseColumns;
     // One file's rows, once: a PDF as a drop reads it, a MIDI file's cue
     // triggers counted from the start its export wrote (the sheet's settings
-    // otherwise), a text file as a sheet is read (its header lines set the
-    // sheet's header). False when it cannot be read (notes() says so).
+    // otherwise), a delimited list (".csv", ".tsv", or a text whose first
+    // line names its columns) or a spreadsheet (".xlsx") through
+    // chooseColumns, SubRip subtitles (".srt"), a text with a marker list
+    // section as such, any other text file as a sheet is read (its header
+    // lines set the sheet's header). Times in the other programs' forms are
+    // read at the sheet's rate. False when it cannot be read (notes() says
+    // so); rows whose times cannot be read are counted in the notes.
     bool importFile(const QString& path);
+    // A file's text, read as importFile reads it.
+    bool importText(const QString& path, const QString& text);
+    // A delimited list's or spreadsheet's records, through chooseColumns.
+    bool importTable(const QString& path, const delimited::Table& table);
     // What the user should know about the files read, one line each,
     // beginning with the file's name.
     const QStringList& notes() const { return m_notes; }
@@ -82,6 +99,11 @@ public:
     static bool containsTimecode(const QString& text);
     static bool isPdf(const QString& path);
     static bool isMidi(const QString& path);
+    static bool isDelimited(const QString& path);
+    static bool isSpreadsheet(const QString& path);
+    // A text whose first line names the columns of a delimited list (an in
+    // time among them) rather than being a sheet or a free-form list.
+    static bool looksDelimited(const QString& text);
 
     // Removes symbol-font glyphs (code above 0xF000) from the front.
     static QString removeUniChars(const QString& text);
@@ -91,6 +113,7 @@ private:
     std::optional<QString> readText(const QString& path);
     bool importPdf(const QString& path);
     bool importMidi(const QString& path);
+    void addList(const QString& path, const listtime::ListRows& read);
 
     CueSheet& m_sheet;
     QStringList m_notes;

@@ -25,7 +25,7 @@ TEST(CliHelp, EveryCommandHasHelpThatExitsZero) {
     for (const QString& line : QString::fromLocal8Bit(main.out).split('\n'))
         if (const auto m = commandLine.match(line); m.hasMatch())
             commands << m.captured(1);
-    EXPECT_EQ(commands.size(), 10) << commands.join(' ').toStdString();
+    EXPECT_EQ(commands.size(), 12) << commands.join(' ').toStdString();
     for (const QString& command : commands) {
         for (const char* flag : {"--help", "-h"}) {
             SCOPED_TRACE(QStringLiteral("%1 %2").arg(command, flag).toStdString());

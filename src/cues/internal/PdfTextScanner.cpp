@@ -21,6 +21,9 @@ namespace {
 // (their padding) most of it or more.
 constexpr double kWordGap = 200;
 constexpr double kCellGap = 800;
+// A string placed at most this many font sizes on from the one before it, on
+// the same line of the same text block, is the next glyph of the same word.
+constexpr double kGlyphStepEm = 1.2;
 // Nested graphics states beyond this are a damaged stream, not a page.
 constexpr size_t kMaxSavedStates = 256;
 
@@ -62,6 +65,8 @@ public:
 
 private:
     void handleOperator(const std::string& op) {
+        if (op != "Td" && op != "Tf" && op != "Tj")
+            m_glyphStep = false;
         if (op == "Tj" || op == "'" || op == "\"") {
             if (op != "Tj") // ' and " move to the next line first; the string is on top
                 nextLine();
@@ -82,6 +87,9 @@ private:
                 if (op == "TD")
                     m_leading = -*y;
                 moveLine(*x, *y);
+                // Writers that place every glyph (Qt) move on by at most
+                // about one glyph's width along the line between strings.
+                m_glyphStep = op == "Td" && *y == 0 && *x > 0 && *x <= kGlyphStepEm * m_fontSize;
             }
         } else if (op == "T*") {
             nextLine();
@@ -109,6 +117,7 @@ private:
             }
         } else if (op == "BT") {
             m_textMatrix = m_lineMatrix = Matrix();
+            m_blockStart = m_items.size();
             report("op_BT " + QByteArray::number(m_log.textBlocks++) + '\n');
             strayOperand(false);
         } else if (op == "ET") {
@@ -148,6 +157,18 @@ private:
     void nextLine() { moveLine(0, -m_leading); }
 
     void add(const QString& text) {
+        // A string drawn right after the one before it in the same text
+        // block (one glyph on) goes on with it: together they are one word.
+        const bool goesOn = m_glyphStep && m_items.size() > m_blockStart;
+        m_glyphStep = false;
+        if (goesOn) {
+            // Such writers may name their blank glyph a tab (Qt does, once a
+            // tab was laid out in the same font): inside a run it is a blank.
+            QString glyph = text;
+            glyph.replace(u'\t', u' ');
+            m_items.last().text += glyph;
+            return;
+        }
         const Matrix place = m_textMatrix.then(m_ctm);
         const double size = m_fontSize * std::hypot(place.c, place.d);
         m_items.append({whole(place.e), whole(place.f), text, m_page,
@@ -223,6 +244,10 @@ private:
     Matrix m_lineMatrix;
     double m_leading = 0;
     double m_fontSize = 0;
+    // Where this text block's strings start in the list, and whether the
+    // next string is drawn one glyph on from the last.
+    qsizetype m_blockStart = 0;
+    bool m_glyphStep = false;
 };
 
 } // namespace

@@ -165,14 +165,25 @@ void CueWindow::buildMenus() {
     }
     edit->addAction(tr("Select &All"), m_table, &QTableView::selectAll);
     edit->addAction(tr("C&lear All"), this, &CueWindow::clearAll);
+    edit->addSeparator();
+    QAction* replace = edit->addAction(tr("&Find and Replace…"), this, &CueWindow::findReplace);
+    replace->setShortcut(QKeySequence::Replace);
 
     QMenu* cues = menuBar()->addMenu(tr("&Cues"));
     cues->addAction(tr("&Sort"), m_document, &CueDocument::sort);
     cues->addAction(tr("Send &In/Outs"), m_document, &CueDocument::onTxInOuts);
     cues->addAction(tr("&Clear Unit Text"), m_document, &CueDocument::onClearText);
     cues->addSeparator();
+    cues->addAction(tr("&Offset Times…"), this, &CueWindow::offsetTimes);
+    cues->addAction(tr("&Renumber…"), this, &CueWindow::renumber);
+    cues->addSeparator();
     cues->addAction(tr("&Export MIDI File…"), this, &CueWindow::exportMidi);
     cues->addAction(tr("&Import MIDI File…"), this, &CueWindow::importMidi);
+
+    m_fileMenu->addAction(tr("Export &CSV…"), this, &CueWindow::exportCsv);
+    m_fileMenu->addAction(tr("Export P&DF…"), this, &CueWindow::exportPdf);
+    QAction* print = m_fileMenu->addAction(tr("&Print…"), this, &CueWindow::print);
+    print->setShortcut(QKeySequence::Print);
 }
 
 void CueWindow::connectControls() {
@@ -195,7 +206,14 @@ void CueWindow::connectControls() {
     connect(m_document, &CueDocument::rowsChanged, this, &CueWindow::updateCount);
     connect(m_document, &CueDocument::logText, this, &CueWindow::logText);
     connect(m_document, &CueDocument::message, this, &CueWindow::showMessage);
-    connect(m_table, &CueTableView::filesDropped, m_document, &CueDocument::dropFiles);
+    connect(m_table, &CueTableView::filesDropped, this,
+            [this](const QStringList& paths, bool sourceOffersLink) {
+                m_document->dropFiles(paths, sourceOffersLink,
+                                      [this](const QString& path, const delimited::Table& preview,
+                                             const delimited::ColumnMapping& guess) {
+                                          return chooseColumns(path, preview, guess);
+                                      });
+            });
     connect(m_table->selectionModel(), &QItemSelectionModel::selectionChanged, this,
             [this] { m_document->selectRow(m_table->firstSelectedRow()); });
 }
@@ -276,4 +294,59 @@ void CueWindow::changeEvent(QEvent* event) {
     if (event->type() == QEvent::ActivationChange && isActiveWindow())
         emit activated(this);
     QMainWindow::changeEvent(event);
+}
+
+void CueWindow::offsetTimes() {
+    const QList<int> rows = m_table->selectedRowList();
+    const std::optional<QString> answer = cueDialogs().askText(
+        this, tr("Offset Times"),
+        rows.isEmpty()
+            ? tr("Move the in and out times of every cue by (such as +01:00:00:00 "
+                 "or -00:00:10:00):")
+            : tr("Move the in and out times of the %1 selected cues by:").arg(rows.size()),
+        QStringLiteral("+01:00:00:00"));
+    if (!answer)
+        return;
+    const std::optional<int> frames =
+        cuelisttools::parseOffset(*answer, m_document->settings().tctype);
+    if (!frames) {
+        showMessage(tr("\u201c%1\u201d is not an offset such as +01:00:00:00 at this sheet's rate; "
+                       "no time was moved.")
+                        .arg(*answer));
+        return;
+    }
+    m_document->offsetTimes(rows, *frames);
+}
+
+void CueWindow::renumber() {
+    const QList<int> rows = m_table->selectedRowList();
+    if (rows.isEmpty()) {
+        showMessage(tr("Select the cues to renumber first."));
+        return;
+    }
+    const std::optional<QString> answer = cueDialogs().askText(
+        this, tr("Renumber"),
+        tr("First identifier, and a step after a blank if it is not 1 (such as 1M1, or 1M10 10):"),
+        QStringLiteral("1M1"));
+    if (!answer)
+        return;
+    const std::optional<cuelisttools::Numbering> numbering = cuelisttools::parseNumbering(*answer);
+    if (!numbering) {
+        showMessage(
+            tr("\u201c%1\u201d does not end in a number; nothing was renumbered.").arg(*answer));
+        return;
+    }
+    m_document->renumber(rows, *numbering);
+}
+
+void CueWindow::findReplace() {
+    const std::optional<QString> find = cueDialogs().askText(
+        this, tr("Find and Replace"), tr("Find (in identifiers, texts and notes):"), QString());
+    if (!find || find->isEmpty())
+        return;
+    const std::optional<QString> replacement = cueDialogs().askText(
+        this, tr("Find and Replace"), tr("Replace \u201c%1\u201d with:").arg(*find), QString());
+    if (!replacement)
+        return;
+    m_document->replaceText(*find, *replacement, Qt::CaseSensitive);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "cues/CueSheet.h"
+#include "cues/DelimitedText.h"
 
 #include <QMainWindow>
 #include <QMessageBox>
@@ -17,6 +18,7 @@ class QLabel;
 class QLayout;
 class QLineEdit;
 class QMenu;
+class QPrinter;
 class QPushButton;
 class QVBoxLayout;
 
@@ -36,6 +38,19 @@ struct CueDialogs {
     std::function<bool(QWidget* parent, const QString& path)> confirmReplace;
     // Whether every one of `rows` rows may go (Undo brings them back).
     std::function<bool(QWidget* parent, int rows)> confirmClearAll;
+    // The columns of a delimited list or spreadsheet, over its first rows,
+    // starting from `start`: the mapping, or nothing when cancelled.
+    std::function<std::optional<delimited::ColumnMapping>(QWidget* parent, const QString& path,
+                                                          const delimited::Table& preview,
+                                                          const delimited::ColumnMapping& start)>
+        chooseColumns;
+    // The printer to print on, set up by the user: false when cancelled.
+    std::function<bool(QWidget* parent, QPrinter& printer)> setUpPrinter;
+    // A line of text for a list tool (an offset, a numbering, words to find):
+    // nothing when cancelled.
+    std::function<std::optional<QString>(QWidget* parent, const QString& title,
+                                         const QString& label, const QString& start)>
+        askText;
 };
 CueDialogs& cueDialogs();
 
@@ -87,6 +102,15 @@ public:
     // File > Import…: rows from cue lists (text in any encoding the reader
     // knows, PDFs) added to this sheet; the message line says what came in.
     void importLists();
+    // The cues of these files added to this sheet; a delimited list or a
+    // spreadsheet asks for its columns (starting from the choice made for
+    // the last file with the same header row, or from the guess).
+    int importFiles(const QStringList& paths);
+    // File > Export CSV…: the rows as CSV, which File > Import reads back.
+    void exportCsv();
+    // File > Export PDF… and File > Print…: the sheet as a paginated table.
+    void exportPdf();
+    void print();
 
     // --- the window's commands ---
     void copy();
@@ -100,6 +124,11 @@ public:
     // message line says what the sort and the export changed.
     void exportMidi();
     void importMidi();
+    // The list tools, on the selected rows (every row when none is
+    // selected for the offset): each asks its question, then one step.
+    void offsetTimes();
+    void renumber();
+    void findReplace();
 
 signals:
     void activated(CueWindow* window);
@@ -128,6 +157,9 @@ private:
     void updateCount();
     QString askSavePath(const QString& caption, const QString& filter, const char* extension);
     bool writeSheet(const QString& path);
+    std::optional<delimited::ColumnMapping> chooseColumns(const QString& path,
+                                                          const delimited::Table& preview,
+                                                          const delimited::ColumnMapping& guess);
 
     CueDocument* m_document = nullptr;
     CueTableModel* m_model = nullptr;

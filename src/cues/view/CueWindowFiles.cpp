@@ -4,11 +4,21 @@
 #include "cues/CueDocument.h"
 #include "cues/CueMidiExport.h"
 #include "cues/CueNotes.h"
+#include "cues/CueSheetPrinter.h"
+#include "cues/view/ColumnMappingDialog.h"
 #include "cues/view/CueTableView.h"
 #include "midi/MidiTrack.h"
 
+#include "base/OutputFile.h"
+
+#include <QCryptographicHash>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QInputDialog>
+#include <QLineEdit>
+#include <QPrintDialog>
+#include <QPrinter>
+#include <QSettings>
 
 CueDialogs& cueDialogs() {
     static CueDialogs dialogs{
@@ -41,6 +51,24 @@ CueDialogs& cueDialogs() {
                                    nullptr, rows),
                        QMessageBox::Yes | QMessageBox::Cancel,
                        QMessageBox::Cancel) == QMessageBox::Yes;
+        },
+        [](QWidget* parent, const QString& path, const delimited::Table& preview,
+           const delimited::ColumnMapping& start) -> std::optional<delimited::ColumnMapping> {
+            ColumnMappingDialog dialog(QFileInfo(path).fileName(), preview, start, parent);
+            if (dialog.exec() != QDialog::Accepted)
+                return std::nullopt;
+            return dialog.mapping();
+        },
+        [](QWidget* parent, QPrinter& printer) {
+            QPrintDialog dialog(&printer, parent);
+            return dialog.exec() == QDialog::Accepted;
+        },
+        [](QWidget* parent, const QString& title, const QString& label,
+           const QString& start) -> std::optional<QString> {
+            bool ok = false;
+            const QString text =
+                QInputDialog::getText(parent, title, label, QLineEdit::Normal, start, &ok);
+            return ok ? std::optional<QString>(text) : std::nullopt;
         }};
     return dialogs;
 }
@@ -49,8 +77,17 @@ namespace {
 const QString kSheetFilter = QStringLiteral("Cue sheets (*.txt *.TXT)");
 const QString kMidiFilter = QStringLiteral("MIDI files (*.mid *.MID)");
 const QString kListFilter =
-    QStringLiteral("Cue lists (*.txt *.TXT *.csv *.CSV *.tsv *.TSV *.text *.pdf *.PDF);;"
-                   "All files (*)");
+    QStringLiteral("Cue lists (*.txt *.TXT *.csv *.CSV *.tsv *.TSV *.text *.pdf *.PDF *.srt "
+                   "*.SRT *.xlsx *.XLSX);;All files (*)");
+const QString kCsvFilter = QStringLiteral("CSV files (*.csv *.CSV)");
+const QString kPdfFilter = QStringLiteral("PDF files (*.pdf *.PDF)");
+
+// Where the columns chosen for a header row are remembered.
+QString mappingKey(const QStringList& header) {
+    const QByteArray names = header.join(QChar(0x1f)).toUtf8();
+    return QStringLiteral("ImportColumns/") +
+           QString::fromLatin1(QCryptographicHash::hash(names, QCryptographicHash::Sha1).toHex());
+}
 
 // A name without an extension gets the one its kind of file has (the
 // import dialogs show files by extension); any other name stays as given.
@@ -105,7 +142,55 @@ bool CueWindow::writeSheet(const QString& path) {
 void CueWindow::importLists() {
     const QStringList paths = cueDialogs().openFiles(this, tr("Import Cue Lists"), kListFilter);
     if (!paths.isEmpty())
-        m_document->importFiles(paths);
+        importFiles(paths);
+}
+
+int CueWindow::importFiles(const QStringList& paths) {
+    return m_document->importFiles(paths,
+                                   [this](const QString& path, const delimited::Table& preview,
+                                          const delimited::ColumnMapping& guess) {
+                                       return chooseColumns(path, preview, guess);
+                                   });
+}
+
+std::optional<delimited::ColumnMapping>
+CueWindow::chooseColumns(const QString& path, const delimited::Table& preview,
+                         const delimited::ColumnMapping& guess) {
+    delimited::ColumnMapping start = guess;
+    const QString key = guess.header && !preview.records.isEmpty()
+                            ? mappingKey(preview.records.first())
+                            : QString();
+    QSettings settings;
+    if (!key.isEmpty()) {
+        if (auto remembered = delimited::parseMapSpec(settings.value(key).toString())) {
+            start = *remembered;
+            start.header = true;
+        }
+    }
+    std::optional<delimited::ColumnMapping> chosen =
+        cueDialogs().chooseColumns(this, path, preview, start);
+    if (chosen && chosen->header && !preview.records.isEmpty())
+        settings.setValue(mappingKey(preview.records.first()), delimited::mapSpec(*chosen));
+    return chosen;
+}
+
+void CueWindow::exportCsv() {
+    if (m_document->rowCount() == 0) {
+        showMessage(tr("There are no cues to export."));
+        return;
+    }
+    const QString path = askSavePath(tr("Export CSV"), kCsvFilter, "csv");
+    if (path.isEmpty())
+        return;
+    QString error;
+    if (!OutputFile::write(path, delimited::csvForRows(m_document->rows()), &error)) {
+        alerts::show(tr("The CSV file could not be written to %1: %2").arg(path, error));
+        return;
+    }
+    showMessage(tr("%1 written to \u201c%2\u201d.")
+                    .arg(m_document->rowCount() == 1 ? tr("1 cue")
+                                                     : tr("%1 cues").arg(m_document->rowCount()),
+                         QFileInfo(path).fileName()));
 }
 
 void CueWindow::exportMidi() {
@@ -142,4 +227,30 @@ void CueWindow::importMidi() {
         return;
     m_document->importMidiFile(
         path, [this](const QByteArray& text) { emit logText(QString::fromUtf8(text)); });
+}
+
+void CueWindow::exportPdf() {
+    const QString path = askSavePath(tr("Export PDF"), kPdfFilter, "pdf");
+    if (path.isEmpty())
+        return;
+    QString error;
+    int pages = 0;
+    if (!cueprint::writePdf(path, m_document->displayName(), m_document->rows(),
+                            cueprint::paperForLocale(), &error, &pages)) {
+        alerts::show(tr("The PDF could not be written to %1: %2").arg(path, error));
+        return;
+    }
+    showMessage(tr("\u201c%1\u201d written: %2.")
+                    .arg(QFileInfo(path).fileName(),
+                         pages == 1 ? tr("1 page") : tr("%1 pages").arg(pages)));
+}
+
+void CueWindow::print() {
+    QPrinter printer;
+    printer.setPageSize(QPageSize(
+        cueprint::paperForLocale() == cueprint::Paper::Letter ? QPageSize::Letter : QPageSize::A4));
+    printer.setDocName(m_document->displayName());
+    if (!cueDialogs().setUpPrinter(this, printer))
+        return;
+    cueprint::paint(printer, m_document->displayName(), m_document->rows());
 }
