@@ -61,6 +61,7 @@ CueWindow::~CueWindow() {
 }
 
 void CueWindow::buildControls(QVBoxLayout* layout) {
+    layout->addWidget(buildTakeBar());
     layout->addLayout(buildTopRow());
     auto* options = new QHBoxLayout;
     options->addWidget(buildUnitTextOptions());
@@ -89,6 +90,9 @@ QLayout* CueWindow::buildTopRow() {
     m_counter = counterPlaceholder();
     slotLayout->addWidget(m_counter);
     top->addWidget(m_counterSlot);
+    m_rateLabel = new QLabel;
+    m_rateLabel->setObjectName(QStringLiteral("labelTimecodeRate"));
+    top->addWidget(m_rateLabel);
 
     auto* unit = new QGroupBox(tr("Unit"));
     auto* unitLayout = new QHBoxLayout(unit);
@@ -172,6 +176,7 @@ void CueWindow::buildMenus() {
     cues->addSeparator();
     cues->addAction(tr("&Export MIDI File…"), this, &CueWindow::exportMidi);
     cues->addAction(tr("&Import MIDI File…"), this, &CueWindow::importMidi);
+    buildTakeMenu(cues);
 }
 
 void CueWindow::connectControls() {
@@ -195,8 +200,12 @@ void CueWindow::connectControls() {
     connect(m_document, &CueDocument::logText, this, &CueWindow::logText);
     connect(m_document, &CueDocument::message, this, &CueWindow::showMessage);
     connect(m_table, &CueTableView::filesDropped, m_document, &CueDocument::dropFiles);
-    connect(m_table->selectionModel(), &QItemSelectionModel::selectionChanged, this,
-            [this] { m_document->selectRow(m_table->firstSelectedRow()); });
+    connect(m_table->selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] {
+        if (m_quietSelection)
+            m_document->selectRowQuietly(m_table->firstSelectedRow());
+        else
+            m_document->selectRow(m_table->firstSelectedRow());
+    });
 }
 
 void CueWindow::updateTitle() {

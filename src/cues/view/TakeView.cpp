@@ -1,0 +1,137 @@
+#include "cues/view/TakeView.h"
+
+#include <QAction>
+#include <QFontDatabase>
+#include <QGridLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+namespace {
+QLabel* label(QWidget* parent, const char* name, double points, bool fixed, bool bold) {
+    auto* l = new QLabel(parent);
+    l->setObjectName(QLatin1String(name));
+    QFont font = fixed ? QFontDatabase::systemFont(QFontDatabase::FixedFont) : l->font();
+    font.setPointSizeF(points);
+    font.setBold(bold);
+    l->setFont(font);
+    l->setTextFormat(Qt::PlainText);
+    return l;
+}
+
+const char* const kRunning = "QLabel { color: #7fdc7f; }";
+const char* const kStopped = "QLabel { color: #6a6e72; }";
+const char* const kHeld = "QLabel { color: white; background: #c0392b; padding: 6px 16px; }";
+const char* const kNormal = "QLabel { color: #d8d8d8; padding: 6px 16px; }";
+} // namespace
+
+TakeView::TakeView(TakeSource* source, QWidget* parent) : QWidget(parent), m_source(source) {
+    setObjectName(QStringLiteral("takeView"));
+    setWindowTitle(tr("Take"));
+    setAutoFillBackground(true);
+    QPalette dark = palette();
+    dark.setColor(QPalette::Window, QColor(0x10, 0x12, 0x14));
+    dark.setColor(QPalette::WindowText, QColor(0xe8, 0xe8, 0xe8));
+    setPalette(dark);
+
+    auto* layout = new QGridLayout(this);
+    layout->setContentsMargins(32, 24, 32, 24);
+    layout->setVerticalSpacing(12);
+    m_sheet = label(this, "takeSheet", 26, false, true);
+    m_state = label(this, "takeState", 26, false, true);
+    m_state->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    layout->addWidget(m_sheet, 0, 0, 1, 2);
+    layout->addWidget(m_state, 0, 2);
+
+    layout->addWidget(label(this, "takeCurrentTitle", 18, false, false), 1, 0);
+    findChild<QLabel*>(QStringLiteral("takeCurrentTitle"))->setText(tr("Current cue"));
+    m_currentId = label(this, "takeCurrentId", 72, false, true);
+    m_currentText = label(this, "takeCurrentText", 48, false, false);
+    m_currentText->setWordWrap(true);
+    layout->addWidget(m_currentId, 2, 0);
+    layout->addWidget(m_currentText, 2, 1, 1, 2);
+
+    auto* nextTitle = label(this, "takeNextTitle", 18, false, false);
+    nextTitle->setText(tr("Next cue"));
+    layout->addWidget(nextTitle, 3, 0);
+    m_nextId = label(this, "takeNextId", 40, false, true);
+    m_nextText = label(this, "takeNextText", 30, false, false);
+    m_nextText->setWordWrap(true);
+    m_countdown = label(this, "takeCountdown", 40, true, true);
+    m_countdown->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    layout->addWidget(m_nextId, 4, 0);
+    layout->addWidget(m_nextText, 4, 1);
+    layout->addWidget(m_countdown, 4, 2);
+
+    m_timecode = label(this, "takeTimecode", 96, true, true);
+    m_rate = label(this, "takeRate", 26, false, false);
+    m_rate->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    layout->addWidget(m_timecode, 5, 0, 1, 2);
+    layout->addWidget(m_rate, 5, 2);
+    layout->setColumnStretch(1, 1);
+    layout->setRowStretch(2, 2);
+    layout->setRowStretch(4, 1);
+
+    auto* buttons = new QHBoxLayout;
+    m_hold = new QPushButton(tr("Hold (F8)"), this);
+    m_hold->setObjectName(QStringLiteral("takeHold"));
+    m_hold->setCheckable(true);
+    auto* fire = new QPushButton(tr("Fire Next (F9)"), this);
+    fire->setObjectName(QStringLiteral("takeFireNext"));
+    auto* full = new QPushButton(tr("Full Screen (F11)"), this);
+    for (QPushButton* b : {m_hold, fire, full}) {
+        b->setFocusPolicy(Qt::NoFocus);
+        buttons->addWidget(b);
+    }
+    buttons->addStretch(1);
+    layout->addLayout(buttons, 6, 0, 1, 3);
+    connect(m_hold, &QPushButton::clicked, this, [this](bool on) { m_source->setHeld(on); });
+    connect(fire, &QPushButton::clicked, this, [this] { m_source->fireNext(); });
+    connect(full, &QPushButton::clicked, this, &TakeView::toggleFullScreen);
+
+    auto* holdKey = new QAction(this);
+    holdKey->setShortcut(QKeySequence(Qt::Key_F8));
+    connect(holdKey, &QAction::triggered, this,
+            [this] { m_source->setHeld(!m_source->takeState().held); });
+    auto* fireKey = new QAction(this);
+    fireKey->setShortcut(QKeySequence(Qt::Key_F9));
+    connect(fireKey, &QAction::triggered, this, [this] { m_source->fireNext(); });
+    auto* fullKey = new QAction(this);
+    fullKey->setShortcut(QKeySequence(Qt::Key_F11));
+    connect(fullKey, &QAction::triggered, this, &TakeView::toggleFullScreen);
+    addActions({holdKey, fireKey, fullKey});
+    resize(1280, 720);
+    refresh();
+}
+
+void TakeView::toggleFullScreen() {
+    setWindowState(windowState() ^ Qt::WindowFullScreen);
+}
+
+void TakeView::set(QLabel* label, const QString& text) {
+    if (label->text() == text)
+        return;
+    label->setText(text);
+    ++m_labelUpdates;
+}
+
+void TakeView::setStyle(QLabel* label, const QString& style) {
+    if (label->styleSheet() != style)
+        label->setStyleSheet(style);
+}
+
+void TakeView::refresh() {
+    const TakeState s = m_source->takeState();
+    set(m_sheet, s.sheetName.isEmpty() ? tr("No sheet armed") : s.sheetName);
+    set(m_state, s.held ? tr("HOLD: nothing is sent") : s.running ? tr("RUNNING") : tr("STOPPED"));
+    setStyle(m_state, QLatin1String(s.held ? kHeld : kNormal));
+    set(m_currentId, s.hasCurrent ? s.currentId : QStringLiteral("—"));
+    set(m_currentText, s.hasCurrent ? s.currentText : QString());
+    set(m_nextId, s.hasNext ? s.nextId : QStringLiteral("—"));
+    set(m_nextText, s.hasNext ? s.nextText : tr("no cue ahead"));
+    set(m_countdown, s.hasNext ? s.countdown : QString());
+    set(m_timecode, s.timecode);
+    set(m_rate, s.rate.isEmpty() ? QString() : tr("%1 fps").arg(s.rate));
+    setStyle(m_timecode, QLatin1String(s.running ? kRunning : kStopped));
+    m_hold->setChecked(s.held);
+}
