@@ -13,6 +13,8 @@ class MonitorView;
 class PunchView;
 class QDockWidget;
 class QLabel;
+class QMenu;
+class TakeView;
 class UpdatePanel;
 namespace Ui {
 class MainWindow;
@@ -27,8 +29,8 @@ class MainWindow;
 //   1. the control panel (qz62View): the serial link and the network link
 //   2. the overlay editors, on the panel's tabs
 //   3. MIDI: the timecode counter above the panel and the MIDI menus
-//   4. the cue windows and the File commands
-//   5. the Update menu
+//   4. the cue windows and the File commands, the take (armed sheet, take view)
+//   5. the Update menu and the View menu
 //
 // windowClosing() stops them in the reverse order.
 class MainWindow : public QMainWindow {
@@ -61,6 +63,11 @@ public:
     // Null once the window closed.
     CueWindows* cueWindows() const { return m_cueWindows; }
     UpdatePanel* updatePanel() const { return m_updatePanel; }
+    // View > Take: the take view, made when first asked for.
+    TakeView* showTakeView();
+    QMenu* viewMenu() const { return m_viewMenu; }
+    // "Following reel1.txt" beside the counter.
+    QString followingText() const;
     QString statusText() const;
 
 protected:
@@ -71,6 +78,7 @@ private:
     void buildEditors();
     void buildMidi();
     void buildStatusBar();
+    void buildViewMenu();
     void stopEditors();
     void stopMidi();
     void showAbout();
@@ -90,5 +98,8 @@ private:
     CueWindows* m_cueWindows = nullptr;
     UpdatePanel* m_updatePanel = nullptr;
     QLabel* m_linkLabel = nullptr;
+    QLabel* m_following = nullptr;
+    QMenu* m_viewMenu = nullptr;
+    TakeView* m_takeView = nullptr;
     bool m_closed = false;
 };

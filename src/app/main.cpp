@@ -3,6 +3,7 @@
 #include "app/CueWindows.h"
 #include "app/MainWindow.h"
 #include "cues/view/CueWindow.h"
+#include "cues/view/TakeView.h"
 
 #include <QApplication>
 #include <QDir>
@@ -36,6 +37,14 @@ void saveScreenshots(MainWindow& window, const QString& dir) {
     for (int i = 0; i < cues.size(); ++i) {
         const QString path = QDir(dir).filePath(QStringLiteral("cues-%1.png").arg(i));
         cues[i]->grab().save(path);
+        std::printf("%s\n", qPrintable(path));
+    }
+    // The take view at the size of a stage monitor.
+    if (TakeView* take = window.showTakeView()) {
+        take->resize(1920, 1080);
+        QApplication::processEvents();
+        const QString path = QDir(dir).filePath(QStringLiteral("take.png"));
+        take->grab().save(path);
         std::printf("%s\n", qPrintable(path));
     }
     QApplication::quit();

@@ -212,7 +212,10 @@ void MidiController::onButtonTest() {
 
 void MidiController::setExactDropFrame(bool exact) {
     m_parser.setExactDropFrame(exact);
+    const bool changed = exact != m_settings->value(QLatin1String(kExactDropFrameKey)).toBool();
     m_settings->setValue(QLatin1String(kExactDropFrameKey), exact);
+    if (changed)
+        emit exactDropFrameChanged(exact);
 }
 
 void MidiController::setTimecodeListener(TimecodeListener* listener) {

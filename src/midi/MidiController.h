@@ -109,6 +109,7 @@ signals:
     void notice(const QString& text);
     // Running or stopped, or the incoming rate, changed.
     void timecodeStateChanged();
+    void exactDropFrameChanged(bool exact);
 
 private:
     void mtcEvent(const MidiParser::Mtc& mtc) override;

@@ -21,6 +21,7 @@ QLabel* label(QWidget* parent, const char* name, double points, bool fixed, bool
 
 const char* const kRunning = "QLabel { color: #7fdc7f; }";
 const char* const kStopped = "QLabel { color: #6a6e72; }";
+const char* const kHeldTime = "QLabel { color: #e74c3c; }";
 const char* const kHeld = "QLabel { color: white; background: #c0392b; padding: 6px 16px; }";
 const char* const kNormal = "QLabel { color: #d8d8d8; padding: 6px 16px; }";
 } // namespace
@@ -69,8 +70,7 @@ TakeView::TakeView(TakeSource* source, QWidget* parent) : QWidget(parent), m_sou
     layout->addWidget(m_timecode, 5, 0, 1, 2);
     layout->addWidget(m_rate, 5, 2);
     layout->setColumnStretch(1, 1);
-    layout->setRowStretch(2, 2);
-    layout->setRowStretch(4, 1);
+    layout->setRowStretch(7, 1);
 
     auto* buttons = new QHBoxLayout;
     m_hold = new QPushButton(tr("Hold (F8)"), this);
@@ -81,10 +81,11 @@ TakeView::TakeView(TakeSource* source, QWidget* parent) : QWidget(parent), m_sou
     auto* full = new QPushButton(tr("Full Screen (F11)"), this);
     for (QPushButton* b : {m_hold, fire, full}) {
         b->setFocusPolicy(Qt::NoFocus);
+        b->setStyleSheet(QStringLiteral("QPushButton { font-size: 16pt; padding: 8px 18px; }"));
         buttons->addWidget(b);
     }
     buttons->addStretch(1);
-    layout->addLayout(buttons, 6, 0, 1, 3);
+    layout->addLayout(buttons, 8, 0, 1, 3);
     connect(m_hold, &QPushButton::clicked, this, [this](bool on) { m_source->setHeld(on); });
     connect(fire, &QPushButton::clicked, this, [this] { m_source->fireNext(); });
     connect(full, &QPushButton::clicked, this, &TakeView::toggleFullScreen);
@@ -125,13 +126,13 @@ void TakeView::refresh() {
     set(m_sheet, s.sheetName.isEmpty() ? tr("No sheet armed") : s.sheetName);
     set(m_state, s.held ? tr("HOLD: nothing is sent") : s.running ? tr("RUNNING") : tr("STOPPED"));
     setStyle(m_state, QLatin1String(s.held ? kHeld : kNormal));
-    set(m_currentId, s.hasCurrent ? s.currentId : QStringLiteral("—"));
+    set(m_currentId, s.hasCurrent ? s.currentId : tr("none yet"));
     set(m_currentText, s.hasCurrent ? s.currentText : QString());
     set(m_nextId, s.hasNext ? s.nextId : QStringLiteral("—"));
     set(m_nextText, s.hasNext ? s.nextText : tr("no cue ahead"));
     set(m_countdown, s.hasNext ? s.countdown : QString());
     set(m_timecode, s.timecode);
     set(m_rate, s.rate.isEmpty() ? QString() : tr("%1 fps").arg(s.rate));
-    setStyle(m_timecode, QLatin1String(s.running ? kRunning : kStopped));
+    setStyle(m_timecode, QLatin1String(!s.running ? kStopped : s.held ? kHeldTime : kRunning));
     m_hold->setChecked(s.held);
 }
