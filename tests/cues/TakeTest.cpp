@@ -196,8 +196,8 @@ TEST(Take, HoldFireNextAndTheTakeView) {
     // Across the first cue's frame (01:00:08:00) to 01:00:09:00.
     Source source(app.window.midiView()->controller(), 3, 1, 0, 7, 0);
     source.play(60);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return text("takeTimecode") >= "01:00:08:20"; }, kWaitMs))
-        << text("takeTimecode").toStdString();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return view->timecodeText() >= "01:00:08:20"; }, kWaitMs))
+        << view->timecodeText().toStdString();
     EXPECT_TRUE(sim.triggers().isEmpty()) << "held";
     EXPECT_TRUE(text("takeCountdown").endsWith(QStringLiteral(" fr")));
 

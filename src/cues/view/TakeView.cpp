@@ -3,7 +3,11 @@
 #include <QAction>
 #include <QFontDatabase>
 #include <QGridLayout>
+#include <QHash>
 #include <QLabel>
+#include <QPaintEvent>
+#include <QPainter>
+#include <QPixmap>
 #include <QPushButton>
 #include <QVBoxLayout>
 
@@ -19,12 +23,79 @@ QLabel* label(QWidget* parent, const char* name, double points, bool fixed, bool
     return l;
 }
 
-const char* const kRunning = "QLabel { color: #7fdc7f; }";
-const char* const kStopped = "QLabel { color: #6a6e72; }";
-const char* const kHeldTime = "QLabel { color: #e74c3c; }";
+const QColor kRunning(0x7f, 0xdc, 0x7f);
+const QColor kStopped(0x6a, 0x6e, 0x72);
+const QColor kHeldTime(0xe7, 0x4c, 0x3c);
 const char* const kHeld = "QLabel { color: white; background: #c0392b; padding: 6px 16px; }";
 const char* const kNormal = "QLabel { color: #d8d8d8; padding: 6px 16px; }";
 } // namespace
+
+// The time code in large fixed-width characters. Glyphs this large are not
+// cached by the text renderer and cost a path fill each; here each character
+// is drawn once into a pixmap, and a new time repaints only the cells whose
+// character changed.
+class TakeView::BigTimecode : public QWidget {
+public:
+    explicit BigTimecode(QWidget* parent) : QWidget(parent) {
+        setObjectName(QStringLiteral("takeTimecode"));
+        m_font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
+        m_font.setPointSizeF(96);
+        m_font.setBold(true);
+        const QFontMetrics metrics(m_font);
+        m_cell = QSize(metrics.horizontalAdvance(QLatin1Char('0')), metrics.height());
+        setFixedSize(m_cell.width() * 11, m_cell.height());
+        setAttribute(Qt::WA_OpaquePaintEvent);
+    }
+    QString text() const { return m_text; }
+    void setText(const QString& text) {
+        const auto at = [](const QString& s, qsizetype i) { return i < s.size() ? s[i] : QChar(); };
+        for (qsizetype i = 0; i < std::max(text.size(), m_text.size()); ++i) {
+            if (at(text, i) != at(m_text, i))
+                update(QRect(QPoint(int(i) * m_cell.width(), 0), m_cell));
+        }
+        m_text = text;
+    }
+    void setColor(const QColor& color) {
+        if (color == m_color)
+            return;
+        m_color = color;
+        update();
+    }
+
+protected:
+    void paintEvent(QPaintEvent* event) override {
+        QPainter painter(this);
+        painter.fillRect(event->rect(), palette().color(QPalette::Window));
+        for (qsizetype i = 0; i < m_text.size(); ++i) {
+            const QRect cell(QPoint(int(i) * m_cell.width(), 0), m_cell);
+            if (event->region().intersects(cell))
+                painter.drawPixmap(cell.topLeft(), glyph(m_text[i]));
+        }
+    }
+
+private:
+    const QPixmap& glyph(QChar c) {
+        const QString key = QString(c) + m_color.name();
+        auto found = m_glyphs.find(key);
+        if (found != m_glyphs.end())
+            return *found;
+        const qreal ratio = devicePixelRatioF();
+        QPixmap pixmap(m_cell * ratio);
+        pixmap.setDevicePixelRatio(ratio);
+        pixmap.fill(palette().color(QPalette::Window));
+        QPainter painter(&pixmap);
+        painter.setFont(m_font);
+        painter.setPen(m_color);
+        painter.drawText(QRect(QPoint(0, 0), m_cell), Qt::AlignCenter, QString(c));
+        return *m_glyphs.insert(key, pixmap);
+    }
+
+    QFont m_font;
+    QSize m_cell;
+    QString m_text;
+    QColor m_color = kStopped;
+    QHash<QString, QPixmap> m_glyphs;
+};
 
 TakeView::TakeView(TakeSource* source, QWidget* parent) : QWidget(parent), m_source(source) {
     setObjectName(QStringLiteral("takeView"));
@@ -64,7 +135,7 @@ TakeView::TakeView(TakeSource* source, QWidget* parent) : QWidget(parent), m_sou
     layout->addWidget(m_nextText, 4, 1);
     layout->addWidget(m_countdown, 4, 2);
 
-    m_timecode = label(this, "takeTimecode", 96, true, true);
+    m_timecode = new BigTimecode(this);
     m_rate = label(this, "takeRate", 26, false, false);
     m_rate->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
     layout->addWidget(m_timecode, 5, 0, 1, 2);
@@ -105,6 +176,12 @@ TakeView::TakeView(TakeSource* source, QWidget* parent) : QWidget(parent), m_sou
     refresh();
 }
 
+TakeView::~TakeView() = default;
+
+QString TakeView::timecodeText() const {
+    return m_timecode->text();
+}
+
 void TakeView::toggleFullScreen() {
     setWindowState(windowState() ^ Qt::WindowFullScreen);
 }
@@ -131,8 +208,11 @@ void TakeView::refresh() {
     set(m_nextId, s.hasNext ? s.nextId : QStringLiteral("—"));
     set(m_nextText, s.hasNext ? s.nextText : tr("no cue ahead"));
     set(m_countdown, s.hasNext ? s.countdown : QString());
-    set(m_timecode, s.timecode);
+    if (m_timecode->text() != s.timecode) {
+        m_timecode->setText(s.timecode);
+        ++m_labelUpdates;
+    }
     set(m_rate, s.rate.isEmpty() ? QString() : tr("%1 fps").arg(s.rate));
-    setStyle(m_timecode, QLatin1String(!s.running ? kStopped : s.held ? kHeldTime : kRunning));
+    m_timecode->setColor(!s.running ? kStopped : s.held ? kHeldTime : kRunning);
     m_hold->setChecked(s.held);
 }

@@ -42,10 +42,12 @@ class TakeView : public QWidget {
     Q_OBJECT
 public:
     explicit TakeView(TakeSource* source, QWidget* parent = nullptr);
+    ~TakeView() override;
 
     // Reads the source and updates what differs.
     void refresh();
     void toggleFullScreen();
+    QString timecodeText() const;
     // Labels updated by refresh() so far (for the benchmark and tests).
     long long labelUpdates() const { return m_labelUpdates; }
 
@@ -61,7 +63,8 @@ private:
     QLabel* m_nextId = nullptr;
     QLabel* m_nextText = nullptr;
     QLabel* m_countdown = nullptr;
-    QLabel* m_timecode = nullptr;
+    class BigTimecode;
+    BigTimecode* m_timecode = nullptr;
     QLabel* m_rate = nullptr;
     QPushButton* m_hold = nullptr;
     long long m_labelUpdates = 0;
