@@ -89,6 +89,12 @@ int ComThread::openUsbSerial() {
     return 0;
 }
 
+QString ComThread::serialLatencyText() const {
+    if (m_other || !m_serial)
+        return QString();
+    return SerialTransport::lowLatencyText(m_serial->lowLatency());
+}
+
 void ComThread::useTransport(std::unique_ptr<Transport> transport, const QString& name) {
     stopThread();
     m_other = std::move(transport);

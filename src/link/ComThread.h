@@ -123,6 +123,9 @@ public:
     int bytesAvailable() const;
     int fd() const;
     QString com() const { return m_com; }
+    // How the serial port holds received bytes back (empty without a serial
+    // port, or when the link runs on another transport).
+    QString serialLatencyText() const;
     // Stops the link and lends the serial port to an update engine until the
     // loan is destroyed. Without a serial port (none found, or the link runs
     // on another transport) the loan is empty and the link is left as it is.
