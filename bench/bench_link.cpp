@@ -236,7 +236,7 @@ void priorityLane() {
         for (int i = 0; i < kPerCommand && int(samples.size()) < kTriggers; ++i) {
             const qsizetype before = sim.triggers().size();
             const Clock::time_point sent = Clock::now();
-            link.sendMidiTrigger(midimsg::kAccumulateNote);
+            link.sendTimingBytes(midimsg::trigger(midimsg::kAccumulateNote));
             QElapsedTimer wait;
             wait.start();
             while (sim.triggers().size() == before && wait.elapsed() < 1000)

@@ -196,7 +196,8 @@ struct AtQuarterFrame : CommandSink {
     long long current = 0;
     std::vector<long long> fired;
     void sendString(const QString&) override {}
-    void sendBytes(const QByteArray& bytes) override {
+    void sendBytes(const QByteArray&) override {}
+    void sendTimingBytes(const QByteArray& bytes) override {
         if (bytes.size() == 3 && uchar(bytes[0]) == 0x90)
             fired.push_back(current);
     }

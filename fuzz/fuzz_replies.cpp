@@ -29,6 +29,7 @@ public:
     void annunciatorColorsFromString(const QString& line) override { take(line); }
     void windowFromArray(const QList<int>& numbers) override { m_fields += int(numbers.size()); }
     void pointsFromArray(const QList<int>& numbers) override { m_fields += int(numbers.size()); }
+    void forgetReported() override { m_fields = 0; }
 
     void setOffset(double seconds) override { m_sheet.setOffset(seconds); }
     void setStepperStreamerDuration(int fiftieths) override {
@@ -37,6 +38,7 @@ public:
 
     void sendString(const QString& command) override { m_sent += int(command.size()); }
     void sendBytes(const QByteArray& bytes) override { m_sent += int(bytes.size()); }
+    void sendTimingBytes(const QByteArray& bytes) override { m_sent += int(bytes.size()); }
     int txCount() const override { return m_sent % 300; }
 
 private:

@@ -204,10 +204,16 @@ bool AppStartup::handOverToRunning() {
     connect(m_instance.get(), &SingleInstance::filesReceived, this,
             [this](const QStringList& paths) {
                 openFiles(paths);
-                if (m_window) {
-                    m_window->raise();
-                    m_window->activateWindow();
-                }
+                if (!m_window)
+                    return;
+                // The application comes forward with the sheet just handed
+                // over on top of it.
+                m_window->raise();
+                CueWindows* cues = m_window->cueWindows();
+                QWidget* front =
+                    cues && cues->front() ? static_cast<QWidget*>(cues->front()) : m_window.get();
+                front->raise();
+                front->activateWindow();
             });
     return false;
 }
@@ -234,6 +240,10 @@ bool AppStartup::start() {
     if (!m_options.midiOut.isEmpty())
         midi->wantDestination(m_options.midiOut);
 
+    // Pictures for checking the layout are taken at the default sizes, and
+    // must not leave their sizes behind for the next start.
+    if (m_options.screenshots.isEmpty())
+        m_window->rememberLayout();
     m_window->show();
     m_window->awakeFromNib(panel);
     m_window->midiView()->awakeFromNib();

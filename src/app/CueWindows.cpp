@@ -20,8 +20,10 @@
 #include <QLocale>
 #include <QMenu>
 #include <QMenuBar>
+#include <QScreen>
 #include <QSettings>
 #include <QTabWidget>
+#include <algorithm>
 
 namespace {
 QString unreadableMessage(const QString& path) {
@@ -53,7 +55,12 @@ CueWindows::CueWindows(qz62View* panel, QMenu* mainFileMenu, QObject* parent)
     m_save = new QAction(tr("&Save"), this);
     m_save->setShortcut(QKeySequence::Save);
     m_saveAs = new QAction(tr("Save &As…"), this);
-    m_saveAs->setShortcut(QKeySequence::SaveAs);
+    // Some desktops bind no key to Save As: Ctrl+Shift+S always works.
+    QList<QKeySequence> saveAsKeys = QKeySequence::keyBindings(QKeySequence::SaveAs);
+    const QKeySequence ctrlShiftS(Qt::CTRL | Qt::SHIFT | Qt::Key_S);
+    if (!saveAsKeys.contains(ctrlShiftS))
+        saveAsKeys.append(ctrlShiftS);
+    m_saveAs->setShortcuts(saveAsKeys);
     m_close = new QAction(tr("&Close"), this);
     m_close->setShortcut(QKeySequence::Close);
     connect(m_new, &QAction::triggered, this, &CueWindows::newCueSheet);
@@ -133,9 +140,28 @@ CueWindow* CueWindows::newCueSheet() {
         m_panel->tabView()->setCurrentIndex(qz62View::kUnitTab);
     });
     setFront(window);
-    // Windows appear with the application's main window (tests keep both hidden).
-    if (m_panel->window()->isVisible())
+    // A new sheet opens whole on the main window's screen, a little below and
+    // right of the main window (cascading), and in front of it. Frames drawn
+    // by the window manager are not known before the window is shown: room
+    // is kept for them. Windows appear with the application's main window
+    // (tests keep both hidden).
+    QWidget* main = m_panel->window();
+    if (const QScreen* screen = main->screen()) {
+        constexpr int kFrameRoom = 48;
+        constexpr int kCascadeStep = 32;
+        const QRect room = screen->availableGeometry().adjusted(0, 0, -kFrameRoom, -kFrameRoom);
+        window->resize(window->size().boundedTo(room.size()));
+        const int step = kCascadeStep * int(windows().size() % 8);
+        QPoint at = main->geometry().topLeft() + QPoint(step, step);
+        at.setX(std::clamp(at.x(), room.left(), room.x() + room.width() - window->width()));
+        at.setY(std::clamp(at.y(), room.top(), room.y() + room.height() - window->height()));
+        window->move(at);
+    }
+    if (main->isVisible()) {
         window->show();
+        window->raise();
+        window->activateWindow();
+    }
     return window;
 }
 

@@ -19,6 +19,7 @@
 #include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QSettings>
 
 MainWindow::MainWindow(QWidget* parent)
     : QMainWindow(parent), m_ui(std::make_unique<Ui::MainWindow>()) {
@@ -109,10 +110,33 @@ void MainWindow::awakeFromNib(const PanelOptions& options) {
     m_panel->awakeFromNib(options);
 }
 
+namespace {
+const char* const kKeyGeometry = "MainWindow/geometry";
+const char* const kKeyState = "MainWindow/state";
+} // namespace
+
+void MainWindow::rememberLayout() {
+    m_remembersLayout = true;
+    const QSettings settings;
+    restoreGeometry(settings.value(QLatin1String(kKeyGeometry)).toByteArray());
+    restoreState(settings.value(QLatin1String(kKeyState)).toByteArray());
+    m_panel->restoreLayout(settings);
+}
+
+void MainWindow::saveLayout() {
+    if (!m_remembersLayout)
+        return;
+    QSettings settings;
+    settings.setValue(QLatin1String(kKeyGeometry), saveGeometry());
+    settings.setValue(QLatin1String(kKeyState), saveState());
+    m_panel->saveLayout(settings);
+}
+
 void MainWindow::windowClosing() {
     if (m_closed)
         return;
     m_closed = true;
+    saveLayout();
     // The Update menu runs nothing of its own: an update runs on the link's
     // port and stops with the link.
     // The take view reads the take; then the cue windows: the MIDI thread

@@ -69,6 +69,10 @@ public:
     // "Following reel1.txt" beside the counter.
     QString followingText() const;
     QString statusText() const;
+    // Puts the window, its dock, the panel's tab and its log's ping filter
+    // as the user left them at the last close, and keeps them again at this
+    // one. The application calls it before showing the window.
+    void rememberLayout();
 
 protected:
     void closeEvent(QCloseEvent* event) override;
@@ -83,6 +87,7 @@ private:
     void stopMidi();
     void showAbout();
     void showLinkState(const QString& text, PanelController::LinkState state);
+    void saveLayout();
 
     std::unique_ptr<Ui::MainWindow> m_ui;
     PanelAlerts m_panelAlerts;
@@ -102,4 +107,5 @@ private:
     QMenu* m_viewMenu = nullptr;
     TakeView* m_takeView = nullptr;
     bool m_closed = false;
+    bool m_remembersLayout = false;
 };

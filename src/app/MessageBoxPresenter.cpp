@@ -10,12 +10,20 @@ void MessageBoxPresenter::showAlert(const QString& message) {
     box.exec();
 }
 
+std::unique_ptr<QMessageBox> MessageBoxPresenter::questionBox(const QString& message,
+                                                              QWidget* parent) {
+    auto box = std::make_unique<QMessageBox>(QMessageBox::Question, QStringLiteral("QZ62A"),
+                                             message, QMessageBox::NoButton, parent);
+    box->addButton(QStringLiteral("OK"), QMessageBox::AcceptRole);
+    QPushButton* cancel = box->addButton(QStringLiteral("cancel"), QMessageBox::RejectRole);
+    box->setDefaultButton(cancel);
+    box->setEscapeButton(cancel);
+    return box;
+}
+
 bool MessageBoxPresenter::askOkCancel(const QString& message) {
-    QMessageBox box(QMessageBox::Question, QStringLiteral("QZ62A"), message, QMessageBox::NoButton,
-                    m_parent);
-    QPushButton* ok = box.addButton(QStringLiteral("OK"), QMessageBox::AcceptRole);
-    box.addButton(QStringLiteral("cancel"), QMessageBox::RejectRole);
-    box.setDefaultButton(ok);
-    box.exec();
-    return box.clickedButton() == ok;
+    const std::unique_ptr<QMessageBox> box = questionBox(message, m_parent);
+    box->exec();
+    QAbstractButton* clicked = box->clickedButton();
+    return clicked && box->buttonRole(clicked) == QMessageBox::AcceptRole;
 }

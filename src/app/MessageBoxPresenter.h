@@ -3,16 +3,24 @@
 #include "base/Alerts.h"
 #include "panel/PanelPrompts.h"
 
+#include <memory>
+
+class QMessageBox;
 class QWidget;
 
 // Shows the program's alerts as modal message boxes over the main window,
 // each with a single default button ("OK"), and its OK/cancel questions.
+// Every question the program asks guards something that cannot be undone
+// (erasing the unit's FLASH), so "cancel" is the default: Enter or Escape
+// leaves the unit as it is.
 class MessageBoxPresenter : public AlertPresenter {
 public:
     explicit MessageBoxPresenter(QWidget* parent = nullptr) : m_parent(parent) {}
     void setParentWidget(QWidget* parent) { m_parent = parent; }
     void showAlert(const QString& message) override;
     bool askOkCancel(const QString& message) override;
+    // The question's box, not yet shown; its accept button is "OK".
+    static std::unique_ptr<QMessageBox> questionBox(const QString& message, QWidget* parent);
 
 private:
     QWidget* m_parent;

@@ -285,8 +285,8 @@ QStringList CueDocument::sort() {
     scratch.setRows(rows());
     scratch.settings() = settings();
     QStringList notes;
-    const QString span = scratch.inTimeSpanWarning();
-    const int removed = scratch.OnSort();
+    QString span;
+    const int removed = scratch.OnSort(&span);
     replaceRows(scratch.rows(), tr("Sort"));
     if (removed > 0)
         notes << tr("%1 \u2014 Undo brings %2 back")

@@ -223,8 +223,8 @@ void CueFiring::forgetLeft(CueFiringSnapshot& snapshot, int now, int type, int l
 
 void CueFiring::send(const CueFiringSnapshot::Row& row) {
     if (CommandSink* sink = m_sink.load(std::memory_order_acquire)) {
-        sink->sendMidiTrigger(midimsg::kAccumulateNote);
-        sink->sendBytes(row.sysex);
+        sink->sendTimingBytes(midimsg::trigger(midimsg::kAccumulateNote));
+        sink->sendTimingBytes(row.sysex);
     }
     m_fired.fetch_add(1, std::memory_order_relaxed);
 }

@@ -158,7 +158,7 @@ QString CueSheet::cueItemText(const CueItem& item) const {
     return cuetext::build(item, m_settings.cueId, m_settings.text);
 }
 
-int CueSheet::OnSort() {
+int CueSheet::OnSort(QString* spanWarning) {
     // Each row's in time is looked at once: its display form, frames and hours.
     struct Key {
         QString in;
@@ -168,15 +168,21 @@ int CueSheet::OnSort() {
     const int n = count();
     std::vector<Key> keys(static_cast<size_t>(n));
     std::vector<int> order(static_cast<size_t>(n));
+    std::vector<int> validFrames;
     for (int i = 0; i < n; ++i) {
         Key& key = keys[size_t(i)];
         key.in = m_rows[i].getCueIn();
         // Always compared as 30 fps, whatever the sheet's type; unusable times
         // count as midnight.
-        key.frames = m_tcc.tcToBinary(key.in, 3);
+        const std::optional<int> frames = m_tcc.framesIfTc(key.in, 3);
+        if (frames && spanWarning)
+            validFrames.push_back(*frames);
+        key.frames = frames.value_or(0);
         key.hours = key.frames / (30 * 3600);
         order[size_t(i)] = i;
     }
+    if (spanWarning)
+        *spanWarning = inTimeSpanWarning(std::move(validFrames));
     std::vector<int> scratch(static_cast<size_t>(n));
     mergeSort(order, scratch, 0, size_t(n), [&keys](int a, int b) {
         return TcCalculator::compareFrames(keys[size_t(a)].frames, keys[size_t(b)].frames, 3) < 0;
@@ -217,13 +223,16 @@ int CueSheet::OnSort() {
 }
 
 QString CueSheet::inTimeSpanWarning() const {
-    constexpr int kType = 3; // as the sort compares
     std::vector<int> frames;
     for (const CueItem& row : m_rows) {
-        const QString in = row.getCueIn();
-        if (m_tcc.isTc(in))
-            frames.push_back(m_tcc.tcToBinary(in, kType));
+        if (const std::optional<int> f = m_tcc.framesIfTc(row.getCueIn(), 3))
+            frames.push_back(*f);
     }
+    return inTimeSpanWarning(std::move(frames));
+}
+
+QString CueSheet::inTimeSpanWarning(std::vector<int> frames) const {
+    constexpr int kType = 3; // as the sort compares
     if (frames.size() < 2)
         return QString();
     std::sort(frames.begin(), frames.end());
@@ -311,8 +320,8 @@ void CueSheet::onClearText() {
 void CueSheet::sendTriggerAndText(const CueItem& item, int trigger) {
     if (!m_comThread)
         return;
-    m_comThread->sendBytes(midimsg::noteOn(midimsg::kAccumulateNote, trigger));
-    m_comThread->sendBytes(midimsg::cueTextSysex(cueItemText(item)));
+    m_comThread->sendTimingBytes(midimsg::noteOn(midimsg::kAccumulateNote, trigger));
+    m_comThread->sendTimingBytes(midimsg::cueTextSysex(cueItemText(item)));
 }
 
 void CueSheet::mtcEvent(const QByteArray& mtc) {

@@ -7,6 +7,7 @@
 #include <QByteArray>
 #include <QList>
 #include <QString>
+#include <vector>
 
 class CommandSink;
 
@@ -114,12 +115,15 @@ public:
     // --- sorting and firing ---
     // Circular sort on the in times (always as 30 fps), then the duplicate
     // and midnight rules when the header values ask for them. Returns the
-    // number of rows the duplicate rule removed.
-    int OnSort();
+    // number of rows the duplicate rule removed; `spanWarning`, when given,
+    // gets what inTimeSpanWarning() says of the rows before the sort.
+    int OnSort(QString* spanWarning = nullptr);
     // The circular sort only orders times that fit in half a day. When the
     // valid in times, taken round the clock the shortest way, span more than
     // 12 hours, a warning for the user naming the span; otherwise empty.
     QString inTimeSpanWarning() const;
+    // The same for valid in times given as frames at 30 fps (any order).
+    QString inTimeSpanWarning(std::vector<int> frames) const;
     // Four bytes of MIDI timecode (hours with the rate bits, minutes,
     // seconds, frames). Moves the selection to the next cue to come and
     // fires the cues due on that frame, as cuewalk::walk says; short data or

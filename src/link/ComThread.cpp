@@ -142,6 +142,13 @@ void ComThread::sendBytes(const QByteArray& bytes) {
     if (NetworkSender* network = m_network.load())
         if (network->sendBytesToNetwork(bytes) >= 0)
             return;
+    m_worker->queueBytes(bytes);
+}
+
+void ComThread::sendTimingBytes(const QByteArray& bytes) {
+    if (NetworkSender* network = m_network.load())
+        if (network->sendBytesToNetwork(bytes) >= 0)
+            return;
     m_worker->sendNow(bytes);
 }
 

@@ -40,12 +40,13 @@ private:
 //
 // openUsbSerial() finds the unit's port (SerialPortFinder) and keeps it open;
 // startThread() runs the link thread (LinkWorker) on it, which paces the
-// queued commands by the unit's replies, sends raw MIDI bytes at once and
+// queued commands by the unit's replies, sends the timing path's bytes at
+// once and
 // hands every received chunk to the owner (a LinkListener) on the owner's
 // thread. useTransport() runs the same link on another transport (TCP to the
 // network proxy).
 //
-// Thread safety: sendString(), sendBytes(), sendMidiTrigger() and txCount()
+// Thread safety: the send operations and txCount()
 // may be called from any thread (the MIDI thread fires cues); they never wait
 // for the unit nor for the main thread. Everything else belongs to the thread
 // that owns the object (the main thread).
@@ -107,9 +108,12 @@ public:
     // Offered to the network link first; dropped when there is no port or no
     // thread; otherwise queued, framed by MsgClass::txString, and paced.
     void sendString(const QString& command) override;
+    // Offered to the network link first; otherwise queued behind the
+    // commands already waiting, and written without waiting for a reply.
+    void sendBytes(const QByteArray& bytes) override;
     // Offered to the network link first; otherwise written at once, ahead of
     // queued commands, without waiting for a reply.
-    void sendBytes(const QByteArray& bytes) override;
+    void sendTimingBytes(const QByteArray& bytes) override;
     int txCount() const override;
     // The network link, or nullptr (not owned).
     void setNetworkSender(NetworkSender* sender) { m_network.store(sender); }

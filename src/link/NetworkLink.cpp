@@ -9,8 +9,22 @@
 #include <QThread>
 #include <QTimer>
 
+namespace {
+// Proxies differ in how they end lines: LF, with or without a CR before it.
+constexpr MsgClass::LineEnd kLineEnd = MsgClass::LineEnd::Lf;
+} // namespace
+
 NetworkLink::NetworkLink(QObject* parent)
-    : QObject(parent), m_fromOtherThreads(std::make_unique<QueuedCalls>(this)) {}
+    : QObject(parent), m_settle(new QTimer(this)),
+      m_fromOtherThreads(std::make_unique<QueuedCalls>(this)) {
+    m_settle->setSingleShot(true);
+    m_settle->setInterval(kSettleMs);
+    connect(m_settle, &QTimer::timeout, this, &NetworkLink::connectIfUnambiguous);
+}
+
+void NetworkLink::setSettleMs(int ms) {
+    m_settle->setInterval(ms);
+}
 
 NetworkLink::~NetworkLink() {
     m_fromOtherThreads->cancel();
@@ -50,9 +64,14 @@ void NetworkLink::serviceFound(const NetService& service) {
     emit servicesChanged();
     if (!m_streamExists.load())
         showListState();
-    // Chosen from the event loop, as the user would: whoever reacts to the
-    // list's change sees the new row before it is selected.
-    QTimer::singleShot(0, this, &NetworkLink::selectFirstRow);
+    // The one used last is taken at once; any other waits until discovery
+    // has settled, to see whether it is the only one. Chosen from the event
+    // loop, as the user would: whoever reacts to the list's change sees the
+    // new row before it is selected.
+    if (!m_preferred.isEmpty() && service.name == m_preferred)
+        QTimer::singleShot(0, this, &NetworkLink::connectIfUnambiguous);
+    else
+        m_settle->start();
 }
 
 void NetworkLink::serviceRemoved(const NetService& service) {
@@ -71,16 +90,21 @@ void NetworkLink::serviceRemoved(const NetService& service) {
     }
 }
 
-void NetworkLink::selectFirstRow() {
-    if (m_services.isEmpty()) {
-        emit titleChanged(QStringLiteral("network"));
-        return;
-    }
+void NetworkLink::connectIfUnambiguous() {
     // Finding another service never takes the stream away from the one in
     // use, whichever row the user chose.
-    if (m_streamExists.load())
+    if (m_streamExists.load() || m_services.isEmpty())
         return;
-    serviceTableClickedAction(0);
+    for (qsizetype row = 0; row < m_services.size(); ++row) {
+        if (!m_preferred.isEmpty() && m_services.at(row).name == m_preferred) {
+            serviceTableClickedAction(int(row));
+            return;
+        }
+    }
+    if (m_services.size() == 1 && !m_settle->isActive())
+        serviceTableClickedAction(0);
+    else
+        showListState();
 }
 
 void NetworkLink::serviceTableClickedAction(int row) {
@@ -122,10 +146,12 @@ void NetworkLink::openStreamsToNetService(const NetService& service) {
         if (socket != m_socket)
             return;
         socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
-        m_input = MsgClass();
+        m_input = MsgClass(kLineEnd);
         m_outputOpen.store(true);
         setState(State::Connected, m_current.name);
         emit outputOpened();
+        if (m_selectedRow >= 0)
+            emit serviceConnected(m_current.name);
     });
     connect(socket, &QTcpSocket::readyRead, this, [this, socket] {
         if (socket == m_socket)
@@ -141,14 +167,13 @@ void NetworkLink::openStreamsToNetService(const NetService& service) {
     });
     m_streamExists.store(true);
     setState(State::Connecting, service.name);
-    emit titleChanged(service.name);
     socket->connectToHost(service.host, service.port);
 }
 
 void NetworkLink::closeStreams() {
     m_outputOpen.store(false);
     m_streamExists.store(false);
-    m_input = MsgClass(); // a line cut off by the close is not a reply
+    m_input = MsgClass(kLineEnd); // a line cut off by the close is not a reply
     if (QTcpSocket* socket = m_socket) {
         m_socket = nullptr;
         socket->disconnect(this);
@@ -234,6 +259,8 @@ void NetworkLink::showListState() {
         return; // the list alone does not hide those
     if (m_services.isEmpty())
         setState(State::Searching, QString());
+    else if (m_services.size() > 1 && !m_settle->isActive())
+        setState(State::Choose, QString::number(m_services.size()));
     else
         setState(State::Found, QString::number(m_services.size()));
 }

@@ -5,6 +5,9 @@
 #include <QFileInfo>
 #include <RtMidi.h>
 #include <algorithm>
+#include <atomic>
+#include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -35,12 +38,20 @@ void onError(RtMidiError::Type type, const std::string& text, void* /*self*/) {
 }
 
 #ifdef QZ62_HAVE_JACK
-// libjack reports a missing server on every attempt; we look once a second.
+// libjack explains every failed attempt to reach a server in several lines,
+// and we look once a second while waiting for one: the waiting is silent, its
+// messages are dropped until a server has been reached. After that each
+// different message is said once.
+std::atomic<bool> g_jackReached{false};
+
 void jackMessage(const char* text) {
-    thread_local std::string t_lastSaid;
-    if (t_lastSaid != text)
+    if (!g_jackReached.load())
+        return;
+    static std::mutex lock;
+    static std::set<std::string> said;
+    const std::lock_guard<std::mutex> guard(lock);
+    if (said.insert(text).second)
         diag::print("JACK: %s\n", text);
-    t_lastSaid = text;
 }
 #endif
 
@@ -101,6 +112,8 @@ bool RtMidiPorts::openClients() {
         jack_client_t* probe = jack_client_open("qz62-probe", JackNoStartServer, nullptr);
         if (!probe)
             return false;
+        if (!g_jackReached.exchange(true))
+            diag::print("MIDI: the JACK server is running\n");
         const jack_nframes_t rate = jack_get_sample_rate(probe);
         if (rate > 0)
             m_jackCycle = std::chrono::microseconds(std::int64_t(jack_get_buffer_size(probe)) *

@@ -1,5 +1,6 @@
 #include "overlay/AnnunciatorEditor.h"
 
+#include "base/Diagnostics.h"
 #include "protocol/CommandSink.h"
 #include "protocol/Commands.h"
 #include "protocol/ReplyScanner.h"
@@ -35,28 +36,38 @@ void AnnunciatorEditor::send(const QString& command) {
         sink->sendString(command);
 }
 
+bool AnnunciatorEditor::sendSetting(bool reported, const QString& command) {
+    if (!reported) {
+        diag::print("not sent (the unit has not reported this setting yet): %s\n",
+                    command.toUtf8().constData());
+        return false;
+    }
+    send(command);
+    return true;
+}
+
 // --- commands ---
 
 void AnnunciatorEditor::sendAnnunciator() {
-    send(cmd::annunciator(std::max(m_settings.mode, 0)));
     // The unit answers a mode change with its own "U" (or "m"); that answer
     // must not move the buttons the user has just pressed.
-    m_skipEcho = true;
+    if (sendSetting(m_reported.mode, cmd::annunciator(std::max(m_settings.mode, 0))))
+        m_skipEcho = true;
 }
 
 void AnnunciatorEditor::setWindowPosition(Element e) {
     const TextItem& t = m_settings.items[e];
-    send(cmd::window(t.fontPoint, t.x, t.y, int(t.color), int(e)));
+    sendSetting(m_reported.windows[e], cmd::window(t.fontPoint, t.x, t.y, int(t.color), int(e)));
 }
 
 void AnnunciatorEditor::sendTc() {
-    send(cmd::tcDisplay(m_settings.tcSource));
+    sendSetting(m_reported.tcSource, cmd::tcDisplay(m_settings.tcSource));
 }
 
 void AnnunciatorEditor::sendCom() {
     const int bits =
         (m_settings.comCell == Settings::kSony ? 1 : 0) | (m_settings.showMidi ? 2 : 0);
-    send(cmd::counterDisplay(bits));
+    sendSetting(m_reported.com, cmd::counterDisplay(bits));
 }
 
 void AnnunciatorEditor::sendAnnunciatorColors() {
@@ -65,7 +76,7 @@ void AnnunciatorEditor::sendAnnunciatorColors() {
         const Settings::Colors& c = m_settings.annunciatorColors[i];
         bytes[i] = unsigned(c.back) * 16 + unsigned(c.fore);
     }
-    send(cmd::annunciatorColors(bytes[0], bytes[1], bytes[2]));
+    sendSetting(m_reported.colors, cmd::annunciatorColors(bytes[0], bytes[1], bytes[2]));
 }
 
 void AnnunciatorEditor::onShowSampleText() {
@@ -134,7 +145,7 @@ void AnnunciatorEditor::placed(Element e) {
     switch (e) {
     case Element::Annunciator:
         // Shown in Rehearse while it is placed or sized, so the user sees it.
-        send(cmd::annunciator(Settings::kRehearse));
+        sendSetting(m_reported.mode, cmd::annunciator(Settings::kRehearse));
         return;
     case Element::Text:
         onShowSampleText();
@@ -149,7 +160,7 @@ void AnnunciatorEditor::placed(Element e) {
 }
 
 void AnnunciatorEditor::showTcCounter() {
-    if (m_settings.tcSource != Settings::kTcOff)
+    if (m_settings.tcSource != Settings::kTcOff || !m_reported.tcSource)
         return;
     m_settings.tcSource = 1;
     sendTc();
@@ -183,7 +194,7 @@ bool AnnunciatorEditor::mouseDown(const QPointF& canvas) {
                                              Element::BarBeat};
     m_dragItem.reset();
     for (Element e : kPickOrder) {
-        if (closeToRect(canvas, thread()->rect(e))) {
+        if (m_reported.windows[e] && closeToRect(canvas, thread()->rect(e))) {
             m_dragItem = e;
             break;
         }
@@ -225,6 +236,7 @@ void AnnunciatorEditor::fromString(const QString& line) {
     if (!scan.scanInt(mode) || mode < Settings::kOff || mode > Settings::kPlayback)
         return;
     m_settings.mode = mode;
+    m_reported.mode = true;
     changed();
     setDraw(PreviewWorker::kRedraw);
 }
@@ -239,6 +251,7 @@ void AnnunciatorEditor::tcFromString(const QString& line) {
     if (!scan.scanInt(source) || source < 0)
         return;
     m_settings.tcSource = source;
+    m_reported.tcSource = true;
     changed();
     thread()->setTcString(
         QString::fromLatin1(source == Settings::kTcFeet ? kFeetSample : kTimecodeSample));
@@ -252,6 +265,7 @@ void AnnunciatorEditor::comFromString(const QString& line) {
     if (scan.scanInt(bits)) {
         m_settings.comCell = bits & 1;
         m_settings.showMidi = (bits & 2) != 0;
+        m_reported.com = true;
     }
     changed();
 }
@@ -267,6 +281,7 @@ void AnnunciatorEditor::annunciatorColorsFromString(const QString& line) {
     for (qsizetype i = 0; i < bytes.size(); ++i)
         m_settings.annunciatorColors[std::size_t(i)] = {int(bytes[i] & 7u),
                                                         int((bytes[i] >> 4) & 15u)};
+    m_reported.colors = true;
     changed();
 }
 
@@ -279,6 +294,7 @@ void AnnunciatorEditor::windowFromArray(const QList<int>& numbers) {
     t.x = numbers[1];
     t.y = numbers[2];
     t.color = unsigned(numbers[3]);
+    m_reported.windows[e] = true;
     m_points[e] = anchorOf(t);
     // The preview draws the element in the size the unit uses.
     if (t.fontPoint > 0)
@@ -294,5 +310,14 @@ void AnnunciatorEditor::pointsFromArray(const QList<int>& numbers) {
     if (numbers.isEmpty())
         return;
     m_settings.pointChoices = numbers;
+    m_reported.sizes = true;
+    changed();
+}
+
+void AnnunciatorEditor::forgetReported() {
+    m_reported = AnnunciatorReports();
+    // The answers to the coming queries are reports, whatever was sent
+    // before them.
+    m_skipEcho = false;
     changed();
 }

@@ -46,6 +46,18 @@ struct AnnunciatorSettings {
     PerElement<Colors> itemColors;
 };
 
+// Which of the unit's annunciator reports have come since its settings were
+// last asked for. A setting is sent only once its report has come; the
+// sample text and counter lines ("V", "V2") are not settings and always go.
+struct AnnunciatorReports {
+    bool mode = false;        // "U"
+    bool colors = false;      // "t"
+    bool tcSource = false;    // "m"
+    bool com = false;         // "n"
+    bool sizes = false;       // "z": the sizes the unit offers
+    PerElement<bool> windows; // "r" for each element: place, size, colours
+};
+
 // The annunciator layout editor without its widgets: keeps what the panel
 // shows, sends the "U", "r", "m", "t", "n", "V" and "V2" commands, takes the
 // unit's reports back, picks and drags the four elements on the preview, and
@@ -64,6 +76,7 @@ public:
     // The element the mouse holds, if any.
     std::optional<Element> dragItem() const { return m_dragItem; }
     bool skipEcho() const { return m_skipEcho; }
+    const AnnunciatorReports& reported() const { return m_reported; }
 
     // The user's choices.
     void setMode(int mode); // the radio buttons: sends "U" and guards its echo
@@ -81,7 +94,8 @@ public:
 
     // The preview, in canvas pixels with the origin at the bottom left. A
     // press near an element (kGracePixels of slack) picks it up and moves
-    // its centre to the mouse; returns whether one was picked. The unit gets
+    // its centre to the mouse; returns whether one was picked. An element
+    // whose place the unit has not reported cannot be picked. The unit gets
     // the element's position once the drag has settled.
     bool mouseDown(const QPointF& canvas);
     void mouseDragged(const QPointF& canvas);
@@ -99,9 +113,12 @@ public:
     void annunciatorColorsFromString(const QString& line) override;
     void windowFromArray(const QList<int>& numbers) override;
     void pointsFromArray(const QList<int>& numbers) override;
+    void forgetReported() override;
 
 private:
     void send(const QString& command);
+    // Sends a setting whose report has come; otherwise notes it and drops it.
+    bool sendSetting(bool reported, const QString& command);
     void sendAnnunciator();
     void sendTc();
     void sendCom();
@@ -116,4 +133,5 @@ private:
     PerElement<QPointF> m_points;
     std::optional<Element> m_dragItem;
     bool m_skipEcho = false;
+    AnnunciatorReports m_reported;
 };

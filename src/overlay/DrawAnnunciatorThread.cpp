@@ -143,17 +143,15 @@ QImage DrawAnnunciatorThread::render() {
         std::lock_guard<std::mutex> lock(m_lookLock);
         looks = m_looks;
     }
-    // Each element is drawn in its own size and placed by its box, which for
-    // the bar/beat counter is measured in the text line's size.
+    // Each element is drawn, placed and picked in its own size, as the unit
+    // draws it.
     PerElement<Face> faces;
     PerElement<QSizeF> drawn;
-    PerElement<QSizeF> boxes;
     PerElement<QPointF> placed;
     for (Element e : kEveryElement) {
         faces[e] = face(looks[e], looks[e].points);
         drawn[e] = measure(faces[e]);
-        boxes[e] = e == Element::BarBeat ? boxSize(looks, e) : drawn[e];
-        placed[e] = place(s.anchors[e], boxes[e]);
+        placed[e] = place(s.anchors[e], drawn[e]);
     }
 
     QImage image = newCanvas();
@@ -181,8 +179,8 @@ QImage DrawAnnunciatorThread::render() {
 
     PerElement<QRectF> rects;
     for (Element e : kEveryElement)
-        rects[e] = QRectF(placed[e], boxes[e]);
-    rects[Element::BarBeat] = QRectF(s.anchors[Element::BarBeat], boxes[Element::BarBeat]);
+        rects[e] = QRectF(placed[e], drawn[e]);
+    rects[Element::BarBeat] = QRectF(s.anchors[Element::BarBeat], drawn[Element::BarBeat]);
     {
         std::lock_guard<std::mutex> lock(m_rectLock);
         m_rects = rects;

@@ -64,8 +64,9 @@ public:
     void setTextSize(int points) { setSize(Element::Text, points); }
     void setBarBeatSize(int points) { setSize(Element::BarBeat, points); }
 
-    // Width and height of an element as drawn now. The bar/beat counter is
-    // measured in the text line's font, as the unit sizes its box.
+    // Width and height of an element's box for the size query. The bar/beat
+    // counter is measured here in the text line's font, the pairing the
+    // unit's size query makes; it is drawn and picked in its own.
     QSizeF rectSize(Element e) const;
     QSizeF annunciatorRectSize() const { return rectSize(Element::Annunciator); }
     QSizeF tcRectSize() const { return rectSize(Element::Tc); }
@@ -105,7 +106,7 @@ private:
     // text line's size to be measured in.
     static Face face(const Look& look, int points);
     static QSizeF measure(const Face& face);
-    // The size an element's box is placed and picked by.
+    // The size query's box (see rectSize).
     static QSizeF boxSize(const PerElement<Look>& looks, Element e);
 
     mutable std::mutex m_lookLock; // the strings and fonts

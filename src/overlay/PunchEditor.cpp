@@ -18,8 +18,20 @@ constexpr unsigned kReverseBit0 = 0x1000;
 int clampTo(long long v, int high) {
     return int(std::clamp<long long>(v, 0, high));
 }
+std::uint32_t atLeastZero(int v) {
+    return std::uint32_t(std::max(v, 0));
+}
+// Canvas pixels to the unit's steps, cut to whole steps. A position the unit
+// reported comes back as the same step: the tolerance absorbs the binary
+// fraction of its way through pixels.
 unsigned wire(double v) {
-    return unsigned(std::clamp(std::floor(v), 0.0, double(kMaxWire)));
+    return unsigned(std::clamp(std::floor(v + 1e-6), 0.0, double(kMaxWire)));
+}
+double pixelsAcross(long long step) {
+    return double(step) * kWidth / kMaxWire;
+}
+double pixelsUp(long long step) {
+    return kHeight - double(step) * kHeight / kMaxWire;
 }
 } // namespace
 
@@ -35,6 +47,22 @@ void PunchEditor::placeAt(double fromLeft, double fromTop) {
     m_settings.punchPoint = QPointF(fromLeft * kWidth, (1.0 - fromTop) * kHeight);
     setDraw(PreviewWorker::kRedrawAndTransmit);
     changed(); // the clamp may have moved it
+}
+
+void PunchEditor::placeAtWire(int x, int y) {
+    m_settings.punchPoint =
+        QPointF(pixelsAcross(std::clamp(x, 0, kMaxWire)), pixelsUp(std::clamp(y, 0, kMaxWire)));
+    setDraw(PreviewWorker::kRedraw);
+    punchTx();
+    changed(); // the clamp may have moved it
+}
+
+int PunchEditor::wireX() const {
+    return int(wire(m_settings.punchPoint.x() * kMaxWire / kWidth));
+}
+
+int PunchEditor::wireY() const {
+    return int(wire((kHeight - m_settings.punchPoint.y()) * kMaxWire / kHeight));
 }
 
 void PunchEditor::setColor(int channel, int code) {
@@ -62,20 +90,20 @@ void PunchEditor::setSwitch(PunchSettings::Switch which, bool on) {
 }
 
 void PunchEditor::setDurationFrames(int frames) {
-    m_settings.durationFrames = clampTo(frames, kMaxFrames);
+    m_settings.durationFrames = atLeastZero(frames);
     punchTx();
 }
 void PunchEditor::setRepeatCount(int count) {
-    m_settings.repeatCount = clampTo(count, kMaxRepeats);
+    m_settings.repeatCount = atLeastZero(count);
     punchTx();
 }
 void PunchEditor::setRepeatSeconds(int hundredths) {
-    m_settings.repeatSeconds = clampTo(hundredths, kMaxHundredths);
+    m_settings.repeatSeconds = atLeastZero(hundredths);
     punchTx();
 }
 
 int PunchEditor::hundredthsFromSeconds(double seconds) {
-    return int(seconds * 100);
+    return int(std::clamp(seconds * 100, 0.0, double(kMaxNumber)));
 }
 
 void PunchEditor::firePunch(int channel) {
@@ -100,16 +128,24 @@ QString PunchEditor::command() const {
             switches |= 1u << i;
     }
     // The unit counts y down from the top of the picture.
-    return cmd::punch({word, wire(s.punchPoint.x() * kMaxWire / kWidth),
-                       wire((kHeight - s.punchPoint.y()) * kMaxWire / kHeight),
-                       unsigned(std::min(s.size, kMaxWire)), unsigned(s.durationFrames),
-                       unsigned(s.repeatSeconds), unsigned(s.repeatCount), switches});
+    return cmd::punch({word, unsigned(wireX()), unsigned(wireY()),
+                       unsigned(std::min(s.size, kMaxWire)), s.durationFrames, s.repeatSeconds,
+                       s.repeatCount, switches});
 }
 
 void PunchEditor::punchTx() {
     diag::print("punchTx\n");
+    if (!m_read) {
+        diag::print("punch settings not sent: not reported by the unit yet\n");
+        return;
+    }
     if (CommandSink* sink = comThread())
         sink->sendString(command());
+}
+
+void PunchEditor::forgetReported() {
+    m_read = false;
+    changed();
 }
 
 void PunchEditor::setDraw(int mode) {
@@ -140,23 +176,29 @@ void PunchEditor::fromString(const QString& line) {
             break;
         field = value;
     }
+    if (!f[0])
+        return; // no field: nothing reported
+    m_read = true;
     PunchSettings& s = m_settings;
     if (f[4])
-        s.durationFrames = clampTo(*f[4], kMaxFrames);
+        s.durationFrames = std::uint32_t(*f[4]);
     if (f[5])
-        s.repeatSeconds = clampTo(*f[5], kMaxHundredths);
+        s.repeatSeconds = std::uint32_t(*f[5]);
     if (f[6])
-        s.repeatCount = clampTo(*f[6], kMaxRepeats);
+        s.repeatCount = std::uint32_t(*f[6]);
     if (f[7]) {
         for (int i = 0; i < PunchSettings::kSwitches; ++i)
             s.switches[std::size_t(i)] = (*f[7] >> i) & 1;
     }
     if (f[3])
         s.size = clampTo(*f[3], kMaxSize);
+    // Exact pixels, so that the next "E" gives the unit its own position
+    // back; a point cut to whole pixels would come back a step lower, and
+    // the echo of every change would move the punch again.
     if (f[1])
-        s.punchPoint.setX(double(*f[1] * kWidth / kMaxWire));
+        s.punchPoint.setX(pixelsAcross(*f[1]));
     if (f[2])
-        s.punchPoint.setY(double(kHeight - *f[2] * kHeight / kMaxWire));
+        s.punchPoint.setY(pixelsUp(*f[2]));
     if (f[0]) {
         unsigned word = unsigned(*f[0]);
         for (int channel = 0; channel < 4; ++channel)

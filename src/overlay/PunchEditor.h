@@ -8,14 +8,18 @@
 #include <QPointF>
 #include <QString>
 #include <array>
+#include <cstdint>
 #include <functional>
+#include <limits>
 #include <memory>
 
 class CommandSink;
 
 // What the punch panel shows. Colours are 3-bit overlay codes (0 white ..
 // 7 black); the point is the punch centre in canvas pixels from the bottom
-// left (0..1920 across, 0..1080 up).
+// left (0..1920 across, 0..1080 up). The duration, interval and repeat
+// count hold whatever the unit reports, however large, so that a later "E"
+// gives them back unchanged.
 struct PunchSettings {
     enum Switch { kPunchEnable, kBeeps, kBlackCueBlack, kPictureWhenStopped, kSwitches };
     std::array<int, 4> colors{0, 0, 0, 0};
@@ -23,23 +27,23 @@ struct PunchSettings {
     std::array<bool, kSwitches> switches{true, false, false, false};
     QPointF punchPoint{960, 540};
     int size = 64;
-    int durationFrames = 12;
-    int repeatSeconds = 100; // hundredths of a second between repeats
-    int repeatCount = 2;
+    std::uint32_t durationFrames = 12;
+    std::uint32_t repeatSeconds = 100; // hundredths of a second between repeats
+    std::uint32_t repeatCount = 2;
 
     bool operator==(const PunchSettings&) const = default;
 };
 
 // The punch editor without its widgets: keeps the settings, sends them as the
 // "E" command, takes the unit's "E" report back without echoing it, places
-// the punch from clicks on the preview, and drives the preview worker. Main
+// the punch from clicks on the preview, and drives the preview worker. Until
+// the unit has reported its settings, none are sent (the triggers are). Main
 // thread only.
 class PunchEditor final : public PunchReceiver, public OverlayEditor<DrawThread> {
 public:
     static constexpr int kMaxSize = 255;
-    static constexpr int kMaxFrames = 250;
-    static constexpr int kMaxHundredths = 1000; // 10 s
-    static constexpr int kMaxRepeats = 99;
+    // The number fields' range: every count a control can hold.
+    static constexpr int kMaxNumber = std::numeric_limits<int>::max();
     static constexpr int kFirstPunchNote = 120;
 
     PunchEditor();
@@ -52,6 +56,12 @@ public:
     // A click or drag at a fraction of the preview (0..1 from the left and
     // from the top).
     void placeAt(double fromLeft, double fromTop);
+    // The position typed in the unit's steps (0..255 of the picture, x from
+    // the left, y from the top); sent at once.
+    void placeAtWire(int x, int y);
+    // Where the unit puts the punch now, in those steps.
+    int wireX() const;
+    int wireY() const;
     void setColor(int channel, int code); // punch 0's also redraws; fires it
     void setReverse(int channel, bool on);
     void setSwitch(PunchSettings::Switch which, bool on);
@@ -66,10 +76,16 @@ public:
     void punchTx();
     void setDraw(int mode) override;
 
+    // Whether the unit's "E" report has come since its settings were last
+    // asked for.
+    bool isRead() const { return m_read; }
+
     // PunchReceiver
     void fromString(const QString& line) override;
+    void forgetReported() override;
 
 private:
     void threadNeedsTx(int) override { punchTx(); }
     PunchSettings m_settings;
+    bool m_read = false;
 };

@@ -13,12 +13,15 @@ namespace {
 int clampTo(long long v, int high) {
     return int(std::clamp<long long>(v, 0, high));
 }
+std::uint32_t atLeastZero(int v) {
+    return std::uint32_t(std::max(v, 0));
+}
 } // namespace
 
 StreamerEditor::StreamerEditor() = default;
 
 void StreamerEditor::setWidth(int v) {
-    m_settings.width = clampTo(v, kMaxWidth);
+    m_settings.width = std::uint32_t(clampTo(v, kMaxWidth));
     setDraw(PreviewWorker::kRedrawAndTransmit);
 }
 void StreamerEditor::setTop(int v) {
@@ -34,16 +37,20 @@ void StreamerEditor::setTransparency(int v) {
     setDraw(PreviewWorker::kRedrawAndTransmit);
 }
 void StreamerEditor::setDuration(int fiftieths) {
-    m_settings.duration = clampTo(fiftieths, kMaxFiftieths);
+    m_settings.duration = atLeastZero(fiftieths);
     setDraw(PreviewWorker::kRedrawAndTransmit);
 }
 void StreamerEditor::setDelay(int fiftieths) {
-    m_settings.delay = clampTo(fiftieths, kMaxFiftieths);
+    m_settings.delay = atLeastZero(fiftieths);
     setDraw(PreviewWorker::kRedrawAndTransmit);
 }
 
 int StreamerEditor::fiftiethsFromSeconds(double seconds) {
-    return int(seconds * 50 + 0.25);
+    return int(std::clamp(seconds * 50 + 0.25, 0.0, double(kMaxFiftieths)));
+}
+
+int StreamerEditor::streamerDuration() const {
+    return int(std::min<std::uint32_t>(m_settings.duration, kMaxFiftieths));
 }
 
 void StreamerEditor::setColor(int channel, int code) {
@@ -79,15 +86,23 @@ QString StreamerEditor::command() const {
         word = (word << 3) | unsigned(m_settings.colors[std::size_t(channel)]);
     const StreamerSettings& s = m_settings;
     // The unit counts the bottom edge down from the top of the picture.
-    return cmd::streamer({word, unsigned(s.width), 0u, unsigned(s.duration), unsigned(s.delay),
-                          unsigned(s.top), unsigned(kMaxByte - s.bottom),
-                          unsigned(s.transparency)});
+    return cmd::streamer({word, s.width, 0u, s.duration, s.delay, unsigned(s.top),
+                          unsigned(kMaxByte - s.bottom), unsigned(s.transparency)});
 }
 
 void StreamerEditor::streamerTx() {
     diag::print("streamerTx\n");
+    if (!m_read) {
+        diag::print("streamer settings not sent: not reported by the unit yet\n");
+        return;
+    }
     if (CommandSink* sink = comThread())
         sink->sendString(command());
+}
+
+void StreamerEditor::forgetReported() {
+    m_read = false;
+    changed();
 }
 
 void StreamerEditor::setDraw(int mode) {
@@ -96,7 +111,7 @@ void StreamerEditor::setDraw(int mode) {
     DrawStreamerThread::Settings preview;
     preview.top = s.top * PreviewWorker::kCanvasHeight / kMaxByte;
     preview.bottom = s.bottom * PreviewWorker::kCanvasHeight / kMaxByte;
-    preview.width = s.width;
+    preview.width = int(std::min<std::uint32_t>(s.width, PreviewWorker::kCanvasWidth));
     preview.backColor = Qt::black;
     preview.foreColor = barspalette::color(s.colors[0]);
     preview.foreColor.setAlphaF(alpha);
@@ -120,10 +135,10 @@ void StreamerEditor::fromString(const QString& line) {
     };
     const long long word = next();
     StreamerSettings s = m_settings;
-    s.width = clampTo(next(), kMaxWidth);
+    s.width = std::uint32_t(next());
     next(); // reserved
-    s.duration = clampTo(next(), kMaxFiftieths);
-    s.delay = clampTo(next(), kMaxFiftieths);
+    s.duration = std::uint32_t(next());
+    s.delay = std::uint32_t(next());
     s.top = clampTo(next(), kMaxByte);
     s.bottom = clampTo(kMaxByte - next(), kMaxByte);
     s.transparency = clampTo(next(), kMaxByte);
@@ -135,6 +150,7 @@ void StreamerEditor::fromString(const QString& line) {
         colors >>= 3;
     }
     m_settings = s;
+    m_read = true;
     changed();
     setDraw(PreviewWorker::kRedraw); // repaint, never echo
 }

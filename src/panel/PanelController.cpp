@@ -40,9 +40,7 @@ void PanelController::startUp() {
     m_timer.start();
     if (openLink())
         getInitValues();
-    // The title keeps this suffix after a successful start until the network
-    // link names its service; the banner and status bar show the link.
-    setWindowTitle(QString::fromLatin1(kNotFoundTitle));
+    showLinkInTitle();
 }
 
 void PanelController::setPrompts(PanelPrompts* prompts) {
@@ -55,6 +53,8 @@ void PanelController::setNetworkLink(NetworkLink* link) {
     if (m_network)
         disconnect(m_network, nullptr, this, nullptr);
     m_network = link;
+    m_networkService.clear();
+    showLinkInTitle();
     if (m_comThread)
         m_comThread->setNetworkSender(link);
     if (!link)
@@ -65,8 +65,11 @@ void PanelController::setNetworkLink(NetworkLink* link) {
             Qt::QueuedConnection);
     connect(
         link, &NetworkLink::outputOpened, this, [this] { getInitValues(); }, Qt::QueuedConnection);
-    connect(link, &NetworkLink::titleChanged, this, &PanelController::setWindowTitle,
-            Qt::QueuedConnection);
+    connect(link, &NetworkLink::stateChanged, this,
+            [this](NetworkLink::State state, const QString& detail) {
+                m_networkService = state == NetworkLink::State::Connected ? detail : QString();
+                showLinkInTitle();
+            });
 }
 
 bool PanelController::openLink() {
@@ -191,4 +194,30 @@ void PanelController::setLinkState(LinkState state, const QString& detail) {
     m_linkState = state;
     m_linkDetail = detail;
     emit linkStateChanged(state, detail);
+    showLinkInTitle();
+}
+
+// The title names where the commands go, as the banner does.
+void PanelController::showLinkInTitle() {
+    if (!m_networkService.isEmpty()) {
+        setWindowTitle(m_networkService);
+        return;
+    }
+    const QString port = m_comThread ? m_comThread->com() : QString();
+    switch (m_linkState) {
+    case LinkState::Connected:
+        setWindowTitle(port);
+        return;
+    case LinkState::NotAnswering:
+        setWindowTitle(port + QStringLiteral(" (not answering)"));
+        return;
+    case LinkState::Lost:
+        setWindowTitle(QString::fromLatin1(kLostTitle));
+        return;
+    case LinkState::Idle:
+    case LinkState::NotFound:
+    case LinkState::Closed:
+        break;
+    }
+    setWindowTitle(QString::fromLatin1(kNotFoundTitle));
 }

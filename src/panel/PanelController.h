@@ -41,6 +41,7 @@ public:
     // answering.
     static constexpr int kUnansweredPings = 3;
     static constexpr const char* kNotFoundTitle = "QZ-62A not found";
+    static constexpr const char* kLostTitle = "QZ-62A lost";
 
     explicit PanelController(QObject* parent = nullptr);
     ~PanelController() override;
@@ -77,6 +78,9 @@ public:
     void timer_service();
 
     // "QZ62A version <app version>-<suffix>"; emitted as windowTitleChanged.
+    // The suffix follows the link: the network proxy in use, else the serial
+    // port (" (not answering)" while the unit is silent), kLostTitle or
+    // kNotFoundTitle.
     void setWindowTitle(const QString& suffix);
     QString windowTitle() const { return m_windowTitle; }
 
@@ -107,6 +111,7 @@ signals:
 private:
     bool openLink();
     void setLinkState(LinkState state, const QString& detail);
+    void showLinkInTitle();
     void unitSpoke();
     void processLines();
 
@@ -114,6 +119,7 @@ private:
     PanelSettings m_settings;
     std::unique_ptr<ComThread> m_comThread;
     NetworkLink* m_network = nullptr;
+    QString m_networkService; // the proxy whose stream is open, if any
     PanelPrompts* m_prompts = nullptr;
     std::unique_ptr<UpdateController> m_updates; // borrows the link's port: goes first
     std::unique_ptr<MsgClass> m_msg;

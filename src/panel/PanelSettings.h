@@ -12,13 +12,18 @@ class StatusParser;
 // The panel's video and timecode controls: each action records the new value
 // and sends the one command that carries it. Nothing is validated and nothing
 // waits for the unit; its reply (parsed by StatusParser) sets the controls
-// again. Main thread only, no widgets.
+// again. A group the unit has not reported yet is neither changed nor sent:
+// its values are the panel's defaults, not the unit's. Main thread only, no
+// widgets.
 class PanelSettings : public QObject {
     Q_OBJECT
 public:
     // Delay before re-reading the settings after a FLASH reset: the unit
     // needs this long to reload its defaults.
     static constexpr int kResetFlashSettleMs = 500;
+    static constexpr const char* kResetFlashQuestion =
+        "Reset FLASH to defaults?\n\nEvery setting stored in the unit returns to its factory "
+        "value: video, timecode, streamer, punch and annunciator settings alike.";
 
     PanelSettings(StatusParser& parser, QObject* parent = nullptr);
 
@@ -74,15 +79,18 @@ public:
     // Sends the text trimmed, unchecked: the engineer's own command line.
     void onTextDebugTx(const QString& text);
 
-    // Queries every setting and switches the SDI generator off.
+    // Queries every setting and switches the SDI generator off; until each
+    // group's reply comes, it counts as not read.
     void getInitValues();
     void onButtonTest() { getInitValues(); }
-    // Asks "Reset FLASH to defaults?"; on OK sends the reset and re-reads
-    // every setting once the unit has settled.
+    // Asks kResetFlashQuestion; on OK sends the reset and re-reads every
+    // setting once the unit has settled.
     void onButtonResetFlash();
 
 private:
     void send(const QString& command);
+    bool canChange(PanelGroup group) const;
+    void sendSetting(PanelGroup group, const QString& command);
     PanelState& state();
 
     StatusParser& m_parser;

@@ -33,6 +33,22 @@ struct PanelState {
     friend bool operator==(const PanelState&, const PanelState&) = default;
 };
 
+// Which part of the panel a reply changed. The groups up to ColorSpace are
+// the unit's settings, each carried by one reply letter.
+enum class PanelGroup {
+    Rate,
+    BarsAndGray,
+    Masking,
+    PopEnables,
+    SdiGenerator,
+    Bypass,
+    DelayTrim,
+    ColorSpace,
+    Progress,
+    UnitMemory,
+};
+inline constexpr int kSettingGroups = int(PanelGroup::ColorSpace) + 1;
+
 // Index of the masking values.
 enum class Mask { Top = 0, Bottom = 1, Left = 2, Right = 3, Transparency = 4 };
 

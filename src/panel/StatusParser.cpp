@@ -89,30 +89,52 @@ void StatusParser::processRxString(const QString& raw) {
         }
 }
 
+bool StatusParser::isRead(PanelGroup group) const {
+    const int index = int(group);
+    return index >= kSettingGroups || m_read[std::size_t(index)];
+}
+
+void StatusParser::reported(PanelGroup group) {
+    m_read[std::size_t(group)] = true;
+    emit changed(group);
+}
+
+void StatusParser::forgetReported() {
+    m_read.fill(false);
+    for (int g = 0; g < kSettingGroups; ++g)
+        emit changed(PanelGroup(g));
+    if (m_streamer)
+        m_streamer->forgetReported();
+    if (m_punch)
+        m_punch->forgetReported();
+    if (m_annunciator)
+        m_annunciator->forgetReported();
+}
+
 void StatusParser::onRate(const reply::Parsed& r) {
     const unsigned v = unsigned(r.numbers.value(0));
     m_state.rateCell = (v & 3) <= 1 ? int(v & 3) : 2;
     m_state.priorityCell = (v & 8) ? 0 : 1;
     m_state.streamerEndPunch = (v & 4) != 0;
-    emit changed(PanelGroup::Rate);
+    reported(PanelGroup::Rate);
 }
 
 void StatusParser::onBarsAndGray(const reply::Parsed& r) {
     const int v = r.numbers.value(0);
     m_state.bars = (v & 1) != 0;
     m_state.grayScale = (v & 2) != 0;
-    emit changed(PanelGroup::BarsAndGray);
+    reported(PanelGroup::BarsAndGray);
 }
 
 void StatusParser::onMasking(const reply::Parsed& r) {
     for (std::size_t i = 0; i < m_state.masking.size(); ++i)
         m_state.masking[i] = r.numbers.value(qsizetype(i));
-    emit changed(PanelGroup::Masking);
+    reported(PanelGroup::Masking);
 }
 
 void StatusParser::onDelayTrim(const reply::Parsed& r) {
     m_state.delayTrimSteps = r.numbers.value(0);
-    emit changed(PanelGroup::DelayTrim);
+    reported(PanelGroup::DelayTrim);
 }
 
 void StatusParser::onSdiGenerator(const reply::Parsed& r) {
@@ -120,12 +142,12 @@ void StatusParser::onSdiGenerator(const reply::Parsed& r) {
     if (v < 0 || v > 15)
         return;
     m_state.sdiGenerator = v;
-    emit changed(PanelGroup::SdiGenerator);
+    reported(PanelGroup::SdiGenerator);
 }
 
 void StatusParser::onBypass(const reply::Parsed& r) {
     m_state.bypass = r.numbers.value(0) != 0;
-    emit changed(PanelGroup::Bypass);
+    reported(PanelGroup::Bypass);
 }
 
 void StatusParser::onPopEnables(const reply::Parsed& r) {
@@ -134,12 +156,12 @@ void StatusParser::onPopEnables(const reply::Parsed& r) {
     m_state.popPunch = (v & 2) != 0;
     m_state.popStreamer = (v & 4) != 0;
     m_state.popCell = (v >> 3) & 3;
-    emit changed(PanelGroup::PopEnables);
+    reported(PanelGroup::PopEnables);
 }
 
 void StatusParser::onColorSpace(const reply::Parsed& r) {
     m_state.colorSpaceRow = r.numbers.value(0);
-    emit changed(PanelGroup::ColorSpace);
+    reported(PanelGroup::ColorSpace);
 }
 
 void StatusParser::onStreamer(const reply::Parsed& r) {

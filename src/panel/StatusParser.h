@@ -5,6 +5,7 @@
 
 #include <QObject>
 #include <QString>
+#include <array>
 
 class CommandSink;
 class PanelPrompts;
@@ -13,24 +14,14 @@ class PunchReceiver;
 class AnnunciatorReceiver;
 class CueDocumentTarget;
 
-// Which part of the panel a reply changed.
-enum class PanelGroup {
-    Rate,
-    BarsAndGray,
-    Masking,
-    PopEnables,
-    SdiGenerator,
-    Bypass,
-    DelayTrim,
-    ColorSpace,
-    Progress,
-    UnitMemory,
-};
-
 // Takes the unit's reply lines apart. Each reply letter sets exactly the
 // settings it carries, hands the overlay editors their lines, and drives the
 // transfer progress display; the widgets follow through changed(). Runs on the
 // main thread, without widgets.
+//
+// It also knows which setting groups the unit has reported: until a group's
+// reply has come, the panel shows its own defaults, which must be neither
+// taken for the unit's values nor sent to it.
 class StatusParser : public QObject {
     Q_OBJECT
 public:
@@ -64,6 +55,13 @@ public:
 
     // For the controls: a setting was changed locally, show it everywhere.
     void notifyChanged(PanelGroup group) { emit changed(group); }
+
+    // Whether the unit has reported this setting group since its settings
+    // were last asked for (always true for the progress and memory).
+    bool isRead(PanelGroup group) const;
+    // Every setting is being asked for again: no group counts as read, here
+    // and in the overlay editors, until its reply comes.
+    void forgetReported();
 
     // Number of records of a network update, turns the unit's "u" count into
     // a percentage; set by the update code.
@@ -115,8 +113,11 @@ private:
     void onStateInfo(const reply::Parsed& r);
     void showProgress(int maximum);
     void hideProgress();
+    // The group's reply has come: it counts as read, and the panel shows it.
+    void reported(PanelGroup group);
 
     PanelState m_state;
+    std::array<bool, kSettingGroups> m_read{};
     UnitMemory m_memory;
     ProgressState m_progress;
     int m_progressDowncount = 0;

@@ -16,12 +16,18 @@ public:
     // A text command without terminator; the link frames it (CR/LF removed,
     // cut to 251 characters when longer than 252, CR LF appended, Latin-1).
     virtual void sendString(const QString& command) = 0;
-    // Raw bytes, written unchanged (MIDI Note On triggers, system-exclusive frames).
+    // Raw bytes, written unchanged, in their place behind the commands
+    // already queued: a Fire button's note reaches the unit after the colour
+    // or setting sent just before it.
     virtual void sendBytes(const QByteArray& bytes) = 0;
+    // Raw bytes of the timing path (a cue's trigger and text, fired from
+    // timecode or by hand from a cue sheet): written at once, ahead of queued
+    // commands and without waiting for any reply.
+    virtual void sendTimingBytes(const QByteArray& bytes) = 0;
     // Number of commands still waiting to be written.
     virtual int txCount() const = 0;
 
-    // Three-byte Note On, channel 1, velocity 64.
+    // Three-byte Note On, channel 1, velocity 64, queued as sendBytes.
     void sendMidiTrigger(int note) { sendBytes(midimsg::trigger(note)); }
 };
 

@@ -55,17 +55,27 @@ void MsgClass::append(const MsgClass& other) {
         m_buffer += other.m_buffer;
 }
 
-// Whichever comes first ends the text: a CR LF (the line is complete) or an
-// 0xF0 (a system-exclusive message starts; the text before it is delivered at
-// once, even without its line end).
+qsizetype MsgClass::findLineEnd(qsizetype* length) const {
+    if (m_lineEnd == LineEnd::CrLf) {
+        *length = 2;
+        return m_buffer.indexOf("\r\n");
+    }
+    *length = 1;
+    return m_buffer.indexOf('\n'); // a CR before it is trimmed with the line
+}
+
+// Whichever comes first ends the text: a line end (the line is complete) or
+// an 0xF0 (a system-exclusive message starts; the text before it is delivered
+// at once, even without its line end).
 std::optional<QString> MsgClass::removeString() {
     if (m_buffer.isEmpty())
         return std::nullopt;
     const qsizetype sysex = m_buffer.indexOf(kSysexStart);
-    const qsizetype lineEnd = m_buffer.indexOf("\r\n");
+    qsizetype endLength = 0;
+    const qsizetype lineEnd = findLineEnd(&endLength);
     if (lineEnd >= 0 && (sysex < 0 || lineEnd < sysex)) {
-        const QString text = trimmedLine(m_buffer.left(lineEnd + 2));
-        m_buffer.remove(0, lineEnd + 2);
+        const QString text = trimmedLine(m_buffer.left(lineEnd + endLength));
+        m_buffer.remove(0, lineEnd + endLength);
         return text;
     }
     if (sysex >= 0) {
@@ -121,9 +131,10 @@ QStringList MsgClass::drain(const MsgClass& chunk) {
 void MsgClass::enforceBound() {
     if (m_buffer.size() <= kMaxHeldBytes)
         return;
-    const qsizetype lastLineEnd = m_buffer.lastIndexOf("\r\n");
+    const bool crLf = m_lineEnd == LineEnd::CrLf;
+    const qsizetype lastLineEnd = crLf ? m_buffer.lastIndexOf("\r\n") : m_buffer.lastIndexOf('\n');
     if (lastLineEnd >= 0)
-        m_buffer.remove(0, lastLineEnd + 2);
+        m_buffer.remove(0, lastLineEnd + (crLf ? 2 : 1));
     else
         m_buffer.clear();
     // What is left after the last CR LF can itself be an over-long tail.

@@ -31,7 +31,13 @@ public:
     // bounded and the stream resynchronises on the next line.
     static constexpr int kMaxHeldBytes = 4096;
 
+    // Where a received line ends: the unit's serial stream ends its lines
+    // with CR LF; a network proxy may end them with LF alone (a CR before the
+    // LF is then dropped with it).
+    enum class LineEnd { CrLf, Lf };
+
     MsgClass() = default;
+    explicit MsgClass(LineEnd lineEnd) : m_lineEnd(lineEnd) {}
 
     // Outgoing text command: every CR and LF removed, cut to 251 characters
     // when longer than 252, CR LF appended, encoded as Latin-1.
@@ -44,7 +50,7 @@ public:
 
     // The next text reply, trimmed of CR, LF and '>' at both ends; nothing
     // while the line is incomplete. The text ends at whichever comes first,
-    // CR LF or 0xF0: text before an 0xF0 is returned at once (an empty string
+    // the line end or 0xF0: text before an 0xF0 is returned at once (an empty string
     // when the 0xF0 is at the front).
     std::optional<QString> removeString();
     // The next system-exclusive message (0xF0 ... 0xF7 inclusive) when the
@@ -69,7 +75,10 @@ public:
 
 private:
     void enforceBound();
+    // Where the first line end starts and how long it is; -1 when none.
+    qsizetype findLineEnd(qsizetype* length) const;
 
+    LineEnd m_lineEnd = LineEnd::CrLf;
     QByteArray m_buffer;
     QByteArray m_midiBuffer;
 };

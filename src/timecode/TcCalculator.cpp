@@ -75,8 +75,12 @@ int TcCalculator::hrsToBinary(const QString& tc) const {
 }
 
 int TcCalculator::tcToBinary(const QString& tc, int type) const {
+    return framesIfTc(tc, type).value_or(0);
+}
+
+std::optional<int> TcCalculator::framesIfTc(const QString& tc, int type) const {
     if (!isTc(tc))
-        return 0;
+        return std::nullopt;
     return fieldsToFrames(field(tc, 0), field(tc, 3), field(tc, 6), field(tc, 9), type);
 }
 

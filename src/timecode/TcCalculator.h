@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <optional>
 
 class PosixRegex;
 
@@ -34,6 +35,9 @@ public:
     int hrsToBinary(const QString& tc) const;
     // Frames since midnight; 0 for a string that is not a valid timecode.
     int tcToBinary(const QString& tc, int type) const;
+    // Frames since midnight, or nothing for a string that is not a valid
+    // timecode (the pattern runs once).
+    std::optional<int> framesIfTc(const QString& tc, int type) const;
     // The same from the four fields of a time; -1 when they are not those of
     // a valid timecode (hours 0-23, minutes and seconds 0-59, frames 0-29).
     // Works without strings or the pattern, so the MIDI thread may use it.

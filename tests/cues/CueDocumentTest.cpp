@@ -32,6 +32,7 @@ struct SentCommands : CommandSink {
     QStringList lines;
     void sendString(const QString& command) override { lines << command; }
     void sendBytes(const QByteArray&) override {}
+    void sendTimingBytes(const QByteArray&) override {}
     int txCount() const override { return 0; }
 };
 

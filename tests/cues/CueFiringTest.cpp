@@ -55,10 +55,13 @@ TEST(CueWalk, LeadIsTheStreamerAtTheFrameRate) {
     EXPECT_EQ(cuewalk::leadFrames(3, 0), 1); // truncated
 }
 
+// What the sheet sent on the timing path, and anything it queued instead.
 struct SentBytes : CommandSink {
     QByteArray bytes;
-    void sendString(const QString& command) override { bytes += command.toLatin1() + '\n'; }
-    void sendBytes(const QByteArray& b) override { bytes += b; }
+    QByteArray queued;
+    void sendString(const QString& command) override { queued += command.toLatin1() + '\n'; }
+    void sendBytes(const QByteArray& b) override { queued += b; }
+    void sendTimingBytes(const QByteArray& b) override { bytes += b; }
     int txCount() const override { return 0; }
 };
 
@@ -79,7 +82,8 @@ struct FiredRows : CommandSink {
     std::vector<int> rows;
     bool triggerPending = false;
     void sendString(const QString&) override {}
-    void sendBytes(const QByteArray& b) override {
+    void sendBytes(const QByteArray&) override { ADD_FAILURE() << "queued behind commands"; }
+    void sendTimingBytes(const QByteArray& b) override {
         if (b == QByteArray::fromHex("907740")) {
             triggerPending = true;
         } else {

@@ -148,6 +148,25 @@ TEST(CueWindow, PasteDropSortUndoAndRowClipboard) {
     doc.undoStack()->redo();
     EXPECT_EQ(shown(doc), sorted);
 
+    // Clear All asks first: a refusal keeps every row, an empty sheet asks
+    // nothing, and Undo brings the rows back.
+    QList<int> asked;
+    bool agree = false;
+    cueDialogs().confirmClearAll = [&](QWidget*, int rows) {
+        asked << rows;
+        return agree;
+    };
+    auto* clearButton = window.findChild<QPushButton*>("buttonClearAll");
+    clearButton->click();
+    EXPECT_EQ(shown(doc), sorted);
+    agree = true;
+    clearButton->click();
+    EXPECT_TRUE(shown(doc).isEmpty());
+    clearButton->click();
+    EXPECT_EQ(asked, (QList<int>{3, 3}));
+    doc.undoStack()->undo();
+    EXPECT_EQ(shown(doc), sorted);
+
     // An edited in time keeps its digits; rows copied to another window keep every field.
     EXPECT_TRUE(
         window.model()->setData(window.model()->index(0, CueDocument::ColumnIn), "01:00:09:2x9"));

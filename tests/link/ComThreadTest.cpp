@@ -274,15 +274,18 @@ TEST_F(LinkTest, OwnerWithoutCallbacksIsSkipped) {
     link.stopThread();
 }
 
-TEST_F(LinkTest, TriggersOvertakeACommandWaitingForItsReply) {
+// A cue's trigger and text overtake a command waiting for its reply; a Fire
+// button's note waits its turn behind the command sent before it.
+TEST_F(LinkTest, TimingBytesOvertakeAWaitingCommandOtherBytesDoNot) {
     startLink();
     sim.setReplyDelayMs(250);
     link.sendString(QStringLiteral("X 1"));
     ASSERT_TRUE(simReceived(QStringLiteral("X 1")));
     const auto sent = SimProtocol::Clock::now();
-    link.sendMidiTrigger(124);
-    link.sendBytes(midimsg::textSysex(QStringLiteral("s Cue 7")));
+    link.sendTimingBytes(midimsg::trigger(124));
+    link.sendTimingBytes(midimsg::textSysex(QStringLiteral("s Cue 7")));
     link.sendString(QStringLiteral("Q 1"));
+    link.sendMidiTrigger(125);
     ASSERT_TRUE(waitFor([&] { return !sim.sysexTexts().isEmpty(); }));
     ASSERT_EQ(sim.triggers().size(), 1);
     // Well before the reply is due, and the frame after its trigger.
@@ -292,6 +295,10 @@ TEST_F(LinkTest, TriggersOvertakeACommandWaitingForItsReply) {
     ASSERT_TRUE(simReceived(QStringLiteral("Q 1")));
     const auto commands = sim.commands();
     EXPECT_GE(msBetween(commands[commands.size() - 2], commands.last()), 240);
+    // The queued note follows "Q 1" once the unit has started answering it.
+    ASSERT_TRUE(waitFor([&] { return sim.triggers().size() == 2; }));
+    EXPECT_EQ(sim.triggers().last().note, 125);
+    EXPECT_GE(sim.triggers().last().time - commands.last().time, 240ms);
 }
 
 TEST_F(LinkTest, LentPortComesBackAt38400AndTheLinkRunsAgain) {
@@ -383,7 +390,7 @@ TEST(LinkOverTcp, AStalledWriteIsFinishedOrEndedBeforeTheNextCommand) {
         ComThread link;
         link.useTransport(std::move(tcp), QStringLiteral("peer"));
         link.startThread(&receiver);
-        link.sendBytes(blob);
+        link.sendTimingBytes(blob); // written by the caller at once
         link.sendString(QStringLiteral("X 1"));
         if (stopWhileStalled) {
             link.stopThread();

@@ -181,6 +181,22 @@ TEST(LinkWorker, PriorityBytesGoOutWhileACommandWaitsForItsReply) {
     }
 }
 
+// Queued raw bytes (a Fire button's note) keep their place behind a command
+// waiting for its reply, and the next command follows them at once.
+TEST(LinkWorker, QueuedBytesWaitTheirTurnButForNoReply) {
+    Rig r;
+    r.start();
+    const QByteArray trigger = midimsg::trigger(124);
+    r.queue("C 1");
+    r.worker.queueBytes(trigger);
+    r.queue("X 2");
+    ASSERT_TRUE(r.portGot("C 1\r\n"));
+    ASSERT_TRUE(r.clock.waitUntilAsleep());
+    EXPECT_EQ(r.port.written(), "C 1\r\n");
+    r.port.unitSends("C 1\r\n>");
+    EXPECT_TRUE(r.portGot("C 1\r\n" + trigger + "X 2\r\n"));
+}
+
 // With no serial port there is nothing to lend: the link goes on as it was.
 TEST(LinkLoan, WithoutASerialPortLeavesTheLinkRunning) {
     auto fake = std::make_unique<FakeTransport>();

@@ -1,6 +1,7 @@
 // Service discovery end to end: simulated units announced through a real
-// avahi-daemon appear in the unit tab's network list, the first is connected
-// at once and its settings read, and choosing another reconnects.
+// avahi-daemon appear in the unit tab's network list, the first (alone on the
+// network) is connected and its settings read, and choosing another
+// reconnects.
 //
 // The daemon runs in a network namespace of its own (avahi-netns.sh), so the
 // test re-runs itself in there; where the machine cannot make one it is
@@ -8,6 +9,7 @@
 #include "link/ComThread.h"
 #include "link/ServiceDiscovery.h"
 #include "panel/view/NetworkPanel.h"
+#include "support/FilesAndTools.h"
 #include "support/PanelTestSupport.h"
 
 #include <QLabel>
@@ -79,6 +81,7 @@ TEST(NetworkDiscovery, AnnouncedProxiesAreListedTheFirstConnectedAnotherChosen) 
     if (!insideNamespace())
         return;
 
+    const testsupport::Scratch scratch; // no proxy remembered from an earlier run
     SimulatedUnit first;
     SimulatedUnit second;
     const quint16 firstPort = first.listenTcp();
@@ -101,7 +104,8 @@ TEST(NetworkDiscovery, AnnouncedProxiesAreListedTheFirstConnectedAnotherChosen) 
     ASSERT_TRUE(firstAnnouncer.announce(QStringLiteral("QZ62 first proxy"), firstPort));
     ASSERT_TRUE(QTest::qWaitFor([&] { return list->count() == 1; }, kWaitMs));
     EXPECT_EQ(list->item(0)->text(), "QZ62 first proxy");
-    // Connected at once, every setting read over the network.
+    // Alone once discovery has settled: connected, every setting read over
+    // the network.
     EXPECT_TRUE(startUpSent(first));
     EXPECT_TRUE(QTest::qWaitFor([&] { return window.windowTitle().endsWith("-QZ62 first proxy"); },
                                 kWaitMs));

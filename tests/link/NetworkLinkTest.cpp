@@ -3,6 +3,7 @@
 // receiver of what arrives.
 #include "link/NetworkLink.h"
 #include "link/ComThread.h"
+#include "link/ServiceDiscovery.h"
 #include "panel/InhibitPing.h"
 #include "panel/PanelController.h"
 #include "sim/SimNetworkUpdate.h"
@@ -125,6 +126,10 @@ TEST(NetworkLink, BadPeersNeitherCrashNorHangAndShowAsLost) {
          },
          {"X 5"},
          {"X 3"}},
+        {"lines ended by LF alone are replies",
+         [](QTcpSocket& peer, NetworkLink&) { peer.write("X 13\nQ 1\r\n>S\n"); },
+         {"X 13", "Q 1", "S"},
+         {}},
         {"a line cut off by the close is not a reply",
          [](QTcpSocket& peer, NetworkLink&) { peer.write("Q 1\r\nX 7"); },
          {"Q 1"},
@@ -166,5 +171,70 @@ TEST(NetworkLink, BadPeersNeitherCrashNorHangAndShowAsLost) {
         // Closed: sends go back to the serial link.
         EXPECT_EQ(panel.link.sendStringToNetwork("X"), -1);
         EXPECT_TRUE(panel.link.stateDetail().contains("127.0.0.1"));
+    }
+}
+
+namespace {
+// Service discovery as the test plays it.
+struct FakeDiscovery : ServiceDiscovery {
+    bool startBrowsing() override { return true; }
+    QString error() const override { return QString(); }
+    void announce(const NetService& service) { emit serviceFound(service); }
+};
+} // namespace
+
+// Several units on a facility's network: the one used last is connected as
+// soon as it is found, a lone one once discovery has settled; with several
+// and none used before, none until the user chooses, and the choice is
+// remembered.
+TEST(NetworkLink, ConnectsOnlyTheUnitUsedLastOrTheOnlyOne) {
+    QTcpServer a;
+    QTcpServer b;
+    ASSERT_TRUE(a.listen(QHostAddress::LocalHost) && b.listen(QHostAddress::LocalHost));
+    auto service = [&](const char* name) {
+        NetService s;
+        s.name = QString::fromLatin1(name);
+        s.type = QString::fromLatin1(ServiceDiscovery::kServiceType);
+        s.domain = QString::fromLatin1(ServiceDiscovery::kDomain);
+        s.host = QStringLiteral("127.0.0.1");
+        s.port = (s.name == "B" ? b : a).serverPort();
+        return s;
+    };
+    const struct {
+        const char* name;
+        const char* preferred;
+        std::vector<const char*> found;
+        int settleMs;
+        const char* connected; // empty: the user is asked to choose
+    } cases[] = {
+        {"the only one, once settled", "", {"A"}, 50, "A"},
+        {"the only one, though another was used last", "C", {"A"}, 50, "A"},
+        {"several, none used before", "", {"A", "B"}, 50, ""},
+        {"the one used last, at once", "B", {"A", "B"}, 600000, "B"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        NetworkLink link;
+        link.setSettleMs(c.settleMs);
+        link.setPreferredService(QString::fromLatin1(c.preferred));
+        QStringList remembered;
+        QObject::connect(&link, &NetworkLink::serviceConnected,
+                         [&](const QString& name) { remembered << name; });
+        auto discovery = std::make_unique<FakeDiscovery>();
+        FakeDiscovery* fake = discovery.get();
+        link.startBrowsing(std::move(discovery));
+        for (const char* name : c.found)
+            fake->announce(service(name));
+        if (*c.connected == 0) {
+            ASSERT_TRUE(
+                waitFor([&] { return link.state() == NetworkLink::State::Choose; }, kWaitMs));
+            EXPECT_EQ(link.selectedRow(), -1);
+            link.serviceTableClickedAction(1);
+        }
+        const QString expected = QString::fromLatin1(*c.connected ? c.connected : c.found[1]);
+        ASSERT_TRUE(
+            waitFor([&] { return link.state() == NetworkLink::State::Connected; }, kWaitMs));
+        EXPECT_EQ(link.currentService().name, expected);
+        EXPECT_EQ(remembered, QStringList{expected});
     }
 }

@@ -11,9 +11,11 @@
 #include "support/JackServer.h"
 #include "support/LinkTestSupport.h"
 
+#include <QFileInfo>
 #include <QSettings>
 #include <QTemporaryDir>
 #include <algorithm>
+#include <functional>
 #include <gtest/gtest.h>
 #include <mutex>
 
@@ -256,6 +258,36 @@ TEST(MidiPortsOverJack, SourceFollowedByName) {
             return midi.counterText() == QLatin1String("02:03:04:05");
         },
         3000));
+}
+
+// Waiting for a MIDI system says nothing, however long it takes (the ports
+// are looked at once a second); when a JACK server appears, one line says so.
+TEST(MidiPortsOverJack, WaitingIsSilentAndTheServerIsAnnouncedOnce) {
+    if (QFileInfo::exists(QStringLiteral("/dev/snd/seq")))
+        GTEST_SKIP() << "the ALSA sequencer is used here";
+    qputenv("JACK_DEFAULT_SERVER", QByteArray("qz62test-absent-") + QByteArray::number(::getpid()));
+    auto said = [](const std::function<void()>& run) {
+        testing::internal::CaptureStdout();
+        testing::internal::CaptureStderr();
+        run();
+        return QString::fromStdString(testing::internal::GetCapturedStdout() +
+                                      testing::internal::GetCapturedStderr());
+    };
+    std::unique_ptr<MidiPorts> ports;
+    const QString waiting = said([&] {
+        ports = MidiPorts::createSystem(QStringLiteral("waiting"));
+        for (int poll = 0; poll < 5; ++poll)
+            ports->sources();
+    });
+    EXPECT_FALSE(waiting.contains("JACK", Qt::CaseInsensitive)) << waiting.toStdString();
+
+    JackServer jack;
+    ASSERT_TRUE(jack.ready()) << "jackd did not start";
+    const QString found = said([&] {
+        for (int poll = 0; poll < 3; ++poll)
+            ports->sources();
+    });
+    EXPECT_EQ(found, "MIDI: the JACK server is running\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(Rates, MtcEndToEnd,

@@ -2,6 +2,7 @@
 #include "overlay/AnnunciatorEditor.h"
 #include "protocol/CommandSink.h"
 
+#include <QFontMetricsF>
 #include <QTest>
 #include <gtest/gtest.h>
 
@@ -14,6 +15,7 @@ using Element = AnnunciatorElement;
 struct RecordingSink : CommandSink {
     void sendString(const QString& command) override { lines << command; }
     void sendBytes(const QByteArray&) override {}
+    void sendTimingBytes(const QByteArray&) override {}
     int txCount() const override { return 0; }
     QStringList lines;
 };
@@ -28,7 +30,8 @@ void placeAll(Thread& t, QPointF ann, QPointF tc, QPointF text, QPointF barBeat)
 }
 
 // Placement keeps every element inside the picture, far edge first; the
-// bar/beat box keeps its anchor and the text line's measure.
+// bar/beat box keeps its anchor. Each element is drawn and picked in its own
+// size; the bar/beat size query pairs it with the text line's.
 TEST(Annunciator, RendererPlacesAndClampsElements) {
     Thread t;
     t.setTextString(QString(200, QLatin1Char('W')));
@@ -46,14 +49,19 @@ TEST(Annunciator, RendererPlacesAndClampsElements) {
     const QRectF ann = t.annunciatorRect();
     EXPECT_EQ(ann.topLeft(), QPointF(300, 700 - ann.height()));
     EXPECT_EQ(t.barBeatRect().topLeft(), QPointF(-100, 5000));
-    EXPECT_EQ(t.barBeatRect().size(), t.barBeatRectSize());
 
-    // The bar/beat counter is measured in the text line's font.
-    const QSizeF before = t.barBeatRectSize();
+    // Text 64, bar/beat 12: the counter's box is its own, drawn from its
+    // anchor down; the size query follows the text line.
     t.setTextSize(64);
-    EXPECT_GT(t.barBeatRectSize().height(), before.height());
     t.setBarBeatSize(12);
-    EXPECT_GT(t.barBeatRectSize().height(), before.height());
+    placeAll(t, {300, 700}, {100, 5000}, {500, 500}, {800, 300});
+    const QImage sized = t.renderNow();
+    const QFontMetricsF own(Thread::previewFont(12));
+    const QRectF barBeat = t.barBeatRect();
+    EXPECT_EQ(barBeat.size(), QSizeF(own.horizontalAdvance("Protools counter"), own.height()));
+    EXPECT_EQ(t.barBeatRectSize().height(), QFontMetricsF(Thread::previewFont(64)).height());
+    EXPECT_EQ(qGray(sized.pixel(801, 1080 - 300 + 1)), 0);
+    EXPECT_EQ(sized.pixel(801, 1080 - 300 + int(own.height()) + 1), qRgb(128, 128, 128));
 
     // Pixels: the grey frame, the annunciator's black box just inside its
     // anchor (rows of the image are top first), the frame beside it.
@@ -122,13 +130,65 @@ TEST(Annunciator, TextItemColorSettersCross) {
     }
 }
 
+// An editor with the reports a factory-fresh unit gives at start-up.
 struct Editor {
-    Editor() {
+    explicit Editor(bool reported = true) {
         editor.setComThread([this] { return &sink; });
+        if (reported)
+            reportAll();
+    }
+    void reportAll() {
+        editor.fromString("U 0");
+        editor.tcFromString("m 0");
+        editor.comFromString("n 0");
+        editor.annunciatorColorsFromString("t 70 70 70");
+        editor.pointsFromArray({24, 32, 48, 64, 72, 96});
+        editor.windowFromArray({32, 10, 10, 112, 0});
+        editor.windowFromArray({48, 10, 10, 112, 1});
+        editor.windowFromArray({32, 10, 10, 112, 2});
+        editor.windowFromArray({32, 10, 10, 112, 3});
     }
     RecordingSink sink;
     AnnunciatorEditor editor;
 };
+
+// Each setting goes once the unit has reported it, and only that one: a
+// unit that never answers "m" holds back the counter's source alone. The
+// sample lines are not settings and always go.
+TEST(Annunciator, EachSettingWaitsForItsOwnReport) {
+    Editor e(false);
+    AnnunciatorEditor& ed = e.editor;
+    auto choose = [&] {
+        e.sink.lines.clear();
+        ed.setMode(Settings::kRecord);
+        ed.setAnnunciatorColor(Settings::kPlaybackPair, {1, 2});
+        ed.setTcSource(2);
+        ed.setCom(Settings::kSony);
+        ed.setItemForeground(Element::Text, 3);
+        ed.onShowSampleText();
+    };
+    choose();
+    EXPECT_EQ(e.sink.lines, QStringList{"V Sample Text"});
+    ed.windowFromArray({48, 100, 100, 0x70, int(Element::Annunciator)});
+    ed.thread()->renderNow();
+    EXPECT_FALSE(ed.mouseDown(ed.thread()->textRect().center())); // text: not reported
+
+    e.reportAll();
+    ed.forgetReported();
+    e.reportAll();
+    choose();
+    EXPECT_EQ(e.sink.lines,
+              (QStringList{"U 2", "t 70 70 21", "m 2", "n 1", "r 32 10 10 48 0", "V Sample Text"}));
+
+    ed.forgetReported();
+    ed.fromString("U 1");
+    ed.annunciatorColorsFromString("t 70 70 70");
+    ed.comFromString("n 0");
+    ed.windowFromArray({32, 10, 10, 112, 0});
+    choose();
+    EXPECT_EQ(e.sink.lines,
+              (QStringList{"U 2", "t 70 70 21", "n 1", "r 32 10 10 48 0", "V Sample Text"}));
+}
 
 // The echo guard: the mode just sent is not undone by the unit's answer,
 // whether "U" or "m" comes first; the report after that counts again.

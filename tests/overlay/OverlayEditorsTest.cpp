@@ -2,6 +2,7 @@
 #include "overlay/PunchEditor.h"
 #include "overlay/StreamerEditor.h"
 #include "protocol/CommandSink.h"
+#include "protocol/MidiMessages.h"
 
 #include <QElapsedTimer>
 #include <QTest>
@@ -12,9 +13,11 @@ namespace {
 struct RecordingSink : CommandSink {
     void sendString(const QString& command) override { lines << command; }
     void sendBytes(const QByteArray& bytes) override { raw << bytes; }
+    void sendTimingBytes(const QByteArray& bytes) override { timing << bytes; }
     int txCount() const override { return 0; }
     QStringList lines;
     QList<QByteArray> raw;
+    QList<QByteArray> timing;
 };
 
 // A report from the unit, taken into the editor, gives back exactly this
@@ -30,8 +33,10 @@ TEST(OverlayEditors, StreamerReportsBecomeCommands) {
         // A short report: every later field takes the last value read.
         {"C 1ff 28", "C 1ff 28 0 28 28 28 28 28"},
         {"C 7fff 1", "C 7fff 1 0 1 1 1 1 1"},
-        // Out of range and garbage: clamped, then the last good value.
-        {"C 7fff 1ff 0 ffff 5 100 -3 zz", "C 7fff ff 0 5dc 5 ff ff ff"},
+        // Edges beyond the picture are clamped; garbage takes the last good
+        // value; width and timing come back as reported, however large.
+        {"C 7fff 1ff 0 ffff 5 100 -3 zz", "C 7fff 1ff 0 ffff 5 ff ff ff"},
+        {"C 0 28 0 ffffffff 1ffffffff ff ff 0", "C 0 28 0 ffffffff ffffffff ff ff 0"},
         {"C", "C 0 28 0 64 0 ff ff 0"},
         {"C ", "C 0 28 0 64 0 ff ff 0"},
     };
@@ -47,11 +52,13 @@ TEST(OverlayEditors, StreamerReportsBecomeCommands) {
 
 TEST(OverlayEditors, PunchReportsBecomeCommands) {
     const RoundTrip cases[] = {
-        // The position goes through canvas pixels and comes back a step lower.
-        {"E 0 7f 7f 40 c 64 2 1", "E 0 7e 7e 40 c 64 2 1"},
+        // The position comes back as the same step of the picture.
+        {"E 0 7f 7f 40 c 64 2 1", "E 0 7f 7f 40 c 64 2 1"},
+        {"E 0 a1 55 10 c 64 2 1", "E 0 a1 55 10 c 64 2 1"},
         // Reverse 0..2, the point at the top left corner with size 0.
         {"E 7000 0 0 0", "E 7000 0 0 0 c 64 2 1"},
-        {"E 1ffff 100 100 1ff fff fff fff ff", "E ffff dd c2 ff fa 3e8 63 f"},
+        {"E 1ffff 100 100 1ff fff fff fff ff", "E ffff dd c2 ff fff fff fff f"},
+        {"E 0 7f 7f 40 ffffffff 10000 12345 1", "E 0 7f 7f 40 ffffffff 10000 12345 1"},
         {"E 1c0 ff 0 40 zz", "E 1c0 f6 f 40 c 64 2 1"},
         {"E", "E 0 7f 7f 40 c 64 2 1"},
     };
@@ -61,6 +68,9 @@ TEST(OverlayEditors, PunchReportsBecomeCommands) {
         editor.setComThread([&sink] { return &sink; });
         editor.fromString(QString::fromLatin1(c.report));
         EXPECT_TRUE(sink.lines.isEmpty()) << c.report;
+        EXPECT_EQ(editor.command(), QString::fromLatin1(c.command)) << c.report;
+        // The unit's echo of that command changes nothing.
+        editor.fromString(editor.command());
         EXPECT_EQ(editor.command(), QString::fromLatin1(c.command)) << c.report;
     }
 }
@@ -75,6 +85,57 @@ TEST(OverlayEditors, TypedTimesAndPlacement) {
     editor.placeAt(0, 0);
     EXPECT_EQ(editor.settings().punchPoint, QPointF(64, 1016));
     EXPECT_TRUE(editor.command().startsWith("E 0 8 f 40 "));
+    // Typed steps go out at once, kept off the edges by the size as clicks are.
+    RecordingSink sink;
+    editor.setComThread([&sink] { return &sink; });
+    editor.fromString("E 0 8 f 40 c 64 2 1");
+    const struct {
+        int x, y;
+        const char* sent;
+    } typed[] = {{200, 30, "E 0 c8 1e 40 "}, {0, 255, "E 0 8 ef 40 "}};
+    for (const auto& t : typed) {
+        sink.lines.clear();
+        editor.placeAtWire(t.x, t.y);
+        ASSERT_EQ(sink.lines.size(), 1);
+        EXPECT_TRUE(sink.lines.first().startsWith(t.sent)) << sink.lines.first().toStdString();
+    }
+}
+
+// Until the unit has reported an editor's settings they are not sent; the
+// Fire buttons' notes always go. Asking for the settings again (a new unit,
+// a FLASH reset) holds them back again until the next report.
+TEST(OverlayEditors, SettingsWaitForTheUnitsReportTriggersDoNot) {
+    RecordingSink sink;
+    StreamerEditor streamer;
+    PunchEditor punch;
+    streamer.setComThread([&sink] { return &sink; });
+    punch.setComThread([&sink] { return &sink; });
+    auto change = [&] {
+        streamer.setColor(1, 5);
+        punch.setColor(2, 3);
+        punch.setSwitch(PunchSettings::kBeeps, true);
+        streamer.fireAccumulate();
+        punch.firePunch(0);
+    };
+    const QList<QByteArray> notes = {midimsg::trigger(125), midimsg::trigger(122),
+                                     midimsg::trigger(119), midimsg::trigger(120)};
+    change();
+    EXPECT_TRUE(sink.lines.isEmpty());
+    EXPECT_EQ(sink.raw, notes);
+
+    streamer.fromString("C 0 28 0 64 0 ff ff 0");
+    punch.fromString("E 0 7f 7f 40 c 64 2 1");
+    sink.raw.clear();
+    change();
+    EXPECT_EQ(sink.lines, (QStringList{"C 28 28 0 64 0 ff ff 0", "E c0 7f 7f 40 c 64 2 1",
+                                       "E c0 7f 7f 40 c 64 2 3"}));
+    EXPECT_EQ(sink.raw, notes);
+
+    streamer.forgetReported();
+    punch.forgetReported();
+    sink.lines.clear();
+    change();
+    EXPECT_TRUE(sink.lines.isEmpty());
 }
 
 // Pixels where they matter: bar and end-bar edges, transparency as alpha

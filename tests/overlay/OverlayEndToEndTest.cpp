@@ -62,7 +62,9 @@ TEST(OverlayEndToEnd, ChangesReachTheUnitAsCommands) {
     EXPECT_GE(delayMs, 330);
     EXPECT_LE(delayMs, 600); // 400 normally; the slack is for a loaded machine
 
-    // Streamer 2 turns red: "C" and note 126 at once, the preview untouched.
+    // Streamer 2 turns red: "C" and note 126 at once, the note after the
+    // "C" (the unit fires the streamer in its new colour), the preview
+    // untouched.
     sim.clearRecord();
     auto* canvas = app.find<PreviewCanvas>("streamerPreview");
     // The unit echoes the command, which repaints the same picture.
@@ -76,6 +78,7 @@ TEST(OverlayEndToEnd, ChangesReachTheUnitAsCommands) {
     EXPECT_LT(duration_cast<milliseconds>(colour.first().time - chosen).count(), 300);
     EXPECT_EQ(sim.triggers().first().note, 126);
     EXPECT_EQ(sim.triggers().first().velocity, 64);
+    EXPECT_GE(sim.triggers().first().time, colour.first().time);
     QTest::qWait(100);
     EXPECT_TRUE(canvas->image() == picture);
 
@@ -109,8 +112,9 @@ TEST(OverlayEndToEnd, ChangesReachTheUnitAsCommands) {
     EXPECT_EQ(commandsStarting(sim, "E ").first().line, "E 0 8 f 40 c 64 2 1");
 }
 
-// What the unit reports lands in the controls, clamped to their ranges, and
-// nothing goes back.
+// What the unit reports lands in the controls, and nothing goes back; values
+// beyond a control's usual range are shown and, with the next change, sent
+// back as they were.
 TEST(OverlayEndToEnd, ReportsLandInTheControlsWithoutEcho) {
     Started s;
     struct Case {
@@ -124,14 +128,19 @@ TEST(OverlayEndToEnd, ReportsLandInTheControlsWithoutEcho) {
           {"stepperStreamerDuration", 40},
           {"textStreamerDelay", 0.8},
           {"sliderStreamerBottom", 215}}},
-        {"C 7fff 1ff 0 ffff", {{"sliderStreamerWidth", 255}, {"stepperStreamerDuration", 1500}}},
+        {"C 7fff 1ff 0 ffff",
+         {{"sliderStreamerWidth", 255},
+          {"stepperStreamerDuration", 65535},
+          {"textStreamerDelay", 1310.7}}},
         {"E 7000 0 0 0", {{"sliderPunchSize", 0}, {"textDurationFrames", 12}}},
         {"E 1ffff 100 100 1ff fff fff fff ff",
          {{"sliderPunchSize", 255},
-          {"textDurationFrames", 250},
-          {"repeatSeconds", 1000},
-          {"textRepeatSeconds", 10},
-          {"textRepeatCount", 99}}},
+          {"textDurationFrames", 4095},
+          {"repeatSeconds", 4095},
+          {"textRepeatSeconds", 40.95},
+          {"textRepeatCount", 4095},
+          {"punchPositionX", 221},
+          {"punchPositionY", 194}}},
     };
     for (const Case& c : cases) {
         s.sim.sendRaw(QByteArray(c.report) + "\r\n>");
@@ -146,6 +155,13 @@ TEST(OverlayEndToEnd, ReportsLandInTheControlsWithoutEcho) {
     QTest::qWait(700);
     EXPECT_TRUE(commandsStarting(s.sim, "C ").isEmpty());
     EXPECT_TRUE(commandsStarting(s.sim, "E ").isEmpty());
+
+    s.app->find<QAbstractButton>("checkBoxBeepsEnable")->click();
+    s.app->find<ColorWell>("colorWellEndBar")->menu()->actions().at(0)->trigger();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !commandsStarting(s.sim, "E ").isEmpty(); }, kWaitMs));
+    EXPECT_EQ(commandsStarting(s.sim, "E ").first().line, "E ffff dd c2 ff fff fff fff d");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !commandsStarting(s.sim, "C ").isEmpty(); }, kWaitMs));
+    EXPECT_EQ(commandsStarting(s.sim, "C ").first().line, "C fff 1ff 0 ffff ffff ff ff ff");
 }
 
 } // namespace

@@ -182,7 +182,7 @@ TEST_F(PanelOnSim, ResetFlashAsksThenReReadsAfterTheUnitSettles) {
     app->alerts.answerOk = false;
     const int before = int(sim.commandLines().size());
     find<QPushButton>("buttonResetFlash")->click();
-    EXPECT_EQ(app->alerts.asked, QStringList{"Reset FLASH to defaults?"});
+    EXPECT_EQ(app->alerts.asked, QStringList{PanelSettings::kResetFlashQuestion});
     QTest::qWait(700);
     EXPECT_TRUE(withoutPings(sim.commandLines().mid(before)).isEmpty());
 

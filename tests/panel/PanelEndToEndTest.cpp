@@ -8,6 +8,7 @@
 #include "support/PanelTestSupport.h"
 
 #include <QCheckBox>
+#include <QGroupBox>
 #include <QLabel>
 #include <QProgressBar>
 #include <QRadioButton>
@@ -33,7 +34,7 @@ TEST(PanelEndToEnd, StartsReadsTheUnitAndFollowsIt) {
 
     ASSERT_EQ(app.controller().linkState(), PanelController::LinkState::Connected);
     EXPECT_TRUE(app.controller().comThread()->isRunning());
-    EXPECT_EQ(app.window.windowTitle(), kTitlePrefix + "QZ-62A not found");
+    EXPECT_EQ(app.window.windowTitle(), kTitlePrefix + sim.ptyPath());
     EXPECT_TRUE(app.window.statusText().contains("Unit connected on " + sim.ptyPath()));
 
     // Identification, then the start-up queries in order.
@@ -153,6 +154,7 @@ TEST(PanelEndToEnd, UnpluggedUnitShowsAsGoneAndNothingSpins) {
         [&] { return app.controller().linkState() == PanelController::LinkState::Lost; }, kWaitMs));
     EXPECT_TRUE(app.window.statusText().contains("Unit lost"));
     EXPECT_TRUE(app.window.panel()->linkStateText().contains("Unit lost"));
+    EXPECT_EQ(app.window.windowTitle(), kTitlePrefix + "QZ-62A lost");
     EXPECT_FALSE(app.controller().comThread()->isRunning());
 
     // Idle with no unit: the controls still work and cost nothing.
@@ -173,11 +175,29 @@ TEST(PanelEndToEnd, NoUnitShowsNotFoundUntilConnectFindsIt) {
     EXPECT_FALSE(app.controller().comThread()->isRunning());
     // Only the identification reached the silent unit.
     EXPECT_EQ(sim.commandLines().count("B"), sim.commandLines().size());
+    // Nothing was read: every settings group says so and takes no changes;
+    // the Fire buttons work.
+    const char* const groups[] = {"groupReference", "groupMasking", "groupPops"};
+    const char* const settings[] = {"radioButtonRefAuto", "textBoxMaskingTop",
+                                    "checkBoxPopPunch",   "colorWellStreamer0",
+                                    "textDurationFrames", "radioAnnunciatorRehearse"};
+    for (const char* name : groups)
+        EXPECT_TRUE(app.find<QGroupBox>(name)->title().endsWith("not read from the unit")) << name;
+    for (const char* name : settings)
+        EXPECT_FALSE(app.find<QWidget>(name)->isEnabled()) << name;
+    EXPECT_TRUE(app.find<QWidget>("buttonStreamer0")->isEnabled());
 
     sim.setSilent(false);
     EXPECT_TRUE(app.controller().reconnect());
     EXPECT_EQ(app.controller().linkState(), PanelController::LinkState::Connected);
+    EXPECT_EQ(app.window.windowTitle(), kTitlePrefix + sim.ptyPath());
     EXPECT_TRUE(startUpSent(sim));
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return app.find<QWidget>("radioAnnunciatorRehearse")->isEnabled(); }, kWaitMs));
+    for (const char* name : groups)
+        EXPECT_FALSE(app.find<QGroupBox>(name)->title().contains("not read")) << name;
+    for (const char* name : settings)
+        EXPECT_TRUE(app.find<QWidget>(name)->isEnabled()) << name;
 }
 
 TEST(PanelEndToEnd, RepliesStayInOrderWhileAnAlertIsOpen) {
@@ -224,6 +244,7 @@ TEST(PanelEndToEnd, SilentUnitIsNotAnsweringUntilItSpeaksAgain) {
         kWaitMs));
     EXPECT_GE(app.controller().unansweredPings(), PanelController::kUnansweredPings);
     EXPECT_TRUE(app.window.panel()->linkStateText().contains("not answering"));
+    EXPECT_EQ(app.window.windowTitle(), kTitlePrefix + sim.ptyPath() + " (not answering)");
 
     sim.clearRecord();
     sim.setSilent(false);

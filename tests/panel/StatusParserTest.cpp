@@ -256,6 +256,7 @@ TEST(StatusParser, WithoutPromptsAlertsAreLoggedAndQuestionsCancelled) {
     struct Sink : CommandSink {
         void sendString(const QString& command) override { sent << command; }
         void sendBytes(const QByteArray&) override {}
+        void sendTimingBytes(const QByteArray&) override {}
         int txCount() const override { return 0; }
         QStringList sent;
     } sink;
@@ -266,7 +267,48 @@ TEST(StatusParser, WithoutPromptsAlertsAreLoggedAndQuestionsCancelled) {
     parser.processRxString("k 0 0 3.32.5");
     settings.onButtonResetFlash();
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "alert: update micro to 3.32.6 or greater\n3.32.5 3.32.6\n"
-              "alert: Reset FLASH to defaults?\n");
+              QStringLiteral("alert: update micro to 3.32.6 or greater\n3.32.5 3.32.6\n"
+                             "alert: %1\n")
+                  .arg(QLatin1String(PanelSettings::kResetFlashQuestion))
+                  .toStdString());
+    EXPECT_TRUE(sink.sent.isEmpty());
+}
+
+// A unit that never answers one query locks only that group: its controls
+// neither change nor send, while every group the unit reported works.
+// Asking for every setting again locks them all until the answers come.
+TEST(StatusParser, AGroupTakesChangesOnceTheUnitHasReportedIt) {
+    struct Sink : CommandSink {
+        void sendString(const QString& command) override { sent << command; }
+        void sendBytes(const QByteArray&) override {}
+        void sendTimingBytes(const QByteArray&) override {}
+        int txCount() const override { return 0; }
+        QStringList sent;
+    } sink;
+    StatusParser parser;
+    PanelSettings settings(parser);
+    settings.setCommandSink(&sink);
+    settings.getInitValues();
+    for (const char* reply : {"A a", "G 0", "J 0", "M 15", "Q 0", "X 12", "Y 0"})
+        parser.processRxString(QLatin1String(reply));
+    sink.sent.clear();
+    auto change = [&] {
+        settings.onTextBoxMasking(Mask::Top, 5);
+        settings.onCheckBoxBars(true);
+        settings.onCheckBoxBypass(true);
+    };
+    change();
+    EXPECT_EQ(sink.sent, (QStringList{"G 1", "Q 1"}));
+    EXPECT_FALSE(parser.isRead(PanelGroup::Masking));
+    EXPECT_EQ(parser.state().masking[0], 0);
+
+    parser.processRxString("H 1 2 3 4 5");
+    sink.sent.clear();
+    change();
+    EXPECT_EQ(sink.sent, (QStringList{"H 5 2 3 4 5", "G 1", "Q 1"}));
+
+    settings.getInitValues();
+    sink.sent.clear();
+    change();
     EXPECT_TRUE(sink.sent.isEmpty());
 }

@@ -51,6 +51,7 @@ struct DrainCase {
     std::vector<QByteArray> chunks;
     std::vector<QStringList> results; // one per chunk
     QByteArray held;                  // what stays in the buffer at the end
+    MsgClass::LineEnd lineEnd = MsgClass::LineEnd::CrLf;
 };
 
 TEST(MsgClass, DrainCutsLinesAndSystemExclusive) {
@@ -75,9 +76,20 @@ TEST(MsgClass, DrainCutsLinesAndSystemExclusive) {
         {"incomplete line stays", {"C 0 28"}, {{}}, "C 0 28"},
         {"UTF-8 in", {"s caf\xc3\xa9\r\n"}, {{QStringLiteral("s caf\u00e9")}}, ""},
         {"lone CR is not a line end", {"a\rb\r\n"}, {{"a\rb"}}, ""},
+        // A network proxy may end its lines with LF alone.
+        {"LF alone or CR LF end a proxy's lines",
+         {"X 1\nQ 1\r\n>", "u 5\n" + ex + "S\n"},
+         {{"X 1", "Q 1"}, {"u 5", exText, "S"}},
+         "",
+         MsgClass::LineEnd::Lf},
+        {"a proxy's line waits for its LF",
+         {"H 1 2\r", "\n"},
+         {{}, {"H 1 2"}},
+         "",
+         MsgClass::LineEnd::Lf},
     };
     for (const DrainCase& c : cases) {
-        MsgClass buffer;
+        MsgClass buffer(c.lineEnd);
         for (std::size_t i = 0; i < c.chunks.size(); ++i)
             EXPECT_EQ(buffer.drain(chunk(c.chunks[i])), c.results[i]) << c.name << " chunk " << i;
         EXPECT_EQ(buffer.buffer(), c.held) << c.name;

@@ -22,6 +22,7 @@ inline QString joinInts(const QList<int>& numbers) {
 struct StreamerRecorder : StreamerReceiver {
     explicit StreamerRecorder(QStringList& log) : m_log(log) {}
     void fromString(const QString& line) override { m_log << "streamer.fromString: " + line; }
+    void forgetReported() override { m_log << "streamer.forgetReported"; }
     double offset() const override { return 1.5; }
     int streamerDuration() const override { return 75; }
     QStringList& m_log;
@@ -30,6 +31,7 @@ struct StreamerRecorder : StreamerReceiver {
 struct PunchRecorder : PunchReceiver {
     explicit PunchRecorder(QStringList& log) : m_log(log) {}
     void fromString(const QString& line) override { m_log << "punch.fromString: " + line; }
+    void forgetReported() override { m_log << "punch.forgetReported"; }
     QStringList& m_log;
 };
 
@@ -47,6 +49,7 @@ struct AnnunciatorRecorder : AnnunciatorReceiver {
     void pointsFromArray(const QList<int>& n) override {
         m_log << "ann.pointsFromArray: " + joinInts(n);
     }
+    void forgetReported() override { m_log << "ann.forgetReported"; }
     QStringList& m_log;
 };
 

@@ -111,7 +111,8 @@ QLayout* CueWindow::buildRowButtons() {
     bottom->addWidget(
         button(tr("Add Row"), "buttonAddRow", tr("Add a new cue after the selection")));
     bottom->addWidget(button(tr("Delete"), "buttonDeleteRows", tr("Delete the selected rows")));
-    bottom->addWidget(button(tr("Clear All"), "buttonClearAll", tr("Delete every row")));
+    bottom->addWidget(
+        button(tr("Clear All"), "buttonClearAll", tr("Delete every row, after asking")));
     bottom->addSpacing(24);
     bottom->addWidget(button(tr("7/8 Test"), "buttonTest",
                              tr("Check the MIDI text coding on all 256 byte values")));
@@ -167,7 +168,7 @@ void CueWindow::buildMenus() {
         m_table->addAction(action);
     }
     edit->addAction(tr("Select &All"), m_table, &QTableView::selectAll);
-    edit->addAction(tr("C&lear All"), m_document, &CueDocument::clearAll);
+    edit->addAction(tr("C&lear All"), this, &CueWindow::clearAll);
 
     QMenu* cues = menuBar()->addMenu(tr("&Cues"));
     cues->addAction(tr("&Sort"), m_document, &CueDocument::sort);
@@ -191,7 +192,7 @@ void CueWindow::connectControls() {
     clicked("buttonTest", [this] { m_document->onButtonTest(); });
     clicked("buttonAddRow", [this] { addRow(); });
     clicked("buttonDeleteRows", [this] { deleteSelectedRows(); });
-    clicked("buttonClearAll", [this] { m_document->clearAll(); });
+    clicked("buttonClearAll", [this] { clearAll(); });
 
     connectOptions();
     connect(m_document, &CueDocument::modifiedChanged, this, &CueWindow::updateTitle);
@@ -251,6 +252,12 @@ void CueWindow::addRow() {
     const QList<int> selected = m_table->selectedRowList();
     const int row = m_document->insertRow(selected.isEmpty() ? -1 : selected.last() + 1);
     m_table->setCurrentIndex(m_model->index(row, CueDocument::ColumnId));
+}
+
+void CueWindow::clearAll() {
+    const int rows = m_document->rowCount();
+    if (rows > 0 && cueDialogs().confirmClearAll(this, rows))
+        m_document->clearAll();
 }
 
 void CueWindow::closeEvent(QCloseEvent* event) {

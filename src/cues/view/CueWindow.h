@@ -35,6 +35,8 @@ struct CueDialogs {
     // Whether to replace an existing file the save dialog did not ask about
     // (the name it was given had no extension).
     std::function<bool(QWidget* parent, const QString& path)> confirmReplace;
+    // Whether every one of `rows` rows may go (Undo brings them back).
+    std::function<bool(QWidget* parent, int rows)> confirmClearAll;
 };
 CueDialogs& cueDialogs();
 
@@ -93,6 +95,8 @@ public:
     void paste();
     void deleteSelectedRows();
     void addRow();
+    // Empties the sheet once the user has agreed.
+    void clearAll();
     // Sorts, then writes the MIDI file (".mid" added to a bare name); the
     // message line says what the sort and the export changed.
     void exportMidi();

@@ -33,6 +33,14 @@ CueDialogs& cueDialogs() {
                                              .arg(QFileInfo(path).fileName()),
                                          QMessageBox::Yes | QMessageBox::Cancel,
                                          QMessageBox::Cancel) == QMessageBox::Yes;
+        },
+        [](QWidget* parent, int rows) {
+            return QMessageBox::question(
+                       parent, QObject::tr("Clear All"),
+                       QObject::tr("Delete all %n cue(s) of this sheet? Undo brings them back.",
+                                   nullptr, rows),
+                       QMessageBox::Yes | QMessageBox::Cancel,
+                       QMessageBox::Cancel) == QMessageBox::Yes;
         }};
     return dialogs;
 }

@@ -88,13 +88,22 @@ void LinkWorker::stop() {
 }
 
 void LinkWorker::queueCommand(const QByteArray& framed) {
+    enqueue({framed, true});
+}
+
+void LinkWorker::queueBytes(const QByteArray& raw) {
+    if (!raw.isEmpty())
+        enqueue({raw, false});
+}
+
+void LinkWorker::enqueue(Queued queued) {
     if (!m_running.load())
         return;
     {
         std::lock_guard<std::mutex> lock(m_ioLock);
         if (!m_running.load())
             return; // the run ended meanwhile
-        m_commands.push_back(framed);
+        m_commands.push_back(std::move(queued));
     }
     m_wake.wake();
 }
@@ -204,14 +213,14 @@ void LinkWorker::waitForStop() {
     }
 }
 
-// The oldest queued command, then the wait for its reply. Done when nothing
-// was queued.
+// The oldest queued command, then the wait for its reply (raw bytes have
+// none). Done when nothing was queued.
 LinkWorker::WriteResult LinkWorker::sendNextCommand(Session& s) {
-    const std::optional<QByteArray> command = takeCommand();
+    const std::optional<Queued> command = takeCommand();
     if (!command)
         return WriteResult::Done;
-    const WriteResult written = write(*s.transport, *command);
-    return written == WriteResult::Done ? awaitReply(s) : written;
+    const WriteResult written = write(*s.transport, command->bytes);
+    return written == WriteResult::Done && command->awaitsReply ? awaitReply(s) : written;
 }
 
 // Up to kReplyWaitMs for the first reply bytes. The priority lane does not
@@ -387,11 +396,11 @@ LinkWorker::WriteResult LinkWorker::writePriority(Transport& transport) {
     }
 }
 
-std::optional<QByteArray> LinkWorker::takeCommand() {
+std::optional<LinkWorker::Queued> LinkWorker::takeCommand() {
     std::lock_guard<std::mutex> lock(m_ioLock);
     if (m_commands.empty())
         return std::nullopt;
-    QByteArray command = std::move(m_commands.front());
+    Queued command = std::move(m_commands.front());
     m_commands.pop_front();
     return command;
 }

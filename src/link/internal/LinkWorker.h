@@ -38,8 +38,10 @@ public:
 //
 // Commands are paced by the unit's replies: one queued command per pass, then
 // up to 300 ms for the first reply bytes before the next (the unit has no
-// input buffer to speak of). Raw bytes (MIDI triggers, system-exclusive cue
-// text) take the priority lane: they are written at once, by the caller
+// input buffer to speak of). Queued raw bytes keep their place among the
+// commands but wait for no reply after them. The timing path's bytes (cue
+// triggers and texts) take the priority lane: they are written at once, by
+// the caller
 // itself when the port is free or by the thread as soon as it wakes, ahead of
 // queued commands and even while a command waits for its reply, in the order
 // they were given, and nothing waits for a reply after them. A write
@@ -82,7 +84,12 @@ public:
 
     // Any thread; dropped when the thread is not running. Neither blocks
     // beyond a short queue lock, neither waits for the unit.
+    // A framed command, written in its turn and then given up to 300 ms for
+    // its reply.
     void queueCommand(const QByteArray& framed);
+    // Raw bytes in their turn behind the queued commands; no reply awaited.
+    void queueBytes(const QByteArray& raw);
+    // The priority lane.
     void sendNow(const QByteArray& raw);
     int queuedCount() const;
 
@@ -91,6 +98,10 @@ public:
 
 private:
     enum class WriteResult { Done, Stalled, Gone };
+    struct Queued {
+        QByteArray bytes;
+        bool awaitsReply = true;
+    };
 
     // One run of the thread: what start() lent it and what it has found out.
     struct Session {
@@ -120,7 +131,8 @@ private:
     WriteResult write(Transport& transport, const QByteArray& bytes);
     WriteResult finishUnsent(Transport& transport);
     WriteResult writePriority(Transport& transport);
-    std::optional<QByteArray> takeCommand();
+    void enqueue(Queued queued);
+    std::optional<Queued> takeCommand();
     bool hasUnsent();
     bool queuesEmpty() const;
     void clearQueues();
@@ -131,7 +143,7 @@ private:
     std::atomic<std::int64_t> m_finalCpuNs{0};
 
     mutable std::mutex m_ioLock; // guards the two queues only
-    std::deque<QByteArray> m_commands;
+    std::deque<Queued> m_commands;
     std::deque<QByteArray> m_priority;
 
     // Guards every write to the transport and the three below; held only

@@ -2,6 +2,7 @@
 
 #include "base/BarsPalette.h"
 #include "base/view/BarsColorList.h"
+#include "base/view/UnreadMark.h"
 #include "overlay/view/PreviewCanvas.h"
 
 #include <QButtonGroup>
@@ -22,6 +23,9 @@ constexpr int kForegrounds = 8;
 constexpr int kBackgrounds = 16;
 
 const char* const kModeNames[] = {"Off", "Rehearse", "Record", "Playback"};
+const char* const kModeTips[] = {
+    "The unit shows no annunciator", "The unit shows \u201cRehearse\u201d over the picture",
+    "The unit shows the Record annunciator", "The unit shows the Playback annunciator"};
 const char* const kModeObjects[] = {"radioAnnunciatorOff", "radioAnnunciatorRehearse",
                                     "radioAnnunciatorRecord", "radioAnnunciatorPlayback"};
 // The timecode counter's sources; a source the unit reports beyond these is
@@ -57,7 +61,10 @@ AnnunciatorView::AnnunciatorView(QWidget* parent)
     : OverlayView(parent, QStringLiteral("AnnunciatorView"), QStringLiteral("annunciatorPreview"),
                   QStringLiteral("Drag an element to place it on the picture")) {
     takeDrags();
-    layOut(sampleButtons(), {annunciatorGroup(), elementGroup(), transportGroup()});
+    m_annunciatorBox = annunciatorGroup();
+    m_elementBox = elementGroup();
+    m_transportBox = transportGroup();
+    layOut(sampleButtons(), {m_annunciatorBox, m_elementBox, m_transportBox});
     bindEditor();
 }
 
@@ -107,6 +114,7 @@ QGroupBox* AnnunciatorView::annunciatorGroup() {
     auto* modes = new QHBoxLayout;
     for (int i = 0; i < 4; ++i) {
         QRadioButton* button = radio(kModeNames[i], kModeObjects[i]);
+        button->setToolTip(QString::fromUtf8(kModeTips[i]));
         m_matrixAnnunciator->addButton(button, i);
         modes->addWidget(button);
     }
@@ -119,6 +127,9 @@ QGroupBox* AnnunciatorView::annunciatorGroup() {
         const QByteArray base = QByteArray("comboBoxAnnunciator");
         QComboBox* fore = colorCombo((base + "Foreground" + kPairObjects[pair]).constData(), false);
         QComboBox* back = colorCombo((base + "Background" + kPairObjects[pair]).constData(), true);
+        const QString when = QStringLiteral("(%1 colours)").arg(QLatin1String(kPairNames[pair]));
+        fore->setToolTip(fore->toolTip() + QStringLiteral(" of the annunciator ") + when);
+        back->setToolTip(back->toolTip() + QStringLiteral(" of the annunciator ") + when);
         auto send = [this, pair, fore, back] {
             if (!refreshing())
                 m_editor.setAnnunciatorColor(
@@ -148,7 +159,8 @@ QGroupBox* AnnunciatorView::elementGroup() {
     addItemRow(grid, 3, QStringLiteral("Bar/beat"), Element::BarBeat, "BarBeat");
     m_ltc = new QComboBox;
     m_ltc->setObjectName(QStringLiteral("comboBoxAnnunciatorLtc"));
-    m_ltc->setToolTip(QStringLiteral("What the timecode counter shows"));
+    m_ltc->setToolTip(QStringLiteral("What the unit's timecode counter shows: nothing, "
+                                     "timecode, or feet and frames"));
     for (int i = 0; i < int(std::size(kTcSources)); ++i)
         m_ltc->addItem(QString::fromLatin1(kTcSources[i]), i);
     connect(m_ltc, &QComboBox::activated, this, [this](int index) {
@@ -166,10 +178,16 @@ QGroupBox* AnnunciatorView::transportGroup() {
     m_matrixCom = new QButtonGroup(this);
     m_matrixCom->addButton(radio("MIDI", "radioButtonMidi"), Settings::kMidi);
     m_matrixCom->addButton(radio("Sony", "radioButtonSony"), Settings::kSony);
+    m_matrixCom->button(Settings::kMidi)
+        ->setToolTip(QStringLiteral("The unit's counters follow the transport over MIDI"));
+    m_matrixCom->button(Settings::kSony)
+        ->setToolTip(QStringLiteral("The unit's counters follow the transport over its Sony "
+                                    "serial port"));
     connect(m_matrixCom, &QButtonGroup::idClicked, this,
             [this](int cell) { m_editor.setCom(cell); });
     m_showMidi = new QCheckBox(QStringLiteral("Show MIDI"));
     m_showMidi->setObjectName(QStringLiteral("checkBoxShowMidi"));
+    m_showMidi->setToolTip(QStringLiteral("Sets the unit's show-MIDI switch"));
     connect(m_showMidi, &QCheckBox::clicked, this, [this](bool on) { m_editor.setShowMidi(on); });
     row->addWidget(m_matrixCom->button(Settings::kMidi));
     row->addWidget(m_matrixCom->button(Settings::kSony));
@@ -191,7 +209,8 @@ QComboBox* AnnunciatorView::colorCombo(const char* name, bool background) {
 QComboBox* AnnunciatorView::pointCombo(const char* name, Element e) {
     auto* combo = new QComboBox;
     combo->setObjectName(QString::fromLatin1(name));
-    combo->setToolTip(QStringLiteral("Font size, from the sizes the unit offers"));
+    combo->setToolTip(QStringLiteral("Font size, in pixels of the 1080-line picture, from the "
+                                     "sizes the unit offers"));
     connect(combo, &QComboBox::activated, this, [this, combo, e](int index) {
         if (!refreshing())
             m_editor.setFontPoint(e, combo->itemData(index).toInt());
@@ -206,6 +225,8 @@ void AnnunciatorView::addItemRow(QGridLayout* grid, int row, const QString& labe
     const QByteArray base = QByteArray("comboBox") + prefix;
     c.fore = colorCombo((base + "Foreground").constData(), false);
     c.back = colorCombo((base + "Background").constData(), true);
+    c.fore->setToolTip(c.fore->toolTip() + QStringLiteral(" of the %1").arg(label.toLower()));
+    c.back->setToolTip(c.back->toolTip() + QStringLiteral(" of the %1").arg(label.toLower()));
     connect(c.fore, &QComboBox::activated, this, [this, e, fore = c.fore](int index) {
         if (!refreshing())
             m_editor.setItemForeground(e, fore->itemData(index).toInt());
@@ -226,7 +247,35 @@ QPointF AnnunciatorView::toCanvas(double fromLeft, double fromTop) const {
     return {fromLeft * PreviewWorker::kCanvasWidth, (1.0 - fromTop) * PreviewWorker::kCanvasHeight};
 }
 
+void AnnunciatorView::showReadState() {
+    const AnnunciatorReports& r = m_editor.reported();
+    for (QAbstractButton* b : m_matrixAnnunciator->buttons())
+        b->setEnabled(r.mode);
+    for (const auto& pair : m_pairCombos)
+        for (QComboBox* combo : pair)
+            combo->setEnabled(r.colors);
+    for (Element e : kEveryElement) {
+        const ItemControls& c = m_items[e];
+        if (c.fore) {
+            c.fore->setEnabled(r.windows[e]);
+            c.back->setEnabled(r.windows[e]);
+        }
+        c.points->setEnabled(r.windows[e] && r.sizes);
+    }
+    m_ltc->setEnabled(r.tcSource);
+    for (QAbstractButton* b : m_matrixCom->buttons())
+        b->setEnabled(r.com);
+    m_showMidi->setEnabled(r.com);
+    const bool placed = r.windows[Element::Tc] && r.windows[Element::Text] &&
+                        r.windows[Element::BarBeat] && r.sizes && r.tcSource;
+    unreadmark::markTitle(m_annunciatorBox,
+                          !(r.mode && r.colors && r.windows[Element::Annunciator] && r.sizes));
+    unreadmark::markTitle(m_elementBox, !placed);
+    unreadmark::markTitle(m_transportBox, !r.com);
+}
+
 void AnnunciatorView::refresh() {
+    showReadState();
     const Settings& s = m_editor.settings();
 
     // Exclusive groups cannot show "none"; the unit can report a mode or a

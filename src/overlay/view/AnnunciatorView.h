@@ -44,7 +44,12 @@ private:
                     const char* prefix);
     QPointF toCanvas(double fromLeft, double fromTop) const;
     void refresh() override;
+    // Each control works once the unit has reported what it sets.
+    void showReadState();
 
+    QGroupBox* m_annunciatorBox = nullptr;
+    QGroupBox* m_elementBox = nullptr;
+    QGroupBox* m_transportBox = nullptr;
     QButtonGroup* m_matrixAnnunciator = nullptr;
     QButtonGroup* m_matrixCom = nullptr;
     QCheckBox* m_showMidi = nullptr;

@@ -1,6 +1,7 @@
 #include "overlay/view/MonitorView.h"
 
 #include "base/view/SendOnEdit.h"
+#include "base/view/UnreadMark.h"
 #include "overlay/view/ColorWell.h"
 #include "overlay/view/PreviewCanvas.h"
 
@@ -14,9 +15,16 @@
 #include <QSlider>
 #include <QSpinBox>
 #include <QVBoxLayout>
+#include <algorithm>
+#include <cstdint>
 
 namespace {
 constexpr double kFiftiethsPerSecond = 50.0;
+
+// A value the unit reported, as far as a control can show it.
+int shown(std::uint32_t value, int max) {
+    return int(std::min<std::uint32_t>(value, std::uint32_t(max)));
+}
 
 // A slider with its value beside it: the operator reads exact numbers.
 QLabel* valueLabel(QSlider* slider) {
@@ -32,7 +40,8 @@ QLabel* valueLabel(QSlider* slider) {
 MonitorView::MonitorView(QWidget* parent)
     : OverlayView(parent, QStringLiteral("MonitorView"), QStringLiteral("streamerPreview"),
                   QStringLiteral("Streamer 0 and its end bar as the unit draws them")) {
-    layOut(fireButtons(), {colourGroup(), barGroup(), timingGroup()});
+    m_groups = {colourGroup(), barGroup(), timingGroup()};
+    layOut(fireButtons(), {m_groups[0], m_groups[1], m_groups[2]});
     bindEditor();
 }
 
@@ -61,6 +70,10 @@ QGroupBox* MonitorView::colourGroup() {
         auto* well = new ColorWell(endBar ? QStringLiteral("End bar") : QString::number(i));
         well->setObjectName(endBar ? QStringLiteral("colorWellEndBar")
                                    : QStringLiteral("colorWellStreamer%1").arg(i));
+        well->setToolTip(endBar ? QStringLiteral("Colour of the end bar the streamers run into")
+                                : QStringLiteral("Colour of streamer %1; choosing one also runs "
+                                                 "the streamer on the unit")
+                                      .arg(i));
         connect(well, &ColorWell::colorChosen, this,
                 [this, i](int code) { m_editor.setColor(i, code); });
         wells->addWidget(well);
@@ -74,13 +87,21 @@ QGroupBox* MonitorView::barGroup() {
     auto* grid = new QGridLayout(bar);
     m_width = addSlider(grid, 0, QStringLiteral("&Width"), "sliderStreamerWidth",
                         StreamerEditor::kMaxWidth, &StreamerEditor::setWidth);
+    m_width->setToolTip(QStringLiteral("Width of the streamer bar and the end bar, in pixels of "
+                                       "the 1920-pixel-wide picture"));
     m_top = addSlider(grid, 1, QStringLiteral("&Top"), "sliderStreamerTop",
                       StreamerEditor::kMaxByte, &StreamerEditor::setTop);
+    m_top->setToolTip(QStringLiteral("Top edge of the bars, 0–255 of the picture height "
+                                     "(255 is the top of the picture)"));
     m_bottom = addSlider(grid, 2, QStringLiteral("&Bottom"), "sliderStreamerBottom",
                          StreamerEditor::kMaxByte, &StreamerEditor::setBottom);
+    m_bottom->setToolTip(QStringLiteral("Bottom edge of the bars, 0–255 of the picture height "
+                                        "(0 is the bottom of the picture)"));
     m_transparency =
         addSlider(grid, 3, QStringLiteral("T&ransparency"), "sliderStreamerTransparency",
                   StreamerEditor::kMaxByte, &StreamerEditor::setTransparency);
+    m_transparency->setToolTip(QStringLiteral("How much picture shows through the bars, 0–255 "
+                                              "(0 opaque)"));
     return bar;
 }
 
@@ -89,8 +110,16 @@ QGroupBox* MonitorView::timingGroup() {
     auto* grid = new QGridLayout(timing);
     std::tie(m_durationStepper, m_durationText) = addTiming(
         grid, 0, QStringLiteral("&Duration"), "StreamerDuration", &StreamerEditor::setDuration);
+    const QString duration = QStringLiteral("How long a streamer takes to cross the picture to "
+                                            "its cue point");
+    m_durationText->setToolTip(duration + QStringLiteral(", in seconds"));
+    m_durationStepper->setToolTip(duration + QStringLiteral(", in fiftieths of a second"));
     std::tie(m_delayStepper, m_delayText) =
         addTiming(grid, 1, QStringLiteral("D&elay"), "StreamerDelay", &StreamerEditor::setDelay);
+    const QString delay = QStringLiteral("How long the unit waits after a trigger before the "
+                                         "streamer starts");
+    m_delayText->setToolTip(delay + QStringLiteral(", in seconds"));
+    m_delayStepper->setToolTip(delay + QStringLiteral(", in fiftieths of a second"));
     return timing;
 }
 
@@ -118,7 +147,6 @@ std::pair<QSpinBox*, QDoubleSpinBox*> MonitorView::addTiming(QGridLayout* grid, 
     auto* stepper = new QSpinBox;
     stepper->setObjectName(QStringLiteral("stepper%1").arg(QLatin1String(name)));
     stepper->setRange(0, StreamerEditor::kMaxFiftieths);
-    stepper->setToolTip(QStringLiteral("Fiftieths of a second"));
     auto* seconds = new QDoubleSpinBox;
     seconds->setObjectName(QStringLiteral("text%1").arg(QLatin1String(name)));
     seconds->setRange(0, StreamerEditor::kMaxFiftieths / kFiftiethsPerSecond);
@@ -152,15 +180,19 @@ std::pair<QSpinBox*, QDoubleSpinBox*> MonitorView::addTiming(QGridLayout* grid, 
 }
 
 void MonitorView::refresh() {
+    // The Fire buttons work at all times; the settings once the unit has
+    // reported them.
+    for (QGroupBox* group : m_groups)
+        unreadmark::showGroup(group, m_editor.isRead());
     const StreamerSettings& s = m_editor.settings();
     for (int i = 0; i <= StreamerSettings::kEndBar; ++i)
         m_wells[std::size_t(i)]->setCode(s.colors[std::size_t(i)]);
-    m_width->setValue(s.width);
+    m_width->setValue(shown(s.width, StreamerEditor::kMaxWidth));
     m_top->setValue(s.top);
     m_bottom->setValue(s.bottom);
     m_transparency->setValue(s.transparency);
-    m_durationStepper->setValue(s.duration);
-    m_delayStepper->setValue(s.delay);
-    m_durationText->setValue(s.duration / kFiftiethsPerSecond);
-    m_delayText->setValue(s.delay / kFiftiethsPerSecond);
+    m_durationStepper->setValue(shown(s.duration, StreamerEditor::kMaxFiftieths));
+    m_delayStepper->setValue(shown(s.delay, StreamerEditor::kMaxFiftieths));
+    m_durationText->setValue(m_durationStepper->value() / kFiftiethsPerSecond);
+    m_delayText->setValue(m_delayStepper->value() / kFiftiethsPerSecond);
 }

@@ -34,6 +34,7 @@ private:
                                                     void (StreamerEditor::*set)(int));
     void refresh() override;
 
+    std::array<QGroupBox*, 3> m_groups{};
     std::array<ColorWell*, 5> m_wells{};
     QSlider* m_width = nullptr;
     QSlider* m_top = nullptr;

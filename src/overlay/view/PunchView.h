@@ -23,18 +23,22 @@ public:
     explicit PunchView(QWidget* parent = nullptr);
 
 private:
+    QLayout* positionFields();
     QLayout* fireButtons();
     QGroupBox* colourGroup();
     QGroupBox* punchGroup();
     QGroupBox* switchGroup();
     void addSize(QGridLayout* grid, int row);
     // A number field that sends its value with `set` once its editing is done.
-    QSpinBox* addNumber(QGridLayout* grid, int row, const QString& label, const char* name, int max,
+    QSpinBox* addNumber(QGridLayout* grid, int row, const QString& label, const char* name,
                         const QString& suffix, void (PunchEditor::*set)(int));
     void addInterval(QGridLayout* grid, int row);
     void refresh() override;
 
+    std::array<QGroupBox*, 3> m_groups{};
     QSlider* m_size = nullptr;
+    QSpinBox* m_positionX = nullptr;
+    QSpinBox* m_positionY = nullptr;
     std::array<ColorWell*, 4> m_wells{};
     std::array<QCheckBox*, 4> m_reverse{};
     std::array<QCheckBox*, PunchSettings::kSwitches> m_switches{};

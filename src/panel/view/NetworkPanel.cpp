@@ -8,6 +8,7 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPushButton>
+#include <QSettings>
 #include <QSignalBlocker>
 
 NetworkPanel::NetworkPanel(QWidget* parent) : QGroupBox(QStringLiteral("Network"), parent) {
@@ -63,6 +64,10 @@ NetworkPanel::~NetworkPanel() = default;
 
 void NetworkPanel::awakeFromNib(PanelController& controller, const PanelOptions& options) {
     controller.setNetworkLink(&m_link);
+    // The proxy used last is connected again as soon as it is found.
+    m_link.setPreferredService(QSettings().value(QLatin1String(kKeyService)).toString());
+    connect(&m_link, &NetworkLink::serviceConnected, this,
+            [](const QString& name) { QSettings().setValue(QLatin1String(kKeyService), name); });
     m_link.startBrowsing(options.serviceDiscovery ? std::make_unique<ServiceBrowser>() : nullptr);
     if (!options.networkHost.isEmpty()) {
         m_hostEntry->setText(options.networkHost);
@@ -128,6 +133,9 @@ QString NetworkPanel::stateText() const {
         return m_link.services().size() == 1
                    ? QStringLiteral("Network: 1 proxy found")
                    : QStringLiteral("Network: %1 proxies found").arg(m_link.services().size());
+    case NetworkLink::State::Choose:
+        return QStringLiteral("Network: %1 units found: choose one on the Unit tab")
+            .arg(m_link.services().size());
     case NetworkLink::State::Connecting:
         return QStringLiteral("Network: connecting to %1").arg(detail);
     case NetworkLink::State::Connected:

@@ -13,13 +13,18 @@ class QPushButton;
 struct PanelOptions;
 
 // The unit tab's "Network" group: the network proxies that service discovery
-// finds (the first is connected at once; choosing another reconnects), an
-// entry to connect to a proxy by address where multicast does not reach, and
-// a label for the link banner that says how the network link stands. The
-// logic is NetworkLink's; this class binds the widgets to it.
+// finds (the one used last, or the only one, is connected at once; with
+// several the user chooses; choosing another reconnects), an entry to connect
+// to a proxy by address where multicast does not reach, and a label for the
+// link banner that says how the network link stands. The proxy in use is
+// remembered for the next start. The logic is NetworkLink's; this class binds
+// the widgets to it.
 class NetworkPanel final : public QGroupBox {
     Q_OBJECT
 public:
+    // The user's settings key of the proxy used last (its service name).
+    static constexpr const char* kKeyService = "NetworkService";
+
     explicit NetworkPanel(QWidget* parent = nullptr);
     ~NetworkPanel() override;
 

@@ -1,6 +1,7 @@
 #include "panel/view/qz62View.h"
 
 #include "base/view/SendOnEdit.h"
+#include "base/view/UnreadMark.h"
 #include "link/ComThread.h"
 #include "panel/VideoStandards.h"
 #include "panel/view/NetworkPanel.h"
@@ -14,6 +15,8 @@
 #include <QGuiApplication>
 #include <QMimeData>
 #include <QScrollBar>
+#include <QSet>
+#include <QSettings>
 #include <QSignalBlocker>
 #include <memory>
 
@@ -150,6 +153,23 @@ void qz62View::awakeFromNib(const PanelOptions& options) {
     refreshAll();
     m_controller.startUp();
     m_networkPanel->awakeFromNib(m_controller, options);
+}
+
+namespace {
+const char* const kKeyTab = "Panel/tab";
+const char* const kKeyHidePing = "Panel/hidePing";
+} // namespace
+
+void qz62View::saveLayout(QSettings& settings) const {
+    settings.setValue(QLatin1String(kKeyTab), m_ui->tabView->currentIndex());
+    settings.setValue(QLatin1String(kKeyHidePing), m_ui->checkBoxInhibitPing->isChecked());
+}
+
+void qz62View::restoreLayout(const QSettings& settings) {
+    const int tab = settings.value(QLatin1String(kKeyTab), 0).toInt();
+    if (tab >= 0 && tab < m_ui->tabView->count())
+        m_ui->tabView->setCurrentIndex(tab);
+    m_ui->checkBoxInhibitPing->setChecked(settings.value(QLatin1String(kKeyHidePing)).toBool());
 }
 
 void qz62View::windowClosing() {
@@ -299,11 +319,54 @@ void setChecked(QAbstractButton* box, bool on) {
 }
 } // namespace
 
+void qz62View::showReadState() {
+    const StatusParser& parser = m_controller.parser();
+    auto& ui = *m_ui;
+    const struct {
+        PanelGroup group;
+        QGroupBox* box;
+        std::initializer_list<QWidget*> controls;
+    } groups[] = {
+        {PanelGroup::Rate,
+         ui.groupReference,
+         {ui.radioButtonRefFlat, ui.radioButtonRefPulldown, ui.radioButtonRefAuto,
+          ui.radioButtonHdmi, ui.radioButtonSdi, ui.checkBoxStreamerEndPunch}},
+        {PanelGroup::BarsAndGray, ui.groupTestSignals, {ui.checkBoxBars, ui.checkBoxGrayScale}},
+        {PanelGroup::SdiGenerator, ui.groupTestSignals, {ui.comboBoxSdiGenerator}},
+        {PanelGroup::Masking, ui.groupMasking, {}},
+        {PanelGroup::Bypass, ui.groupVideoPath, {ui.checkBoxBypass}},
+        {PanelGroup::ColorSpace, ui.groupVideoPath, {ui.myColorSpaceComboBox}},
+        {PanelGroup::DelayTrim, ui.groupVideoPath, {ui.textDelayTrim, ui.stepperDelayTrim}},
+        {PanelGroup::PopEnables,
+         ui.groupPops,
+         {ui.checkBoxPopStreamer, ui.checkBoxPopStreamerAccum, ui.checkBoxPopPunch}},
+        {PanelGroup::PopEnables,
+         ui.groupTimecodeSource,
+         {ui.radioPopEnable, ui.radioLtcEnable, ui.radioMtcEnable}},
+    };
+    QSet<QGroupBox*> unread;
+    for (const auto& g : groups) {
+        const bool read = parser.isRead(g.group);
+        for (QWidget* w : g.controls)
+            w->setEnabled(read);
+        if (!read)
+            unread.insert(g.box);
+    }
+    for (const MaskControls& m : maskControls()) {
+        m.stepper->setEnabled(parser.isRead(PanelGroup::Masking));
+        m.field->setEnabled(parser.isRead(PanelGroup::Masking));
+    }
+    for (const auto& g : groups)
+        unreadmark::markTitle(g.box, unread.contains(g.box));
+}
+
 // Shows what the unit reported (or what a control just set) without sending
 // anything back: every widget's signals are blocked while it is set.
 void qz62View::refresh(PanelGroup group) {
     const PanelState& st = m_controller.parser().state();
     auto& ui = *m_ui;
+    if (int(group) < kSettingGroups)
+        showReadState();
     switch (group) {
     case PanelGroup::Rate:
         selectCell(m_rateMatrix, st.rateCell);

@@ -10,6 +10,7 @@
 
 class NetworkPanel;
 class QButtonGroup;
+class QSettings;
 class QCheckBox;
 class QSlider;
 class QSpinBox;
@@ -59,6 +60,10 @@ public:
     void appendDebugText(const QString& text);
     // One line describing the link, as the banner shows it.
     QString linkStateText() const { return m_linkText; }
+    // What the user arranged, kept for the next start: the tab shown and
+    // whether the keep-alive is left out of the log.
+    void saveLayout(QSettings& settings) const;
+    void restoreLayout(const QSettings& settings);
 
 signals:
     void windowTitleChanged(const QString& title);
@@ -84,6 +89,9 @@ private:
     void connectPopEnables();
     void connectUnitTab();
     void refresh(PanelGroup group);
+    // Each setting group's controls work once the unit has reported it; a
+    // group box whose settings are not all read says so in its title.
+    void showReadState();
     void refreshProgress();
     void refreshUnitMemory();
     void refreshAll();
