@@ -125,6 +125,10 @@ int ComThread::txCount() const {
     return m_worker->queuedCount();
 }
 
+std::uint64_t ComThread::timingBytesDeferred() const {
+    return m_worker->timingDeferred();
+}
+
 std::chrono::nanoseconds ComThread::linkThreadCpuTime() const {
     return m_worker->cpuTime();
 }

@@ -137,6 +137,8 @@ public:
 
     // CPU time the link thread has used (its final figure once it ended).
     std::chrono::nanoseconds linkThreadCpuTime() const;
+    // Timing-path sends left to the link thread because the port was busy.
+    std::uint64_t timingBytesDeferred() const;
 
 private:
     friend class TransportLoan;
