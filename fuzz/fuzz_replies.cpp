@@ -1,7 +1,9 @@
 // The unit's reply stream, cut by the receive buffer as the panel cuts it and
 // handed to the reply parser with a receiver for every editor, a command
 // sink and a cue sheet attached: any reply, well formed or not, may only set
-// settings, never crash.
+// settings, never crash. The same lines go to the reader of the unit's
+// settings area, which may only ever ask for rows of the area, once each,
+// and to the network update's progress, which stays within 0 to 100.
 #include "FuzzSupport.h"
 
 #include "cues/CueSheet.h"
@@ -9,6 +11,8 @@
 #include "protocol/CommandSink.h"
 #include "protocol/MsgClass.h"
 #include "protocol/ReplyReceivers.h"
+#include "update/NetworkProgress.h"
+#include "update/SettingsAreaReader.h"
 
 namespace {
 
@@ -71,9 +75,23 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     chunk.txBytes(reinterpret_cast<const char*>(data), int(size));
     // The stream's end: a last line without CR LF is still read.
     chunk.txBytes("\r\n", 2);
+    SettingsAreaReader settings;
+    NetworkProgress network(40);
+    QStringList asked;
     for (const QString& line : stream.drain(chunk)) {
         parser.processRxString(line);
         parser.tickProgress();
+        asked += settings.takeReply(line);
+        network.takeReply(line);
+        const int percent = network.progress().percent;
+        fuzzsupport::check(percent >= 0 && percent <= 100, "network progress out of range");
     }
+    fuzzsupport::check(asked.size() <= int(SettingsArea::kMaxBytes) / SettingsArea::kRowBytes &&
+                           asked.removeDuplicates() == 0,
+                       "settings rows asked for beyond the area or twice");
+    fuzzsupport::check(settings.area().bytes.size() == int(SettingsArea::kMaxBytes),
+                       "settings area changed size");
+    fuzzsupport::check(settings.done() == settings.problem().isEmpty(),
+                       "settings done and refused at once");
     return 0;
 }

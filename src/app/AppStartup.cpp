@@ -4,17 +4,23 @@
 #include "app/CueWindows.h"
 #include "app/MainWindow.h"
 #include "app/MessageBoxPresenter.h"
+#include "app/SimUnitOutput.h"
 #include "app/SingleInstance.h"
 #include "cues/view/CueWindow.h"
 #include "link/ServiceDiscovery.h"
 #include "midi/view/MidiView.h"
+#include "overlay/view/UnitOutputWindow.h"
 #include "sim/SimulatedUnit.h"
 #include "timecode/TcCalculator.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QFile>
+#include <QFileDialog>
 #include <QFileOpenEvent>
+#include <QImageReader>
+#include <QMenu>
+#include <QMessageBox>
 #include <QStatusBar>
 #include <QTimer>
 #include <cstdio>
@@ -244,6 +250,8 @@ bool AppStartup::start() {
     // must not leave their sizes behind for the next start.
     if (m_options.screenshots.isEmpty())
         m_window->rememberLayout();
+    if (m_sim)
+        buildOutputWindow();
     m_window->show();
     m_window->awakeFromNib(panel);
     m_window->midiView()->awakeFromNib();
@@ -288,6 +296,43 @@ bool AppStartup::startUnits(PanelOptions& panel) {
     return true;
 }
 
+// View > Simulated Unit Output: what the simulated unit keys over the
+// picture, its counter fed by the application's MIDI input.
+void AppStartup::buildOutputWindow() {
+    m_output = std::make_unique<SimUnitOutput>(*m_sim);
+    m_outputWindow = std::make_unique<UnitOutputWindow>(m_output.get());
+    UnitOutputWindow* output = m_outputWindow.get();
+    QAction* show = m_window->viewMenu()->addAction(QStringLiteral("Simulated &Unit Output"));
+    show->setObjectName(QStringLiteral("actionSimulatedUnitOutput"));
+    connect(show, &QAction::triggered, output, [output] {
+        output->show();
+        output->raise();
+        output->activateWindow();
+    });
+    connect(m_window->midiView()->controller(), &MidiController::counterChanged, output,
+            &UnitOutputWindow::showTimecode);
+    connect(output, &UnitOutputWindow::pictureWanted, this, &AppStartup::choosePicture);
+}
+
+void AppStartup::choosePicture() {
+    QStringList patterns;
+    for (const QByteArray& format : QImageReader::supportedImageFormats())
+        patterns << QStringLiteral("*.") + QString::fromLatin1(format);
+    const QString path = QFileDialog::getOpenFileName(
+        m_outputWindow.get(), QStringLiteral("Picture under the overlay"), QString(),
+        QStringLiteral("Images (%1)").arg(patterns.join(QLatin1Char(' '))));
+    if (path.isEmpty())
+        return;
+    QImageReader reader(path);
+    const QImage picture = reader.read();
+    if (picture.isNull()) {
+        QMessageBox::warning(m_outputWindow.get(), QStringLiteral("Picture"),
+                             QStringLiteral("Cannot show %1: %2").arg(path, reader.errorString()));
+        return;
+    }
+    m_outputWindow->setPicture(picture);
+}
+
 void AppStartup::openFiles(const QStringList& paths) {
     CueWindows* cues = m_window ? m_window->cueWindows() : nullptr;
     if (!cues)
@@ -300,6 +345,10 @@ void AppStartup::shutDown() {
     // Nothing is shown once the event loop has ended.
     if (m_presenter)
         alerts::setPresenter(nullptr);
+    if (m_outputWindow) {
+        m_outputWindow->close();
+        m_outputWindow->detach();
+    }
     if (m_window)
         m_window->windowClosing();
 }

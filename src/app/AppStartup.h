@@ -11,7 +11,9 @@ class MessageBoxPresenter;
 struct PanelOptions;
 class ServiceAnnouncer;
 class SimulatedUnit;
+class SimUnitOutput;
 class SingleInstance;
+class UnitOutputWindow;
 
 // What `qz62 [options] [FILE...]` asks for.
 struct StartupOptions {
@@ -53,6 +55,8 @@ public:
     // when the simulated unit cannot start.
     bool start();
     MainWindow* window() const { return m_window.get(); }
+    // View > Simulated Unit Output; null without --simulator.
+    UnitOutputWindow* outputWindow() const { return m_outputWindow.get(); }
 
     void openFiles(const QStringList& paths);
     // Takes the window's parts down (MainWindow::windowClosing()); call once
@@ -65,6 +69,8 @@ protected:
 
 private:
     bool startUnits(PanelOptions& panel);
+    void buildOutputWindow();
+    void choosePicture();
 
     StartupOptions m_options;
     QString m_message;
@@ -76,4 +82,6 @@ private:
     std::unique_ptr<ServiceAnnouncer> m_announcer;
     std::unique_ptr<MessageBoxPresenter> m_presenter;
     std::unique_ptr<MainWindow> m_window;
+    std::unique_ptr<SimUnitOutput> m_output;
+    std::unique_ptr<UnitOutputWindow> m_outputWindow;
 };

@@ -17,6 +17,7 @@
 #include <QDockWidget>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QMenu>
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QSettings>
@@ -27,12 +28,13 @@ MainWindow::MainWindow(QWidget* parent)
     buildPanel();
     buildEditors();
     buildMidi();
+    buildViewMenu();
     m_cueWindows = new CueWindows(m_panel, m_ui->menuFile, this);
     m_cueWindows->attachTimecode(m_midiView->controller());
     m_following->setText(m_cueWindows->take()->followingText());
     connect(m_cueWindows->take(), &TakeControl::followingChanged, m_following, &QLabel::setText);
     m_updatePanel = new UpdatePanel(m_panel, m_ui->menuUpdate, this);
-    buildViewMenu();
+    addTakeToViewMenu();
     buildStatusBar();
     connect(m_ui->actionQuit, &QAction::triggered, this, &QWidget::close);
     connect(m_ui->actionAbout, &QAction::triggered, this, &MainWindow::showAbout);
@@ -63,6 +65,18 @@ void MainWindow::buildEditors() {
     m_monitorView->editor().setComThread(link);
     m_punchView->editor().setComThread(link);
     m_annunciatorView->editor().setComThread(link);
+    // Each trigger the tabs send is written in the unit tab's log.
+    auto logTrigger = [this](int note) {
+        QString what = QStringLiteral("accumulate");
+        if (note >= StreamerEditor::kFirstStreamerNote)
+            what = QStringLiteral("streamer %1").arg(note - StreamerEditor::kFirstStreamerNote);
+        else if (note >= PunchEditor::kFirstPunchNote)
+            what = QStringLiteral("punch %1").arg(note - PunchEditor::kFirstPunchNote);
+        m_panel->appendDebugText(
+            QStringLiteral("trigger sent: note %1 (%2)\n").arg(note).arg(what));
+    };
+    m_monitorView->editor().setTriggerHandler(logTrigger);
+    m_punchView->editor().setTriggerHandler(logTrigger);
     controller.parser().setStreamerReceiver(&m_monitorView->editor());
     controller.parser().setPunchReceiver(&m_punchView->editor());
     controller.parser().setAnnunciatorReceiver(&m_annunciatorView->editor());
@@ -91,6 +105,13 @@ void MainWindow::buildMidi() {
     row->addWidget(m_following, 1);
     m_midiDock->setWidget(dockContent);
     addDockWidget(Qt::TopDockWidgetArea, m_midiDock);
+}
+
+// Between the MIDI and Update menus; the programs add their windows to it.
+void MainWindow::buildViewMenu() {
+    m_viewMenu = new QMenu(QStringLiteral("&View"), this);
+    m_viewMenu->setObjectName(QStringLiteral("menuView"));
+    menuBar()->insertMenu(m_ui->menuUpdate->menuAction(), m_viewMenu);
 }
 
 void MainWindow::buildStatusBar() {
@@ -203,9 +224,7 @@ void MainWindow::showAbout() {
 }
 
 // The View menu, before Help: windows that show what the program follows.
-void MainWindow::buildViewMenu() {
-    m_viewMenu = new QMenu(tr("&View"), this);
-    menuBar()->insertMenu(m_ui->menuHelp->menuAction(), m_viewMenu);
+void MainWindow::addTakeToViewMenu() {
     QAction* take = m_viewMenu->addAction(tr("&Take"), this, [this] { showTakeView(); });
     take->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_T));
     take->setStatusTip(tr("The armed sheet's current and next cue and the time code, large"));

@@ -65,9 +65,11 @@ public:
     UpdatePanel* updatePanel() const { return m_updatePanel; }
     // View > Take: the take view, made when first asked for.
     TakeView* showTakeView();
-    QMenu* viewMenu() const { return m_viewMenu; }
     // "Following reel1.txt" beside the counter.
     QString followingText() const;
+    // The View menu, for windows that come and go (the simulated unit's
+    // output).
+    QMenu* viewMenu() const { return m_viewMenu; }
     QString statusText() const;
     // Puts the window, its dock, the panel's tab and its log's ping filter
     // as the user left them at the last close, and keeps them again at this
@@ -83,6 +85,7 @@ private:
     void buildMidi();
     void buildStatusBar();
     void buildViewMenu();
+    void addTakeToViewMenu();
     void stopEditors();
     void stopMidi();
     void showAbout();
@@ -104,8 +107,8 @@ private:
     UpdatePanel* m_updatePanel = nullptr;
     QLabel* m_linkLabel = nullptr;
     QLabel* m_following = nullptr;
-    QMenu* m_viewMenu = nullptr;
     TakeView* m_takeView = nullptr;
+    QMenu* m_viewMenu = nullptr;
     bool m_closed = false;
     bool m_remembersLayout = false;
 };

@@ -17,35 +17,6 @@
 
 namespace {
 
-const char kImportUsage[] =
-    "usage: qz62ctl import FILE... [-o SHEET.txt] [options]\n"
-    "  Imports cue lists into a cue sheet, written to SHEET.txt or standard\n"
-    "  output: text files (each line with a timecode becomes a cue; UTF-8, UTF-16\n"
-    "  with a byte-order mark, otherwise Windows-1252), PDF cue sheets (EdiCue,\n"
-    "  filmlight, or any with timecodes, every page) and MIDI files (each cue\n"
-    "  trigger with its text, counted from the file's start). A cue sheet's rows\n"
-    "  are read field by field and its header values are kept; the options below\n"
-    "  win over them.\n"
-    "  --tctype N            timecode type: 0 = 24, 1 = 25, 2 = 30 drop, 3 = 30 (default 3)\n"
-    "  --start TC            MIDI export start (default 01:00:00:00)\n"
-    "  --text, --no-text     send the cue text (default on)\n"
-    "  --cue-id, --no-cue-id put the cue identifier before the text (default on)\n"
-    "  --pulldown, --no-pulldown  pulldown for the MIDI export (default off)\n"
-    "  --sort                sort the cues by in time\n"
-    "  --duplicates, --no-duplicates  when sorting, keep only the first cue of equal\n"
-    "                        in times (default on)\n"
-    "  --midnight, --no-midnight      when sorting, start a sheet across midnight\n"
-    "                        with its evening cues (default on)\n";
-
-const char kTcUsage[] =
-    "usage: qz62ctl tc COMMAND ARGS [--type N]\n"
-    "  frames TC             frames since midnight\n"
-    "  timecode FRAMES       timecode of a frame count (wrapped into one day)\n"
-    "  subtract A B          A minus B, wrapped into one day\n"
-    "  compare A B           1 when A is later than B, 0 when equal, -1 when earlier\n"
-    "                        (within half a day either way of midnight)\n"
-    "  --type N              0 = 24, 1 = 25, 2 = 30 drop frame, 3 = 30 non drop (default 3)\n";
-
 // The header values given on the command line; the others come from the
 // sheets read, or are a new cue window's defaults.
 struct GivenSettings {
@@ -80,10 +51,7 @@ std::optional<int> parseImportOptions(const QStringList& args, ImportOptions& op
     for (qsizetype i = 0; i < args.size(); ++i) {
         const QString& arg = args[i];
         QString value;
-        if (arg == QLatin1String("-h") || arg == QLatin1String("--help")) {
-            std::fputs(kImportUsage, stdout);
-            return 0;
-        } else if (arg == QLatin1String("-o")) {
+        if (arg == QLatin1String("-o")) {
             if (!cli::takeValue(args, i, &options.outputPath) || options.outputPath.isEmpty())
                 return fail(QStringLiteral("import: -o needs a file name"));
         } else if (arg == QLatin1String("--tctype")) {
@@ -114,7 +82,7 @@ std::optional<int> parseImportOptions(const QStringList& args, ImportOptions& op
         }
     }
     if (options.files.isEmpty()) {
-        std::fputs(kImportUsage, stderr);
+        std::fputs(cli::usageOf(QStringLiteral("import")), stderr);
         return fail(QStringLiteral("import: no input files"));
     }
     return std::nullopt;
@@ -208,10 +176,7 @@ int tc(const QStringList& args) {
     for (qsizetype i = 0; i < args.size(); ++i) {
         const QString& arg = args[i];
         QString value;
-        if (arg == QLatin1String("-h") || arg == QLatin1String("--help")) {
-            std::fputs(kTcUsage, stdout);
-            return 0;
-        } else if (arg == QLatin1String("--type")) {
+        if (arg == QLatin1String("--type")) {
             if (!takeValue(args, i, &value))
                 return fail(QStringLiteral("tc: --type needs a value"));
             if (!parseTcType(value, &type))
@@ -223,7 +188,7 @@ int tc(const QStringList& args) {
         }
     }
     if (words.isEmpty()) {
-        std::fputs(kTcUsage, stderr);
+        std::fputs(usageOf(QStringLiteral("tc")), stderr);
         return fail(QStringLiteral("tc: missing command"));
     }
     const QString command = words.takeFirst();
@@ -232,7 +197,7 @@ int tc(const QStringList& args) {
         return fail(QStringLiteral("tc: bad timecode '%1' (HH:MM:SS:FF)").arg(text));
     };
     auto wrongCount = [&](int expected) {
-        std::fputs(kTcUsage, stderr);
+        std::fputs(usageOf(QStringLiteral("tc")), stderr);
         return fail(QStringLiteral("tc %1: expects %2 argument(s)").arg(command).arg(expected));
     };
 
@@ -262,7 +227,7 @@ int tc(const QStringList& args) {
         else
             std::printf("%d\n", tcc.compareTc(words[0], words[1], type));
     } else {
-        std::fputs(kTcUsage, stderr);
+        std::fputs(usageOf(QStringLiteral("tc")), stderr);
         return fail(QStringLiteral("tc: unknown command '%1'").arg(command));
     }
     return 0;

@@ -5,24 +5,6 @@
 #include <cstdio>
 #include <map>
 
-namespace {
-void usage() {
-    std::fputs("usage: qz62ctl COMMAND [ARGS]\n"
-               "  probe [--port PATH]                 find the unit\n"
-               "  send [--port PATH] COMMAND...       send commands, print the replies\n"
-               "  import FILE... [-o SHEET.txt]       text cue lists into a cue sheet\n"
-               "  export-midi SHEET.txt -o CUES.mid   cue sheet as a MIDI file\n"
-               "  dump-midi FILE.mid                  log a MIDI file's chunks and events\n"
-               "  tc frames|timecode|subtract|compare ...\n"
-               "  srec check|image FILE.s19\n"
-               "  midi-ports                          list MIDI sources and destinations\n"
-               "  mtc --out PORT [--start TC] [--rate 24|25|29.97df|30] [--seconds S]\n"
-               "                                      play MIDI Time Code in real time\n"
-               "  --version\n",
-               stderr);
-}
-} // namespace
-
 namespace cli {
 int fail(const QString& message) {
     std::fprintf(stderr, "qz62ctl: %s\n", message.toLocal8Bit().constData());
@@ -30,16 +12,26 @@ int fail(const QString& message) {
 }
 } // namespace cli
 
+namespace {
+bool asksForHelp(const QStringList& args) {
+    return args.contains(QStringLiteral("--help")) || args.contains(QStringLiteral("-h"));
+}
+} // namespace
+
 int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
     QStringList args = app.arguments().mid(1);
     if (args.isEmpty()) {
-        usage();
+        std::fputs(cli::usageOf(QString()), stderr);
         return 2;
     }
     const QString command = args.takeFirst();
     if (command == QLatin1String("--version")) {
         std::printf("qz62ctl %s\n", qz62::kAppVersion);
+        return 0;
+    }
+    if (command == QLatin1String("--help") || command == QLatin1String("-h")) {
+        std::fputs(cli::usageOf(QString()), stdout);
         return 0;
     }
     const std::map<QString, int (*)(const QStringList&)> commands = {
@@ -50,13 +42,18 @@ int main(int argc, char** argv) {
         {QStringLiteral("export-midi"), cli::exportMidi},
         {QStringLiteral("dump-midi"), cli::dumpMidi},
         {QStringLiteral("srec"), cli::srec},
+        {QStringLiteral("update"), cli::update},
         {QStringLiteral("midi-ports"), cli::midiPorts},
         {QStringLiteral("mtc"), cli::mtc},
     };
     const auto it = commands.find(command);
     if (it == commands.end()) {
-        usage();
+        std::fputs(cli::usageOf(QString()), stderr);
         return cli::fail(QStringLiteral("unknown command '%1'").arg(command));
+    }
+    if (asksForHelp(args)) {
+        std::fputs(cli::usageOf(command), stdout);
+        return 0;
     }
     return it->second(args);
 }

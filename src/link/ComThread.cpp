@@ -142,6 +142,14 @@ void ComThread::sendString(const QString& command) {
     m_worker->queueCommand(message.buffer());
 }
 
+void ComThread::sendStringSerial(const QString& command) {
+    if (!hasSerialPort())
+        return;
+    MsgClass message;
+    message.txString(command);
+    m_worker->queueCommand(message.buffer());
+}
+
 void ComThread::sendBytes(const QByteArray& bytes) {
     if (NetworkSender* network = m_network.load())
         if (network->sendBytesToNetwork(bytes) >= 0)

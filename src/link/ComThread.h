@@ -26,6 +26,10 @@ public:
     // Null when the link had no open port.
     SerialTransport* port() const { return m_port.get(); }
     explicit operator bool() const { return bool(m_port); }
+    // The port still goes back, but the link thread stays stopped until
+    // the owner starts it again (after a failed update the unit sits in its
+    // loader, where commands and pings do not belong).
+    void keepLinkStopped() { m_restart = false; }
 
 private:
     friend class ComThread;
@@ -115,6 +119,12 @@ public:
     // queued commands, without waiting for a reply.
     void sendTimingBytes(const QByteArray& bytes) override;
     int txCount() const override;
+    // Queued on the serial link even while the network link takes every other
+    // command: an update that chose the serial port reads the unit there.
+    // Dropped when there is no serial port or no thread.
+    void sendStringSerial(const QString& command);
+    // A serial port is open and the link runs on it (not on another transport).
+    bool hasSerialPort() const { return m_serial && !m_other; }
     // The network link, or nullptr (not owned).
     void setNetworkSender(NetworkSender* sender) { m_network.store(sender); }
     NetworkSender* networkSender() const { return m_network.load(); }

@@ -136,7 +136,41 @@ QRectF DrawAnnunciatorThread::rect(Element e) const {
     return m_rects[e];
 }
 
-QImage DrawAnnunciatorThread::render() {
+void DrawAnnunciatorThread::drawLine(QPainter& painter, const Face& face, const QRectF& box,
+                                     const QColor& fore, const QColor& back) {
+    if (back.isValid())
+        painter.fillRect(box, back);
+    painter.setFont(face.font);
+    painter.setPen(fore);
+    painter.drawText(QPointF(box.left(), box.top() + QFontMetricsF(face.font).ascent()), face.text);
+}
+
+QRectF DrawAnnunciatorThread::paintElement(QPainter& painter, const QPointF& anchor,
+                                           const QStringList& lines, int points, const QColor& fore,
+                                           const QColor& back) {
+    const QFont font = previewFont(points);
+    const double lineHeight = QFontMetricsF(font).height();
+    QList<Face> faces;
+    double width = 0;
+    for (const QString& line : lines) {
+        faces.append({line, font});
+        width = std::max(width, measure(faces.last()).width());
+    }
+    const QSizeF block(width, lineHeight * double(faces.size()));
+    if (width <= 0)
+        return {};
+    const QPointF at = place(anchor, block);
+    double top = kCanvasHeight - at.y() - block.height();
+    for (const Face& face : faces) {
+        if (!face.text.isEmpty())
+            drawLine(painter, face, QRectF(at.x(), top, measure(face).width(), lineHeight), fore,
+                     back);
+        top += lineHeight;
+    }
+    return QRectF(at.x(), kCanvasHeight - at.y() - block.height(), block.width(), block.height());
+}
+
+QImage DrawAnnunciatorThread::render(std::optional<double>) {
     const Settings s = settings();
     PerElement<Look> looks;
     {
@@ -169,11 +203,7 @@ QImage DrawAnnunciatorThread::render() {
         const QSizeF own = drawn[e];
         const QRectF box(placed[e].x(), kCanvasHeight - placed[e].y() - own.height(), own.width(),
                          own.height());
-        painter.fillRect(box, Qt::black);
-        painter.setFont(look.font);
-        painter.setPen(Qt::white);
-        painter.drawText(QPointF(box.left(), box.top() + QFontMetricsF(look.font).ascent()),
-                         look.text);
+        drawLine(painter, look, box, Qt::white, Qt::black);
     }
     painter.end();
 

@@ -8,6 +8,7 @@
 #include <QPointF>
 #include <QRectF>
 #include <QString>
+#include <QStringList>
 #include <optional>
 #include <string>
 
@@ -84,9 +85,16 @@ public:
 
     // The font family the previews are drawn in.
     static QFont previewFont(int points);
+    // One element as the unit keys it, for the simulated unit's output:
+    // each line of `lines` in `fore` on a box of `back` (no box when `back`
+    // is invalid), the block's top-left corner at `anchor` (canvas, y up)
+    // and kept inside the picture. The painter draws in the image's own rows
+    // (origin top left). Returns where the block went, in those rows.
+    static QRectF paintElement(QPainter& painter, const QPointF& anchor, const QStringList& lines,
+                               int points, const QColor& fore, const QColor& back);
 
 protected:
-    QImage render() override;
+    QImage render(std::optional<double> elapsedMs) override;
     bool redrawCancelsTransmit() const override { return true; }
 
 private:
@@ -106,6 +114,9 @@ private:
     // text line's size to be measured in.
     static Face face(const Look& look, int points);
     static QSizeF measure(const Face& face);
+    // One line in its box; `top` is the box's top row in the image.
+    static void drawLine(QPainter& painter, const Face& face, const QRectF& box, const QColor& fore,
+                         const QColor& back);
     // The size query's box (see rectSize).
     static QSizeF boxSize(const PerElement<Look>& looks, Element e);
 

@@ -2,12 +2,11 @@
 
 #include "base/QueuedCalls.h"
 #include "overlay/PreviewWorker.h"
+#include "protocol/CommandSink.h"
 
 #include <QImage>
 #include <functional>
 #include <memory>
-
-class CommandSink;
 
 // What every overlay editor has besides its own settings: the link it sends
 // through, the view's handlers, and the preview worker with the mailbox
@@ -24,6 +23,8 @@ public:
     // Preview pictures and report-driven changes, for the view.
     void setImageHandler(std::function<void(const QImage&)> h) { m_onImage = std::move(h); }
     void setChangedHandler(std::function<void()> h) { m_onChanged = std::move(h); }
+    // Told of each trigger note the editor sent (for the unit tab's log).
+    void setTriggerHandler(std::function<void(int note)> h) { m_onTrigger = std::move(h); }
 
     QImage image() const { return m_image; }
     Worker* thread() const { return m_worker.get(); }
@@ -52,6 +53,15 @@ protected:
     virtual void threadNeedsTx(int code) = 0;
 
     CommandSink* comThread() const { return m_sink ? m_sink() : nullptr; }
+    // Fires the function bound to the note, when there is a link.
+    void sendTrigger(int note) const {
+        CommandSink* sink = comThread();
+        if (!sink)
+            return;
+        sink->sendMidiTrigger(note);
+        if (m_onTrigger)
+            m_onTrigger(note);
+    }
     void changed() const {
         if (m_onChanged)
             m_onChanged();
@@ -73,6 +83,7 @@ private:
     std::function<CommandSink*()> m_sink;
     std::function<void(const QImage&)> m_onImage;
     std::function<void()> m_onChanged;
+    std::function<void(int note)> m_onTrigger;
     QImage m_image;
     std::unique_ptr<QueuedCalls> m_calls; // outlives the worker
     std::unique_ptr<Worker> m_worker;

@@ -70,13 +70,34 @@ void PreviewWorker::setDraw(int code) {
     m_wake.notify_all();
 }
 
+void PreviewWorker::play() {
+    {
+        std::lock_guard<std::mutex> lock(m_wakeLock);
+        m_playRequested.store(true);
+    }
+    m_wake.notify_all();
+}
+
+std::optional<double> PreviewWorker::playTime() {
+    const auto now = std::chrono::steady_clock::now();
+    if (m_playRequested.exchange(false))
+        m_playStart = now;
+    if (!m_playStart)
+        return std::nullopt;
+    const double elapsedMs = std::chrono::duration<double, std::milli>(now - *m_playStart).count();
+    if (elapsedMs <= playLengthMs())
+        return elapsedMs;
+    m_playStart.reset(); // played out: this pass paints the still picture
+    return std::nullopt;
+}
+
 void PreviewWorker::run(Parent parent) {
     int countdown = 0;
     int txCode = kIdle;
     std::unique_lock<std::mutex> lock(m_wakeLock);
     while (!m_abort.load()) {
-        if (countdown == 0 && m_draw.load() == kIdle) {
-            m_wake.wait(lock, [this] { return m_abort.load() || m_draw.load() != kIdle; });
+        if (!hasWork(countdown)) {
+            m_wake.wait(lock, [this] { return m_abort.load() || hasWork(0); });
             continue;
         }
         lock.unlock();
@@ -92,19 +113,21 @@ void PreviewWorker::run(Parent parent) {
 
 void PreviewWorker::pass(const Parent& parent, int& countdown, int& txCode) {
     const int request = m_draw.exchange(kIdle);
+    const bool playing = m_playStart || m_playRequested.load();
+    const std::optional<double> playAt = playTime();
     bool restarted = false;
-    if (request != kIdle) {
-        if (request != kRedraw) {
+    if (request != kIdle || playing) {
+        if (request != kIdle && request != kRedraw) {
             // Counted from the next pass: the request may have waited up to
             // a pass already, and the unit must not get the command sooner
             // than ten full passes after the last change.
             countdown = kCountdownPasses;
             txCode = request;
             restarted = true;
-        } else if (redrawCancelsTransmit()) {
+        } else if (request == kRedraw && redrawCancelsTransmit()) {
             txCode = kIdle;
         }
-        QImage image = render();
+        QImage image = render(playAt);
         if (parent.calls && parent.threadNeedsDisplay) {
             parent.calls->post([display = parent.threadNeedsDisplay, image = std::move(image)] {
                 display(image);

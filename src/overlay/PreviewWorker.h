@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 class QPainter;
@@ -23,8 +24,12 @@ class QueuedCalls;
 // 3, 4, 5) redraw and transmit. The code that started the countdown is what
 // threadNeedsTx receives.
 //
+// play() shows what the unit does when the effect is fired: the worker paints
+// it a pass at a time, from the time elapsed since the call, until it has
+// played out, and then the still picture again.
+//
 // An idle worker sleeps until a request arrives; it ticks at 33 ms only while
-// a request or a countdown is pending. It reaches its owner only through the
+// a request, a countdown or a play is pending. It reaches its owner only through the
 // owner's QueuedCalls, never waiting for it.
 class PreviewWorker {
 public:
@@ -56,15 +61,22 @@ public:
     bool isRunning() const { return m_thread.joinable(); }
 
     void setDraw(int code);
+    // Plays the effect once from now (again from the start when it is
+    // already playing).
+    void play();
     int draw() const { return m_draw.load(); }
     bool abort() const { return m_abort.load(); }
 
-    // Subclasses that paint before the thread exists (benchmarks, tests).
-    QImage renderNow() { return render(); }
+    // Subclasses that paint before the thread exists (benchmarks, tests):
+    // the still picture, or the effect elapsedMs after it was fired.
+    QImage renderNow(std::optional<double> elapsedMs = std::nullopt) { return render(elapsedMs); }
 
 protected:
-    // Worker thread: one picture from a copy of the settings.
-    virtual QImage render() = 0;
+    // Worker thread: one picture from a copy of the settings; still, or
+    // elapsedMs into a play.
+    virtual QImage render(std::optional<double> elapsedMs) = 0;
+    // How long a play lasts with the current settings; 0: nothing to play.
+    virtual double playLengthMs() const { return 0; }
     // Does a redraw-only request that arrives during a countdown cancel the
     // transmit it was waiting for? The annunciator says yes; the streamer
     // and punch keep their transmit.
@@ -81,11 +93,18 @@ protected:
 private:
     void run(Parent parent);
     void pass(const Parent& parent, int& countdown, int& txCode);
+    // Worker thread: how far into a play this pass is, if one runs.
+    std::optional<double> playTime();
+    bool hasWork(int countdown) const {
+        return countdown != 0 || m_draw.load() != kIdle || m_playRequested.load() || m_playStart;
+    }
 
     std::mutex m_wakeLock; // guards the sleep, not the values
     std::condition_variable m_wake;
     std::atomic<int> m_draw{kIdle};
     std::atomic<bool> m_abort{false};
+    std::atomic<bool> m_playRequested{false};
+    std::optional<std::chrono::steady_clock::time_point> m_playStart; // worker thread only
     std::thread m_thread;
 };
 

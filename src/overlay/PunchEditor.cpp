@@ -14,6 +14,9 @@ constexpr int kWidth = PreviewWorker::kCanvasWidth;
 constexpr int kHeight = PreviewWorker::kCanvasHeight;
 constexpr int kMaxWire = 255;
 constexpr unsigned kReverseBit0 = 0x1000;
+constexpr int kMsPerHundredth = 10;
+// The editor does not know the picture's rate; its preview plays at 25.
+constexpr int kPreviewFrameRate = 25;
 
 int clampTo(long long v, int high) {
     return int(std::clamp<long long>(v, 0, high));
@@ -72,7 +75,7 @@ void PunchEditor::setColor(int channel, int code) {
     if (channel == 0) // only punch 0 is in the preview
         setDraw(PreviewWorker::kRedraw);
     punchTx();
-    firePunch(channel);
+    sendTrigger(kFirstPunchNote + channel);
 }
 
 void PunchEditor::setReverse(int channel, bool on) {
@@ -109,8 +112,9 @@ int PunchEditor::hundredthsFromSeconds(double seconds) {
 void PunchEditor::firePunch(int channel) {
     if (channel < 0 || channel > 3)
         return;
-    if (CommandSink* sink = comThread())
-        sink->sendMidiTrigger(kFirstPunchNote + channel);
+    sendTrigger(kFirstPunchNote + channel);
+    // The preview (punch 0's look) plays the flashes.
+    thread()->play();
 }
 
 QString PunchEditor::command() const {
@@ -161,6 +165,11 @@ void PunchEditor::setDraw(int mode) {
     preview.radius = s.size * (kHeight / 2) / kMaxWire;
     preview.backColor = Qt::black;
     preview.foreColor = barspalette::color(s.colors[0]);
+    preview.reverse = s.reverse[0];
+    preview.enabled = s.switches[PunchSettings::kPunchEnable];
+    preview.durationMs = s.durationFrames * 1000 / kPreviewFrameRate;
+    preview.intervalMs = s.repeatSeconds * kMsPerHundredth;
+    preview.flashes = 1 + s.repeatCount;
     thread()->setDraw(preview, mode);
 }
 

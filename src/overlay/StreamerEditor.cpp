@@ -10,6 +10,8 @@
 #include <algorithm>
 
 namespace {
+constexpr int kMsPerFiftieth = 20;
+
 int clampTo(long long v, int high) {
     return int(std::clamp<long long>(v, 0, high));
 }
@@ -66,17 +68,21 @@ void StreamerEditor::setColor(int channel, int code) {
 }
 
 void StreamerEditor::fireStreamer(int channel) {
-    if (channel >= 0 && channel < StreamerSettings::kEndBar)
-        trigger(kFirstStreamerNote + channel);
+    if (channel < 0 || channel >= StreamerSettings::kEndBar)
+        return;
+    trigger(kFirstStreamerNote + channel);
+    // The preview (streamer 0's look) plays the run; a colour change fires
+    // without it, leaving the preview as it was.
+    thread()->play();
 }
 
 void StreamerEditor::fireAccumulate() {
     trigger(midimsg::kAccumulateNote);
+    thread()->play();
 }
 
 void StreamerEditor::trigger(int note) {
-    if (CommandSink* sink = comThread())
-        sink->sendMidiTrigger(note);
+    sendTrigger(note);
 }
 
 QString StreamerEditor::command() const {
@@ -112,6 +118,10 @@ void StreamerEditor::setDraw(int mode) {
     preview.top = s.top * PreviewWorker::kCanvasHeight / kMaxByte;
     preview.bottom = s.bottom * PreviewWorker::kCanvasHeight / kMaxByte;
     preview.width = int(std::min<std::uint32_t>(s.width, PreviewWorker::kCanvasWidth));
+    // The unit may report any duration or delay; the preview plays at most a day.
+    constexpr std::uint32_t kMaxFiftieths = 24u * 3600u * 50u;
+    preview.durationMs = int(std::min(s.duration, kMaxFiftieths) * kMsPerFiftieth);
+    preview.delayMs = int(std::min(s.delay, kMaxFiftieths) * kMsPerFiftieth);
     preview.backColor = Qt::black;
     preview.foreColor = barspalette::color(s.colors[0]);
     preview.foreColor.setAlphaF(alpha);

@@ -92,12 +92,18 @@ bool PanelController::openLink() {
 bool PanelController::reconnect() {
     if (!m_comThread)
         return false;
+    if (m_linkState == LinkState::UpdateFailed)
+        m_parser.setProgressDowncount(1); // the failure was read; it goes now
     m_comThread->stopThread();
     m_msg = std::make_unique<MsgClass>();
     if (!openLink())
         return false;
     getInitValues();
     return true;
+}
+
+void PanelController::updateFailed() {
+    setLinkState(LinkState::UpdateFailed, m_comThread ? m_comThread->com() : QString());
 }
 
 void PanelController::windowClosing() {
@@ -213,6 +219,9 @@ void PanelController::showLinkInTitle() {
         return;
     case LinkState::Lost:
         setWindowTitle(QString::fromLatin1(kLostTitle));
+        return;
+    case LinkState::UpdateFailed:
+        setWindowTitle(port + QStringLiteral(" (update failed)"));
         return;
     case LinkState::Idle:
     case LinkState::NotFound:

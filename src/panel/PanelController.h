@@ -31,6 +31,8 @@ public:
                       // a port could not be opened (empty when none failed)
         Lost,         // the unit went away; detail gives the reason
         NotAnswering, // the port is there but the unit ignored three pings
+        UpdateFailed, // an update failed: the unit waits in its loader, the
+                      // link sends nothing until the user connects again
         Closed,       // the window closed, the link is stopped
     };
     Q_ENUM(LinkState)
@@ -56,8 +58,10 @@ public:
     // Creates the link, starts the timer, looks for the unit and, when it
     // answers, starts the link thread and reads every setting.
     void startUp();
-    // After the unit was lost or not found: search again.
+    // After the unit was lost or not found, or an update failed: search again.
     bool reconnect();
+    // An update failed and left the link stopped: says so until reconnect().
+    void updateFailed();
     // The main window is closing: stop the link thread.
     void windowClosing();
 

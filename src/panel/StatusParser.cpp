@@ -10,6 +10,7 @@
 #include "protocol/ReplyReceivers.h"
 #include "protocol/ReplyScanner.h"
 #include "update/SRecord.h"
+#include "update/UpdatePlan.h"
 
 #include <QByteArray>
 #include <QList>
@@ -285,11 +286,9 @@ void StatusParser::onTransferEnd(const reply::Parsed& r) {
 void StatusParser::onUpdateProgress(const reply::Parsed& r) {
     const int count = r.numbers.value(0);
     if (count > 0) {
-        const long long scaled = (long long)count * 100;
-        const long long percent = m_progressMaxCount != 0 ? scaled / m_progressMaxCount : scaled;
         if (!m_progress.visible)
             showProgress(100);
-        m_progress.value = int(qMin<long long>(percent, 0x7fffffff));
+        m_progress.value = updateplan::networkPercent(count, m_progressMaxCount);
         emit changed(PanelGroup::Progress);
         return;
     }

@@ -8,13 +8,16 @@
 #include "update/MicroImage.h"
 #include "update/UpdateFiles.h"
 
-#include <QFileInfo>
+using updateplan::Route;
 
-namespace {
-const QString kProblemOpening = QStringLiteral("problem opening file, try again");
-} // namespace
-
-UpdateController::UpdateController(PanelController& panel) : m_panel(panel) {}
+UpdateController::UpdateController(PanelController& panel) : m_panel(panel) {
+    m_settingsWait.setSingleShot(true);
+    connect(&m_settingsWait, &QTimer::timeout, this, [this] {
+        if (m_waitingForSettings)
+            continueMicroUpdate();
+    });
+    connect(&panel, &PanelController::rxLine, this, &UpdateController::onReply);
+}
 
 UpdateController::~UpdateController() {
     shutdown();
@@ -25,96 +28,130 @@ bool UpdateController::hasNetworkLink() const {
     return link && link->networkSender() && link->networkSender()->isOpen();
 }
 
-bool UpdateController::refuse(const QString& message) {
+bool UpdateController::hasSerialUnit() const {
+    const ComThread* link = m_panel.comThread();
+    return link && link->hasSerialPort() && link->isRunning();
+}
+
+bool UpdateController::refuse(const UpdateCheck& check) {
     StatusParser& parser = m_panel.parser();
     if (parser.progress().visible)
         parser.setProgressDowncount(kFinalMessageTicks);
-    PanelPrompts::alert(m_panel.prompts(), message);
-    emit finished(message);
+    PanelPrompts::alert(m_panel.prompts(), check.message);
+    emit finished(check.message);
     return false;
 }
 
-bool UpdateController::askToErase() {
-    return PanelPrompts::confirm(m_panel.prompts(), QString::fromLatin1(kEraseQuestion));
+bool UpdateController::askToErase(const QString& detail) {
+    QString question = QString::fromLatin1(updateplan::kEraseQuestion);
+    if (!detail.isEmpty())
+        question += QStringLiteral("\n\n") + detail;
+    return PanelPrompts::confirm(m_panel.prompts(),
+                                 question + QStringLiteral("\n\nStart the update?"));
 }
 
-void UpdateController::beginMicroUpdate() {
+bool UpdateController::beginMicroUpdate() {
+    if (isRunning())
+        return false;
+    const UpdateCheck route = updateplan::checkRoute(Route::Serial, hasSerialUnit(), false);
+    if (!route.ok())
+        return refuse(route);
     StatusParser& parser = m_panel.parser();
     emit parser.showUnitTab();
     parser.mutableMemory().stateAddress = 0;
     parser.mutableMemory().stateSize = 0;
-    if (ComThread* link = m_panel.comThread()) {
-        for (const char* command : {"k", "j fc00", "j fc10", "j fc20", "j fc30", "A 1"})
-            link->sendString(QString::fromLatin1(command));
-    }
+    m_settings.reset();
+    m_readingSettings = true;
+    m_panel.comThread()->sendStringSerial(SettingsAreaReader::startCommand());
+    return true;
+}
+
+// The unit's replies while its settings are read: each row it reports is
+// asked for once the size is known, and "A 1" follows the last.
+void UpdateController::onReply(const QString& line) {
+    if (!m_readingSettings)
+        return;
+    ComThread* link = m_panel.comThread();
+    for (const QString& command : m_settings.takeReply(line))
+        if (link)
+            link->sendStringSerial(command);
+    if (!m_settings.finished())
+        return;
+    m_readingSettings = false;
+    if (m_settings.done() && link)
+        link->sendStringSerial(QStringLiteral("A 1"));
+    if (m_waitingForSettings)
+        continueMicroUpdate();
 }
 
 bool UpdateController::startMicroUpdate(const QString& s19Path) {
     if (isRunning())
         return false;
-    if (!updatefiles::hasExtension(s19Path, QStringLiteral("s19")))
-        return refuse(QStringLiteral("select a file with .s19 extension"));
-    StatusParser& parser = m_panel.parser();
-    parser.showUpdateProgress(0, QStringLiteral("loading S Record file..."));
-    const updatefiles::UpdateText file =
-        updatefiles::readUpdateText(s19Path, updatefiles::kMaxS19Bytes, kProblemOpening);
-    if (!file.ok())
-        return refuse(file.error);
+    if (const UpdateCheck route = updateplan::checkRoute(Route::Serial, hasSerialUnit(), false);
+        !route.ok())
+        return refuse(route);
+    m_panel.parser().showUpdateProgress(0, QStringLiteral("loading S Record file..."));
+    UpdateCheck check = updateplan::readMicroFile(s19Path, &m_microLines);
+    if (check.ok())
+        check = updateplan::readLoader(&m_loader);
+    if (!check.ok())
+        return refuse(check);
+    if (!m_readingSettings)
+        return continueMicroUpdate();
+    // The settings are still on their way.
+    m_waitingForSettings = true;
+    m_settingsWait.start(kSettingsWaitMs);
+    m_panel.parser().showUpdateProgress(0, QStringLiteral("reading the unit's settings..."));
+    emit runningChanged(true);
+    return true;
+}
 
-    const UnitMemory& memory = parser.memory();
-    SettingsArea area;
-    area.bytes = QByteArray(reinterpret_cast<const char*>(memory.stateBuffer.data()),
-                            qsizetype(memory.stateBuffer.size()));
-    area.address = memory.stateAddress;
-    area.size = memory.stateSize;
-    const MicroImage image = prepareMicroImage(updatefiles::updateLines(file.text), area);
-    if (!image.unreadLines.isEmpty())
-        return refuse(QStringLiteral("Line %1 of %2 is not a valid S-record (%3 such lines): the "
-                                     "file is damaged. Nothing was sent.")
-                          .arg(image.unreadLines.first())
-                          .arg(QFileInfo(s19Path).fileName())
-                          .arg(image.unreadLines.size()));
-    QString error;
-    const QByteArray loader = updatefiles::readLoader(&error);
-    if (loader.isEmpty())
-        return refuse(error);
-    if (!serialPortReady())
-        return false;
-    if (!askToErase()) {
-        parser.setProgressDowncount(1);
+void UpdateController::stopWaiting() {
+    m_settingsWait.stop();
+    m_readingSettings = false;
+    if (!m_waitingForSettings)
+        return;
+    m_waitingForSettings = false;
+    emit runningChanged(false);
+}
+
+bool UpdateController::continueMicroUpdate() {
+    stopWaiting();
+    UpdateCheck check = updateplan::checkSettings(m_settings);
+    if (check.ok())
+        check = updateplan::checkRoute(Route::Serial, hasSerialUnit(), false);
+    if (!check.ok())
+        return refuse(check);
+    if (!askToErase(m_settings.summary())) {
+        m_panel.parser().setProgressDowncount(1);
         return false;
     }
+    const MicroImage image = prepareMicroImage(m_microLines, m_settings.area());
     m_micro.setSRecArray(image.records);
-    m_micro.setLoader(loader);
+    m_micro.setLoader(m_loader);
     return startSerial(m_micro);
+}
+
+bool UpdateController::beginFirmwareUpdate() {
+    if (isRunning())
+        return false;
+    const UpdateCheck route = updateplan::checkRoute(Route::Network, false, hasNetworkLink());
+    if (!route.ok())
+        return refuse(route);
+    m_panel.comThread()->sendString(QStringLiteral("A 1"));
+    return true;
 }
 
 bool UpdateController::startFirmwareUpdate(const QString& mcsPath) {
     if (isRunning())
         return false;
-    if (ComThread* link = m_panel.comThread())
-        link->sendString(QStringLiteral("A 1"));
-    if (!updatefiles::hasExtension(mcsPath, QStringLiteral("mcs")))
-        return refuse(QStringLiteral("select a file with .mcs extension"));
-    const updatefiles::UpdateText file =
-        updatefiles::readUpdateText(mcsPath, updatefiles::kMaxMcsBytes, kProblemOpening);
-    if (!file.ok())
-        return refuse(file.error);
-    const QStringList lines = updatefiles::updateLines(file.text);
-    const QString tooLong = updatefiles::checkMcsLines(lines, QFileInfo(mcsPath).fileName());
-    if (!tooLong.isEmpty())
-        return refuse(tooLong);
-    if (hasNetworkLink())
-        return sendOverNetwork(file.text);
-    if (!serialPortReady())
-        return false;
-    if (!askToErase())
-        return false;
-    m_firmware.setArray(lines);
-    // The same command that starts an update through the network proxy.
-    m_firmware.setStartCommand(QByteArrayLiteral(" u 0\r"));
-    m_panel.parser().showUpdateProgress(0, QStringLiteral("initializing update, stand by..."));
-    return startSerial(m_firmware);
+    UpdateCheck check = updateplan::checkRoute(Route::Network, false, hasNetworkLink());
+    QString text;
+    if (check.ok())
+        check = updateplan::readImageFile(mcsPath, &text);
+    if (!check.ok())
+        return refuse(check);
+    return sendOverNetwork(text);
 }
 
 bool UpdateController::defaultMicroUpdate() {
@@ -132,69 +169,47 @@ bool UpdateController::defaultFontUpdate() {
 bool UpdateController::defaultUpdate(const char* fileName) {
     if (isRunning())
         return false;
-    const QString name = QString::fromLatin1(fileName);
-    const updatefiles::UpdateText file = updatefiles::readUnitText(name, updatefiles::kMaxMcsBytes);
-    if (!file.ok())
-        return refuse(file.error);
-    if (name.endsWith(QLatin1String(".mcs"))) {
-        const QString tooLong =
-            updatefiles::checkMcsLines(updatefiles::updateLines(file.text), name);
-        if (!tooLong.isEmpty())
-            return refuse(tooLong);
-    }
-    return sendOverNetwork(file.text);
+    UpdateCheck check = updateplan::checkRoute(Route::Network, false, hasNetworkLink());
+    QString text;
+    if (check.ok())
+        check = updateplan::readUnitImage(QString::fromLatin1(fileName), &text);
+    if (!check.ok())
+        return refuse(check);
+    return sendOverNetwork(text);
 }
 
 bool UpdateController::sendOverNetwork(const QString& text) {
-    // Without a network link nothing goes out and nothing needs confirming.
-    if (hasNetworkLink() && !askToErase())
+    if (!askToErase(QString()))
         return false;
     return sendUpdateToTarget(text) == 0;
 }
 
 int UpdateController::sendUpdateToTarget(const QString& text) {
-    QString normal = text;
-    normal.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
-    const qsizetype lines = normal.split(QLatin1Char('\n')).size();
-    m_panel.parser().setProgressMaxCount(int(qMin<qsizetype>(lines, 0x7fffffff)));
-    diag::print("number of records: %d\n", int(lines));
     inhibitPing.store(true);
     ComThread* link = m_panel.comThread();
     NetworkSender* network = link ? link->networkSender() : nullptr;
-    if (network && network->sendStringToNetwork(QStringLiteral(" u 0")) >= 0) {
-        network->sendStringToNetwork(normal);
-        return 0;
+    const int lines = network ? updateplan::sendOverNetwork(*network, text) : -1;
+    if (lines < 0) {
+        // Nothing went out: no "u 0" will come to end the hold.
+        inhibitPing.store(false);
+        return -1;
     }
-    // Nothing went out: no "u 0" will come to end the hold.
-    inhibitPing.store(false);
-    return -1;
-}
-
-bool UpdateController::serialPortReady() {
-    const ComThread* link = m_panel.comThread();
-    // While the network stream is open, commands (the settings-area reads
-    // before a microcontroller update) go to the unit behind it instead.
-    if (link && link->fd() >= 0 && !hasNetworkLink())
-        return true;
-    return refuse(QStringLiteral("No unit is connected on a USB-serial port: this update needs "
-                                 "the serial connection. Nothing was sent."));
+    m_panel.parser().setProgressMaxCount(lines);
+    diag::print("number of records: %d\n", lines);
+    return 0;
 }
 
 bool UpdateController::startSerial(UpdateEngine& engine) {
     ComThread* link = m_panel.comThread();
     inhibitPing.store(true);
     m_loan = std::make_unique<TransportLoan>(link->lendTransport());
-    if (!*m_loan) {
-        m_loan.reset();
-        inhibitPing.store(false);
-        return refuse(QStringLiteral("The serial port is not open. Nothing was sent."));
-    }
     engine.setTransport(m_loan->port());
-    if (engine.startThread(this) != 0) {
+    if (!*m_loan || engine.startThread(this) != 0) {
         engine.setTransport(nullptr);
         m_loan.reset();
         inhibitPing.store(false);
-        return refuse(QStringLiteral("The update could not start. Nothing was sent."));
+        return refuse({UpdateStatus::NoUnit,
+                       QStringLiteral("The serial port is not open. Nothing was sent.")});
     }
     emit runningChanged(true);
     return true;
@@ -202,14 +217,12 @@ bool UpdateController::startSerial(UpdateEngine& engine) {
 
 void UpdateController::abort() {
     m_micro.requestAbort();
-    m_firmware.requestAbort();
 }
 
 void UpdateController::shutdown() {
+    stopWaiting();
     m_micro.stopThread();
-    m_firmware.stopThread();
     m_micro.setTransport(nullptr);
-    m_firmware.setTransport(nullptr);
     if (m_loan) {
         m_loan.reset();
         inhibitPing.store(false);
@@ -221,11 +234,24 @@ void UpdateController::threadHasProgress(const Progress& progress) {
 }
 
 void UpdateController::threadUpdateComplete(const Progress& progress) {
+    const bool success = progress.status == UpdateStatus::Success;
     StatusParser& parser = m_panel.parser();
-    parser.showUpdateProgress(progress.percent, progress.msg);
-    parser.setProgressDowncount(kFinalMessageTicks);
-    // The port goes back to the link at 38400 baud and the link runs again.
+    parser.showUpdateProgress(success ? 100 : parser.progress().value, progress.msg);
+    // A failure stays on the Unit tab until the user connects again.
+    parser.setProgressDowncount(success ? kFinalMessageTicks : 0);
+    if (!success && m_loan)
+        m_loan->keepLinkStopped(); // the unit waits in its loader
     shutdown();
     emit finished(progress.msg);
     emit runningChanged(false);
+    if (!success)
+        reportFailure(progress);
+}
+
+void UpdateController::reportFailure(const Progress& progress) {
+    m_panel.updateFailed();
+    PanelPrompts::alert(m_panel.prompts(),
+                        QStringLiteral("Update failed: %1\n\n%2\n\nPress Connect once the unit is "
+                                       "back.")
+                            .arg(progress.msg, updateplan::nextStep(progress.status)));
 }

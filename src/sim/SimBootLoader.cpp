@@ -11,7 +11,7 @@ void SimBootLoader::afterCommand(const QString& line, Clock::time_point now) {
     if (command == QLatin1String("L")) {
         clearRecord();
         m_mode = Mode::Loader;
-    } else if (command == QLatin1String("u 0")) {
+    } else if (!m_firmwareStart.isEmpty() && command == m_firmwareStart) {
         clearRecord();
         m_mode = Mode::FirmwareErase;
         m_readyAt = now + std::chrono::milliseconds(m_faults.firmwareEraseMs);

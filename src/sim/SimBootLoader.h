@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QList>
+#include <QString>
 #include <QStringList>
 #include <chrono>
 #include <optional>
@@ -13,7 +14,10 @@
 // (0x06), then takes S-record lines ended by CR LF and acknowledges each one
 // with ACK once written; the end record "S9030000FC" starts the new program.
 //
-// Firmware: after the command "u 0" the unit erases its FLASH for a while,
+// Firmware: the unit's serial line has no command that starts a firmware
+// update (the unit takes firmware through its network proxy), so nothing
+// starts one here unless a test names a start command of its own
+// (setFirmwareStartCommand). After it the unit erases its FLASH for a while,
 // then says "ready"; every transmission ended by CR is echoed back followed
 // by LF; the end-of-file record ":00000001FF" ends the update.
 //
@@ -46,6 +50,9 @@ public:
     std::optional<Clock::time_point> nextDeadline() const;
 
     void setFaults(const Faults& faults) { m_faults = faults; }
+    // For the tests of the serial firmware engine only: the command line
+    // that starts a firmware update (empty, the default: none does).
+    void setFirmwareStartCommand(const QString& command) { m_firmwareStart = command; }
     Faults faults() const { return m_faults; }
 
     // What arrived: the loader bytes, the record lines, the transmissions
@@ -54,12 +61,15 @@ public:
     QStringList records() const { return m_records; }
     QList<QByteArray> transmissions() const { return m_transmissions; }
     void clearRecord();
+    // The unit was switched off and on: whatever update ran is gone.
+    void reset() { m_mode = Mode::Off; }
 
 private:
     enum class Mode { Off, Loader, Records, FirmwareErase, Firmware };
 
     Mode m_mode = Mode::Off;
     Faults m_faults;
+    QString m_firmwareStart;
     Clock::time_point m_lastByte;
     Clock::time_point m_readyAt;
     QByteArray m_line;

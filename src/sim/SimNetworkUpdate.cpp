@@ -14,6 +14,7 @@ bool isEndRecord(const QByteArray& line) {
 
 void SimNetworkUpdate::start(Clock::time_point now) {
     m_active = true;
+    m_hungUp = false;
     m_records = 0;
     m_lastLine = now;
 }
@@ -21,6 +22,16 @@ void SimNetworkUpdate::start(Clock::time_point now) {
 QByteArray SimNetworkUpdate::record(const QByteArray& line, Clock::time_point now) {
     ++m_records;
     m_lastLine = now;
+    if (m_faults.dropAfter >= 0 && m_records >= m_faults.dropAfter) {
+        m_active = false; // the connection goes, and the update with it
+        m_hungUp = true;
+        return {};
+    }
+    if (stalled()) {
+        if (isEndRecord(line))
+            m_active = false; // the unit restarts without a word
+        return {};
+    }
     if (isEndRecord(line))
         return finish();
     if (m_records % kProgressLines == 0)
@@ -31,6 +42,10 @@ QByteArray SimNetworkUpdate::record(const QByteArray& line, Clock::time_point no
 QByteArray SimNetworkUpdate::tick(Clock::time_point now) {
     if (!m_active || now < m_lastLine + kQuiet)
         return {};
+    if (stalled()) {
+        m_active = false;
+        return {};
+    }
     return finish();
 }
 

@@ -12,11 +12,23 @@
 // total and then "u 0". The end is the text's end record (":00000001FF" of a
 // PROM image, "S7"/"S8"/"S9" of S-records) or, failing that, kQuiet without a
 // line.
+//
+// The faults make the failures a host must handle happen on purpose: the
+// connection drops after so many records, or the unit goes on taking
+// records but stops reporting.
 class SimNetworkUpdate {
 public:
     using Clock = std::chrono::steady_clock;
     static constexpr int kProgressLines = 100;
     static constexpr std::chrono::milliseconds kQuiet{500};
+
+    struct Faults {
+        int dropAfter = -1;  // close the connection once this many records came
+        int stallAfter = -1; // report nothing more once this many records came
+    };
+    void setFaults(const Faults& faults) { m_faults = faults; }
+    // A fault wants the connection closed now.
+    bool hungUp() const { return m_hungUp; }
 
     // A PROM image's text for a unit to take: a data record per 16 bytes,
     // then the end record. Tests and benchmarks send it as an update.
@@ -40,7 +52,10 @@ public:
 
 private:
     QByteArray finish();
+    bool stalled() const { return m_faults.stallAfter >= 0 && m_records >= m_faults.stallAfter; }
 
+    Faults m_faults;
+    bool m_hungUp = false;
     bool m_active = false;
     int m_records = 0;
     int m_lastTotal = 0;

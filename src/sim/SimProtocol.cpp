@@ -1,5 +1,7 @@
 #include "sim/SimProtocol.h"
 
+#include <algorithm>
+
 #include "protocol/Coding78.h"
 #include "protocol/MidiMessages.h"
 
@@ -46,10 +48,14 @@ void SimProtocol::resetSettings() {
     // fontPoint x y color index: text, annunciator, bar/beat, timecode.
     m_windows = {QStringLiteral("32 10 200 112 0"), QStringLiteral("48 10 10 112 1"),
                  QStringLiteral("32 180 200 112 2"), QStringLiteral("32 180 10 112 3")};
+    setSettingsSize(m_settingsSize);
+}
+
+void SimProtocol::setSettingsSize(int bytes) {
+    m_settingsSize = std::clamp(bytes, 0, int(m_area.size()));
+    // The settings hold data; the FLASH past them is erased.
     m_area.fill(0xff);
-    // The settings and the row after them hold data (a row of nothing but
-    // 0xff reads as one the host missed).
-    for (int i = 0; i < kSettingsSize + 16; ++i)
+    for (int i = 0; i < m_settingsSize; ++i)
         m_area[std::size_t(i)] = static_cast<unsigned char>((i * 37 + 11) & 0xff);
 }
 
@@ -67,10 +73,39 @@ void SimProtocol::clearRecord() {
     m_sysexTexts.clear();
 }
 
+void SimProtocol::noteTrigger(int note, int velocity, Clock::time_point now) {
+    m_triggers.append({note, velocity, now});
+    m_recentTriggers.append({note, velocity, now});
+    if (m_recentTriggers.size() > UnitSnapshot::kKeptTriggers)
+        m_recentTriggers.removeFirst();
+    ++m_triggerCount;
+    ++m_changes;
+}
+
+UnitSnapshot SimProtocol::snapshot() const {
+    // Deep copies: the snapshot leaves the serving thread, and Qt's shared
+    // strings and lists would otherwise still point into this state.
+    auto own = [](const QString& s) { return QString(s.constData(), s.size()); };
+    UnitSnapshot out;
+    for (auto it = m_settings.cbegin(); it != m_settings.cend(); ++it)
+        out.settings.insert(own(it.key()), own(it.value()));
+    for (std::size_t i = 0; i < m_windows.size(); ++i)
+        out.windows[i] = own(m_windows[i]);
+    out.textLine = own(m_textLine);
+    out.counterText = own(m_counterText);
+    out.triggers.reserve(m_recentTriggers.size());
+    for (const UnitSnapshot::Trigger& t : m_recentTriggers)
+        out.triggers.append(t);
+    out.triggerCount = m_triggerCount;
+    return out;
+}
+
 QByteArray SimProtocol::feed(const QByteArray& bytes, Clock::time_point now, int channel) {
     Parser& p = m_parsers[channel];
     QByteArray out;
     for (char byte : bytes) {
+        if (m_hangUps.contains(channel))
+            break; // the connection is going: nothing more arrives
         if (channel == kSerialChannel && m_boot.active()) {
             out += m_boot.feed(byte, now);
             continue;
@@ -90,7 +125,7 @@ QByteArray SimProtocol::feed(const QByteArray& bytes, Clock::time_point now, int
         case Mode::NoteOn:
             p.midi += byte;
             if (p.midi.size() == 3) {
-                m_triggers.append({uchar(p.midi.at(1)), uchar(p.midi.at(2)), now});
+                noteTrigger(uchar(p.midi.at(1)), uchar(p.midi.at(2)), now);
                 p.midi.clear();
                 p.mode = Mode::Text;
             }
@@ -118,6 +153,9 @@ void SimProtocol::handleSysex(const QByteArray& frame) {
         const QByteArray text = coding78::decode78(frame.mid(3, frame.size() - 4));
         m_sysexTexts << QString::fromLatin1(text);
         m_cueText = m_sysexTexts.last();
+        // The message carries the whole "s" command.
+        m_textLine = m_cueText.startsWith(QLatin1String("s ")) ? m_cueText.mid(2) : m_cueText;
+        ++m_changes;
     } else {
         m_sysexTexts << QString();
     }
@@ -134,12 +172,15 @@ bool SimProtocol::updateLine(const QString& line, Clock::time_point now, int cha
             return false;
         if (it == m_updates.end())
             it = m_updates.insert(channel, SimNetworkUpdate());
+        it->setFaults(m_networkFaults);
         it->start(now);
         return true;
     }
     const int before = it->completed();
     out = it->record(bytes, now);
     noteUpdateEnd(*it, before);
+    if (it->hungUp())
+        m_hangUps.insert(channel);
     return true;
 }
 
@@ -153,7 +194,8 @@ void SimProtocol::noteUpdateEnd(const SimNetworkUpdate& update, int doneBefore) 
 QByteArray SimProtocol::handleLine(const QString& line, Clock::time_point now, int channel) {
     if (QByteArray answer; updateLine(line, now, channel, answer))
         return answer;
-    m_commands.append({line, now});
+    m_commands.append({line, now, channel});
+    ++m_changes;
     QStringList lines{line}; // the echo
     lines += answer(line, now, channel);
     QByteArray out = toWire(lines);
@@ -176,7 +218,7 @@ QStringList SimProtocol::answer(const QString& line, Clock::time_point now, int 
     }
     if (key == QLatin1String("k"))
         return {QStringLiteral("k %1 %2 %3")
-                    .arg(QString::number(kSettingsAddress, 16), QString::number(kSettingsSize, 16),
+                    .arg(QString::number(kSettingsAddress, 16), QString::number(m_settingsSize, 16),
                          m_firmwareVersion)};
     if (key == QLatin1String("j")) {
         bool ok = false;
@@ -188,6 +230,8 @@ QStringList SimProtocol::answer(const QString& line, Clock::time_point now, int 
             dump += QStringLiteral(" %1").arg(
                 QString::number(m_area[std::size_t(address - kSettingsAddress + i)], 16)
                     .rightJustified(2, QLatin1Char('0')));
+        if (address == m_unreadableRow)
+            dump.chop(9); // its last three bytes lost on the way
         return {dump};
     }
     if (key == QLatin1String("r")) {
@@ -217,10 +261,12 @@ QStringList SimProtocol::answer(const QString& line, Clock::time_point now, int 
     }
     if (key == QLatin1String("s")) {
         m_cueText = args;
+        m_textLine = args;
         return {};
     }
     if (key == QLatin1String("V")) {
         m_sampleText = args;
+        m_textLine = args;
         return {};
     }
     if (key == QLatin1String("V2")) {

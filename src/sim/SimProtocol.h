@@ -1,15 +1,18 @@
 #pragma once
 
+#include "protocol/UnitSnapshot.h"
 #include "sim/SimBootLoader.h"
 #include "sim/SimNetworkUpdate.h"
 
 #include <QByteArray>
 #include <QList>
 #include <QMap>
+#include <QSet>
 #include <QString>
 #include <QStringList>
 #include <array>
 #include <chrono>
+#include <cstdint>
 #include <optional>
 
 // The unit's side of the line protocol, independent of any transport: bytes in,
@@ -32,7 +35,7 @@
 //   frame F0 20 01 <7/8-coded text> F7 shows cue text;
 // - on a network channel, " u 0" starts an update (SimNetworkUpdate): the
 //   lines that follow are records, reported as "u n" progress.
-// - "L" and "u 0" on the serial line start the update side (SimBootLoader).
+// - "L" on the serial line starts the update side (SimBootLoader).
 class SimProtocol {
 public:
     using Clock = std::chrono::steady_clock;
@@ -40,6 +43,7 @@ public:
     struct Command {
         QString line;
         Clock::time_point time; // when its last byte arrived
+        int channel = 0;        // kSerialChannel or a network connection's
     };
     struct Trigger {
         int note = 0;
@@ -73,16 +77,33 @@ public:
     void dropChannel(int channel) {
         m_parsers.remove(channel);
         m_updates.remove(channel);
+        m_hangUps.remove(channel);
     }
+    // The unit wants this network channel closed (a fault of its update
+    // side); asked once after each feed.
+    bool takeHangUp(int channel) { return m_hangUps.remove(channel); }
+    // How the unit's network update side misbehaves (SimNetworkUpdate).
+    void setNetworkFaults(const SimNetworkUpdate::Faults& faults) { m_networkFaults = faults; }
     // When tick() next has something to say.
     std::optional<Clock::time_point> nextDeadline() const;
 
     // The identification answer lacks "C190" (a different device).
     void setFailIdentification(bool fail) { m_failIdentification = fail; }
     void setFirmwareVersion(const QString& version) { m_firmwareVersion = version; }
+    // How many bytes of settings "k" reports (at most 256; 0: none). The
+    // bytes past them read as erased FLASH (0xff).
+    void setSettingsSize(int bytes);
+    // The "j" dump of the row at this address comes back damaged (a fault).
+    void setUnreadableRow(int address) { m_unreadableRow = address; }
     QString firmwareVersion() const { return m_firmwareVersion; }
     // Back to the defaults the unit ships with ("w 1" does the same).
     void resetSettings();
+    // Switched off and on: the update side and half-received lines are gone;
+    // the settings stay.
+    void powerCycle() {
+        m_boot.reset();
+        m_parsers.clear();
+    }
 
     // State and record.
     // Arguments of a setting as the query answers them ("C" -> "0 28 0 ...").
@@ -102,6 +123,11 @@ public:
     const QList<Trigger>& triggers() const { return m_triggers; }
     const QStringList& sysexTexts() const { return m_sysexTexts; }
     void clearRecord();
+    // What decides the unit's picture (its settings, windows, texts and
+    // recent triggers); clearRecord() leaves it alone.
+    UnitSnapshot snapshot() const;
+    // Counts every change to what snapshot() holds.
+    std::uint64_t changeCount() const { return m_changes; }
 
 private:
     enum class Mode { Text, NoteOn, Sysex };
@@ -117,9 +143,12 @@ private:
     void noteUpdateEnd(const SimNetworkUpdate& update, int doneBefore);
     QStringList answer(const QString& line, Clock::time_point now, int channel);
     void handleSysex(const QByteArray& frame);
+    void noteTrigger(int note, int velocity, Clock::time_point now);
 
     QMap<int, Parser> m_parsers;
     QMap<int, SimNetworkUpdate> m_updates; // network channels only
+    SimNetworkUpdate::Faults m_networkFaults;
+    QSet<int> m_hangUps; // channels to close
     int m_updatesDone = 0;
     int m_lastUpdateRecords = 0;
     SimBootLoader m_boot; // the serial line while an update runs
@@ -128,6 +157,8 @@ private:
     std::array<QString, 4> m_windows;
     std::array<unsigned char, 256> m_area{};
     QString m_firmwareVersion = QStringLiteral("3.32.6");
+    int m_settingsSize = kSettingsSize;
+    int m_unreadableRow = -1;
     QString m_cueText;
     QString m_sampleText;
     QString m_counterText;
@@ -141,4 +172,10 @@ private:
     QList<Command> m_commands;
     QList<Trigger> m_triggers;
     QStringList m_sysexTexts;
+
+    // For the picture.
+    QString m_textLine;
+    QList<UnitSnapshot::Trigger> m_recentTriggers;
+    std::uint64_t m_triggerCount = 0;
+    std::uint64_t m_changes = 0;
 };

@@ -134,6 +134,21 @@ void SimulatedUnit::setFirmwareVersion(const QString& version) {
     m_protocol.setFirmwareVersion(version);
 }
 
+void SimulatedUnit::powerCycle() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_protocol.powerCycle();
+}
+
+void SimulatedUnit::setSettingsSize(int bytes) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_protocol.setSettingsSize(bytes);
+}
+
+void SimulatedUnit::setUnreadableRow(int address) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_protocol.setUnreadableRow(address);
+}
+
 void SimulatedUnit::sendRaw(const QByteArray& bytes) {
     {
         std::lock_guard<std::mutex> lock(m_mutex);
@@ -200,6 +215,16 @@ void SimulatedUnit::setBootFaults(const SimBootLoader::Faults& faults) {
     m_protocol.bootLoader().setFaults(faults);
 }
 
+void SimulatedUnit::setFirmwareStartCommand(const QString& command) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_protocol.bootLoader().setFirmwareStartCommand(command);
+}
+
+void SimulatedUnit::setNetworkUpdateFaults(const SimNetworkUpdate::Faults& faults) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_protocol.setNetworkFaults(faults);
+}
+
 QByteArray SimulatedUnit::settingsArea() const {
     std::lock_guard<std::mutex> lock(m_mutex);
     const QByteArray area = m_protocol.settingsArea();
@@ -226,6 +251,30 @@ QList<QByteArray> SimulatedUnit::firmwareTransmissions() const {
     for (const QByteArray& t : m_protocol.bootLoader().transmissions())
         copy << QByteArray(t.constData(), t.size());
     return copy;
+}
+
+UnitSnapshot SimulatedUnit::snapshot() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_protocol.snapshot();
+}
+
+void SimulatedUnit::setChangeListener(std::function<void()> listener) {
+    std::lock_guard<std::mutex> lock(m_listenerLock);
+    m_changeListener = std::move(listener);
+}
+
+void SimulatedUnit::notifyChanges() {
+    std::uint64_t changes = 0;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        changes = m_protocol.changeCount();
+    }
+    if (changes == m_changesTold)
+        return;
+    m_changesTold = changes;
+    std::lock_guard<std::mutex> lock(m_listenerLock);
+    if (m_changeListener)
+        m_changeListener();
 }
 
 void SimulatedUnit::clearRecord() {
@@ -274,11 +323,15 @@ void SimulatedUnit::serveNetwork(const std::vector<pollfd>& fds, std::size_t fir
         const ssize_t n = ::recv(client.fd, buffer, sizeof buffer, 0);
         if (n > 0) {
             QByteArray answer;
+            bool hangUp = false;
             {
                 std::lock_guard<std::mutex> lock(m_mutex);
                 answer = m_protocol.feed(QByteArray(buffer, qsizetype(n)), now, client.channel);
+                hangUp = m_protocol.takeHangUp(client.channel);
             }
-            if (!m_silent.load())
+            if (hangUp)
+                closed.push_back(client.channel);
+            else if (!m_silent.load())
                 schedule(std::move(answer), now + delay, client.channel);
         } else if (n == 0 || (errno != EAGAIN && errno != EINTR)) {
             closed.push_back(client.channel);
@@ -397,6 +450,7 @@ void SimulatedUnit::run() {
                 schedule(std::move(timed.bytes), now, timed.channel);
         }
         pumpInput(now);
+        notifyChanges();
         pumpOutput(now);
 
         // Sleep until the next thing falls due.
@@ -431,8 +485,10 @@ void SimulatedUnit::run() {
                 : std::chrono::nanoseconds(-1);
         if (pollFor(fds.data(), nfds_t(fds.size()), timeout) < 0 && errno != EINTR)
             break;
-        if (m_listen >= 0)
+        if (m_listen >= 0) {
             serveNetwork(fds, network);
+            notifyChanges();
+        }
         if (fds[1].revents)
             m_wake.drain();
         if (fds[0].revents & POLLIN) {

@@ -9,7 +9,9 @@
 #include <QStringList>
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -53,6 +55,8 @@ public:
     // Closes the terminal: the host sees its port hang up, as when the USB
     // adapter is pulled. (Stops the network side too.)
     void unplug() { stop(); }
+    // Switched off and on (SimProtocol::powerCycle); the terminal stays.
+    void powerCycle();
     bool isRunning() const { return m_running.load(); }
     // The path the host opens (the terminal's slave side).
     QString ptyPath() const { return m_ptyPath; }
@@ -70,8 +74,17 @@ public:
     bool isSilent() const { return m_silent.load(); }
     void setFailIdentification(bool fail);
     void setFirmwareVersion(const QString& version);
+    // The unit's settings area (SimProtocol::setSettingsSize, setUnreadableRow).
+    void setSettingsSize(int bytes);
+    void setUnreadableRow(int address);
     // How the unit's update side answers (SimBootLoader); faults included.
     void setBootFaults(const SimBootLoader::Faults& faults);
+    // For the tests of the serial firmware engine: a command that starts a
+    // firmware update on the serial line. The unit has none; empty (the
+    // default) keeps it that way.
+    void setFirmwareStartCommand(const QString& command);
+    // How the update side behind the network proxy misbehaves.
+    void setNetworkUpdateFaults(const SimNetworkUpdate::Faults& faults);
     // Sends bytes as they are (garbage, unsolicited lines), paced like any
     // output, even when silent.
     void sendRaw(const QByteArray& bytes);
@@ -95,6 +108,12 @@ public:
     QStringList bootRecords() const;
     QList<QByteArray> firmwareTransmissions() const;
     void clearRecord();
+    // What decides the unit's picture, copied now.
+    UnitSnapshot snapshot() const;
+    // Called on the serving thread, outside every lock of the unit, after
+    // bytes changed what snapshot() holds (a command, a trigger, a text). It
+    // must not wait: post to the thread that wants to know. Empty to stop.
+    void setChangeListener(std::function<void()> listener);
 
 private:
     struct Scheduled {
@@ -118,6 +137,7 @@ private:
     void pumpAdapter(Clock::time_point now);
     void pumpInput(Clock::time_point now);
     Clock::duration byteTime() const;
+    void notifyChanges();
 
     int m_master = -1;
     int m_slave = -1;
@@ -138,7 +158,11 @@ private:
     SimProtocol m_protocol;
     QByteArray m_rawOut;
 
+    std::mutex m_listenerLock; // guards m_changeListener
+    std::function<void()> m_changeListener;
+
     // Used by the serving thread only.
+    std::uint64_t m_changesTold = 0;
     std::deque<Scheduled> m_scheduled;
     std::vector<Client> m_clients;
     int m_nextChannel = 1;

@@ -53,16 +53,16 @@ bool FirmwareUpdateThread::enterLoader() {
     return true;
 }
 
-QString FirmwareUpdateThread::run() {
+Progress FirmwareUpdateThread::run() {
     m_sent.store(0);
     if (!enterLoader())
-        return kEraseFailed;
+        return end(UpdateStatus::NoEraseAck, kEraseFailed);
     discardInput();
 
     // The unit erases its FLASH (up to 20 s) before it says anything.
     for (int pass = 0; pass < kErasePasses && bytesAvailable() == 0; ++pass) {
         if (aborted())
-            return QString::fromLatin1(kAbortedMessage);
+            return abortedEnd();
         report(QStringLiteral("erasing flash"), pass);
         if (waitReadable(kErasePassMs) && bytesAvailable() == 0)
             break; // readable with nothing waiting: the port hung up
@@ -72,11 +72,11 @@ QString FirmwareUpdateThread::run() {
         reply += readWaiting(kMaxReplyChars - int(reply.size()));
     } while (reply.size() < kMaxReplyChars && waitReadable(kReadyGapMs) && bytesAvailable() > 0);
     if (!reply.contains("ready"))
-        return kEraseFailed;
+        return end(UpdateStatus::NoEraseAck, kEraseFailed);
     return sendLines();
 }
 
-QString FirmwareUpdateThread::sendLines() {
+Progress FirmwareUpdateThread::sendLines() {
     QStringList lines;
     for (const QString& line : m_lines)
         if (!line.trimmed().isEmpty())
@@ -85,16 +85,17 @@ QString FirmwareUpdateThread::sendLines() {
     QList<int> counts;
     const QList<QByteArray> transmissions = pack(lines, &complete, &counts);
     if (!complete)
-        return QStringLiteral("a line is longer than %1 characters, nothing more was sent")
-            .arg(kMaxPackedChars - 2);
+        return end(UpdateStatus::RefusedFile,
+                   QStringLiteral("a line is longer than %1 characters, nothing more was sent")
+                       .arg(kMaxPackedChars - 2));
 
     int next = 0;
     for (qsizetype t = 0; t < transmissions.size(); ++t) {
         const QByteArray& tx = transmissions.at(t);
         if (aborted())
-            return QString::fromLatin1(kAbortedMessage);
+            return abortedEnd();
         if (!writeAll(tx))
-            return kEchoFailed;
+            return end(UpdateStatus::RecordRefused, kEchoFailed);
         // The echo ends with LF.
         QByteArray rx;
         const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(kEchoWaitMs);
@@ -112,12 +113,12 @@ QString FirmwareUpdateThread::sendLines() {
             diag::print("tx len: %d rx len: %d\n", int(tx.size()), int(rx.size()));
             diag::print("\ntxd:\n%s\n", tx.constData());
             diag::print("\nrxd:\n%s\n", rx.constData());
-            return kEchoFailed;
+            return end(UpdateStatus::RecordRefused, kEchoFailed);
         }
         next += counts.at(t);
         m_sent.store(next);
         const double percent = double(next) / double(lines.size()) * 100.0;
         report(QStringLiteral("firmware update: %1 percent").arg(percent, 0, 'f', 1), int(percent));
     }
-    return QString::fromLatin1(kSuccessMessage);
+    return end(UpdateStatus::Success, QString::fromLatin1(kSuccessMessage));
 }

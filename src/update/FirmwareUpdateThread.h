@@ -40,11 +40,11 @@ public:
 
 protected:
     bool hasWork() const override { return !m_lines.isEmpty(); }
-    QString run() override;
+    Progress run() override;
 
 private:
     bool enterLoader();
-    QString sendLines();
+    Progress sendLines();
 
     QStringList m_lines;
     QByteArray m_startCommand;

@@ -1,31 +1,26 @@
 #pragma once
 
-#include <QByteArray>
+#include "update/SettingsAreaReader.h"
+
 #include <QList>
 #include <QStringList>
 
-// The unit's settings live in its program FLASH at 0xfc00; an update
-// rewrites that FLASH, so the settings read back with "k" and "j fcX0" are
-// written again with the new program.
-struct SettingsArea {
-    static constexpr unsigned kAddress = 0xfc00;
-    static constexpr int kRowBytes = 16;
-    QByteArray bytes; // up to 256 bytes from kAddress, 0xff where unread
-    unsigned address = 0;
-    unsigned size = 0;
-};
-
 // What a microcontroller update sends for an S-record file.
 struct MicroImage {
+    // The unit runs its program from 0x8000 up to its settings area.
+    static constexpr unsigned kProgramStart = 0x8000;
+    static constexpr unsigned kProgramEnd = SettingsArea::kAddress;
+
     QStringList records;       // S1 records from 0x8000, then "S9030000FC"
     bool settingsKept = false; // the unit's settings went into the image
-    bool missedRow = false;    // a settings row was never read: the file's bytes stay
     int dataRecords = 0;       // S1 records of the file that went into the image
+    int programRecords = 0;    // records sent below the settings area
+    int wideRecords = 0;       // S2/S3 data records of the file, which the unit cannot take
     QList<int> unreadLines;    // 1-based numbers of non-blank lines that are no records
 };
 
 // Fills a 64 KiB image (0xff) with the file's S1 data, puts the unit's
-// settings over it at 0xfc00 when every row of the area (one row more than
-// its size) was read, and cuts 0x8000 to 0xffff into 16-byte S1 records,
-// leaving out erased ones.
+// settings over it at 0xfc00 when the area holds any (the caller makes sure
+// every row of it was read), and cuts 0x8000 to 0xffff into 16-byte S1
+// records, leaving out erased ones.
 MicroImage prepareMicroImage(const QStringList& fileLines, const SettingsArea& area);

@@ -32,10 +32,10 @@ public:
 
 protected:
     bool hasWork() const override { return m_loader.size() == kLoaderBytes; }
-    QString run() override;
+    Progress run() override;
 
 private:
-    QString sendRecords();
+    Progress sendRecords();
 
     QStringList m_records;
     QByteArray m_loader;

@@ -169,6 +169,8 @@ QByteArray SRecord::imageFromLines(const QStringList& fileLines, ImageStats* sta
             found.unreadLines.append(int(i + 1));
             continue;
         }
+        if ((record.recType() == 2 || record.recType() == 3) && record.count() != 0)
+            ++found.wideRecords;
         if (record.recType() != 1 || record.count() == 0)
             continue;
         // An S1 address is 16 bits, but its data may run past the image end.

@@ -63,6 +63,7 @@ public:
     // left out; the end record "S9030000FC" closes the list.
     struct ImageStats {
         int dataRecords = 0;    // S1 records whose data went into the image
+        int wideRecords = 0;    // S2 and S3 data records (24- and 32-bit addresses), left out
         QList<int> unreadLines; // 1-based numbers of non-blank lines that are not records
     };
     static QStringList updateImage(const QStringList& fileLines, ImageStats* stats = nullptr);

@@ -75,7 +75,8 @@ void UpdateEngine::stopThread() {
 }
 
 void UpdateEngine::body() {
-    const Progress final{run(), 0};
+    m_portGone = false;
+    const Progress final = run();
     if (UpdateListener* owner = m_owner)
         m_toOwner->post([owner, final] { owner->threadUpdateComplete(final); });
     else
@@ -93,18 +94,33 @@ void UpdateEngine::report(const QString& msg, int percent) {
     m_toOwner->post([owner, progress] { owner->threadHasProgress(progress); });
 }
 
+Progress UpdateEngine::end(UpdateStatus status, const QString& msg) const {
+    const bool lost =
+        m_portGone && status != UpdateStatus::Success && status != UpdateStatus::Aborted;
+    return {msg, 0, lost ? UpdateStatus::LinkLost : status};
+}
+
+short UpdateEngine::pollPort(short events, int timeoutMs) {
+    const short ready = pollFor(fd(), events, timeoutMs);
+    if (ready & kHangUp)
+        m_portGone = true;
+    return ready;
+}
+
 bool UpdateEngine::writeAll(const QByteArray& bytes) {
     qsizetype done = 0;
     while (done < bytes.size()) {
         const int n = m_port->write(bytes.constData() + done, int(bytes.size() - done));
-        if (n == Transport::kGone)
+        if (n == Transport::kGone) {
+            m_portGone = true;
             return false;
+        }
         if (n > 0) {
             done += n;
             continue;
         }
         // The port takes nothing now (flow control): wait for room.
-        const short ready = pollFor(fd(), POLLOUT, 1000);
+        const short ready = pollPort(POLLOUT, 1000);
         if (!(ready & POLLOUT) || (ready & kHangUp))
             return false;
     }
@@ -112,7 +128,7 @@ bool UpdateEngine::writeAll(const QByteArray& bytes) {
 }
 
 bool UpdateEngine::waitReadable(int timeoutMs) {
-    return pollFor(fd(), POLLIN, timeoutMs) != 0;
+    return pollPort(POLLIN, timeoutMs) != 0;
 }
 
 int UpdateEngine::readByte(int timeoutMs) {
@@ -123,9 +139,11 @@ int UpdateEngine::readByte(int timeoutMs) {
         if (n == 1)
             return static_cast<unsigned char>(byte);
         // A hung-up terminal reads as nothing and polls as ready at once.
+        if (n == Transport::kGone)
+            m_portGone = true;
         if (n == Transport::kGone || Clock::now() >= deadline)
             return -1;
-        const short ready = pollFor(fd(), POLLIN, msLeft(deadline));
+        const short ready = pollPort(POLLIN, msLeft(deadline));
         if (ready == 0)
             return -1;
         if (ready & kHangUp) // a last byte may still be there
@@ -136,6 +154,8 @@ int UpdateEngine::readByte(int timeoutMs) {
 QByteArray UpdateEngine::readWaiting(int maxBytes) {
     QByteArray bytes(maxBytes, '\0');
     const int n = maxBytes > 0 ? m_port->read(bytes.data(), maxBytes) : 0;
+    if (n == Transport::kGone)
+        m_portGone = true;
     bytes.resize(n > 0 ? n : 0);
     return bytes;
 }

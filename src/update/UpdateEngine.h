@@ -31,6 +31,10 @@ class UpdateEngine {
 public:
     static constexpr const char* kAbortedMessage = "operation aborted, cycle power and try again";
     static constexpr const char* kSuccessMessage = "success!";
+    // The final report of a run the user stopped.
+    static Progress abortedEnd() {
+        return {QString::fromLatin1(kAbortedMessage), 0, UpdateStatus::Aborted};
+    }
 
     UpdateEngine();
     virtual ~UpdateEngine();
@@ -57,11 +61,16 @@ public:
 protected:
     // The engine's data is there.
     virtual bool hasWork() const = 0;
-    // The run itself, on the engine's thread; returns the final message.
-    virtual QString run() = 0;
+    // The run itself, on the engine's thread; returns the final message and
+    // how it ended (see end()).
+    virtual Progress run() = 0;
 
     bool aborted() const { return m_abort.load(); }
     void report(const QString& msg, int percent);
+    // A final report. A failure after the port went away (a hang-up or a
+    // write the port refused for good) counts as LinkLost, whatever step
+    // noticed it; the message stays the step's.
+    Progress end(UpdateStatus status, const QString& msg) const;
 
     // Writes every byte, waiting for room up to 1 s at a time; false when
     // the port went away or stayed full.
@@ -77,11 +86,13 @@ protected:
 
 private:
     void body();
+    short pollPort(short events, int timeoutMs);
 
     Transport* m_port = nullptr;
     UpdateListener* m_owner = nullptr; // set before the thread starts
     std::thread m_thread;
     std::atomic<bool> m_abort{false};
     std::atomic<bool> m_running{false};
+    bool m_portGone = false;                // the engine's thread only
     std::unique_ptr<QueuedCalls> m_toOwner; // created on the owner's thread
 };

@@ -98,17 +98,11 @@ QStringList updateLines(const QString& text) {
     return normal.split(QLatin1Char('\n'));
 }
 
-QString checkMcsLines(const QStringList& lines, const QString& fileName) {
-    for (qsizetype i = 0; i < lines.size(); ++i) {
-        if (lines.at(i).size() > kMaxMcsLineChars)
-            return QStringLiteral("Line %1 of %2 is %3 characters long; a firmware line has at "
-                                  "most %4. Nothing was sent.")
-                .arg(i + 1)
-                .arg(fileName)
-                .arg(lines.at(i).size())
-                .arg(kMaxMcsLineChars);
-    }
-    return QString();
+QString withoutEndOfFile(const QString& text) {
+    qsizetype end = text.size();
+    while (end > 0 && (text.at(end - 1) == QChar(0x1a) || text.at(end - 1).isSpace()))
+        --end;
+    return text.left(end);
 }
 
 bool hasExtension(const QString& path, const QString& extension) {

@@ -26,8 +26,6 @@ constexpr const char* kDataEnvironment = "QZ62_UNIT_DATA";
 // few MB. Larger files are refused before they are read.
 constexpr qint64 kMaxS19Bytes = 4 * 1024 * 1024;
 constexpr qint64 kMaxMcsBytes = 64 * 1024 * 1024;
-// The longest ".mcs" line that fits one transmission of the serial engine.
-constexpr int kMaxMcsLineChars = 1021;
 
 QString unitDataDirectory();
 QString unitDataPath(const QString& fileName);
@@ -52,8 +50,9 @@ QString missingMessage(const QString& fileName);
 
 // "\r\n" becomes "\n", then the text is cut at "\n".
 QStringList updateLines(const QString& text);
-// Empty when every line fits a transmission, else a message naming the line.
-QString checkMcsLines(const QStringList& lines, const QString& fileName);
+// The text without the end-of-file characters (Ctrl-Z, 0x1a) that some
+// tools still write at a text file's end.
+QString withoutEndOfFile(const QString& text);
 // The extension, lower-cased, is `extension`.
 bool hasExtension(const QString& path, const QString& extension);
 

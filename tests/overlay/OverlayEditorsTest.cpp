@@ -174,7 +174,7 @@ TEST(OverlayEditors, PreviewsPaintWhereTheUnitDraws) {
 TEST(OverlayEditors, WorkerDebouncesABurstIntoOneTransmit) {
     struct Counting final : PreviewWorker {
         ~Counting() override { stopThread(); }
-        QImage render() override { return QImage(4, 4, QImage::Format_RGB32); }
+        QImage render(std::optional<double>) override { return QImage(4, 4, QImage::Format_RGB32); }
     } worker;
     QueuedCalls calls(nullptr);
     int images = 0;
@@ -213,6 +213,54 @@ TEST(OverlayEditors, WorkerDebouncesABurstIntoOneTransmit) {
     EXPECT_EQ(txAtMs.size(), 1);
     worker.stopThread();
     EXPECT_FALSE(worker.isRunning());
+}
+
+// A play paints the effect a pass at a time, its time rising, then the still
+// picture once more; it asks for no transmit.
+TEST(OverlayEditors, PlayPaintsTheEffectThenTheStillPicture) {
+    struct Recording final : PreviewWorker {
+        ~Recording() override { stopThread(); }
+        QImage render(std::optional<double> elapsedMs) override {
+            std::lock_guard<std::mutex> lock(m_lock);
+            m_times.push_back(elapsedMs);
+            return QImage(4, 4, QImage::Format_RGB32);
+        }
+        double playLengthMs() const override { return 150; }
+        std::vector<std::optional<double>> times() {
+            std::lock_guard<std::mutex> lock(m_lock);
+            return m_times;
+        }
+        std::mutex m_lock;
+        std::vector<std::optional<double>> m_times;
+    } worker;
+    QueuedCalls calls(nullptr);
+    int images = 0;
+    int transmits = 0;
+    PreviewWorker::Parent parent;
+    parent.calls = &calls;
+    parent.threadNeedsDisplay = [&](const QImage&) { ++images; };
+    parent.threadNeedsTx = [&](int) { ++transmits; };
+    worker.startThread(parent);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return images == 1; }, 2000));
+    worker.play();
+    // The still picture after the played ones.
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            const auto t = worker.times();
+            return t.size() > 2 && !t.back().has_value();
+        },
+        3000));
+    const auto times = worker.times();
+    std::vector<double> played;
+    for (std::size_t i = 1; i + 1 < times.size(); ++i) {
+        ASSERT_TRUE(times[i].has_value()) << i;
+        played.push_back(*times[i]);
+    }
+    ASSERT_GE(played.size(), 2u);
+    EXPECT_LT(played.front(), 33);
+    EXPECT_TRUE(std::is_sorted(played.begin(), played.end()));
+    EXPECT_LE(played.back(), 150);
+    EXPECT_EQ(transmits, 0);
 }
 
 } // namespace

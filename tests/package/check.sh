@@ -158,14 +158,23 @@ mapfile -t app_options < <(run "$bin/qz62" --help 2>&1 | options_of)
 check "qz62(1) names every option" names_every qz62 "${app_options[@]}"
 mapfile -t sim_options < <(options_of <<<"$sim_help")
 check "qz62-sim(1) names every option" names_every qz62-sim "${sim_options[@]}"
-# qz62ctl's commands are the first words of its usage lines.
-mapfile -t ctl_commands < <(run "$bin/qz62ctl" 2>&1 | sed -n 's/^  \([a-z][a-z-]*\).*/\1/p' | sort -u)
+# qz62ctl's commands are the first words of its usage lines; each command's
+# options are those its own help names.
+mapfile -t ctl_commands < <(run "$bin/qz62ctl" --help | sed -n 's/^  \([a-z][a-z-]*\).*/\1/p' | sort -u)
+options_of_command() { run "$bin/qz62ctl" "$1" --help | options_of; }
 mapfile -t ctl_options < <({
-  run "$bin/qz62ctl" import --help
-  run "$bin/qz62ctl" tc --help
-  run "$bin/qz62ctl" 2>&1
-} | options_of)
-check "qz62ctl has commands" test "${#ctl_commands[@]}" -ge 9
+  run "$bin/qz62ctl" --help
+  for command in "${ctl_commands[@]}"; do run "$bin/qz62ctl" "$command" --help; done
+} | options_of | sort -u)
+helps_exit_zero() {
+  local command failed=()
+  for command in "${ctl_commands[@]}"; do
+    run "$bin/qz62ctl" "$command" --help >/dev/null 2>&1 || failed+=("$command")
+  done
+  ((${#failed[@]} == 0)) || { echo "--help fails for: ${failed[*]}"; return 1; }
+}
+check "qz62ctl has commands" test "${#ctl_commands[@]}" -ge 10
+check "qz62ctl COMMAND --help exits 0 for every command" helps_exit_zero
 check "qz62ctl(1) has an entry for every command" names_every_command qz62ctl "${ctl_commands[@]}"
 check "qz62ctl(1) names every option" names_every qz62ctl "${ctl_options[@]}"
 
@@ -179,6 +188,18 @@ completes_commands() {
   ((${#missing[@]} == 0)) || { echo "not completed: ${missing[*]}"; return 1; }
 }
 check "bash completion offers every qz62ctl command" completes_commands
+completes_options() {
+  local command offered word missing=()
+  for command in "${ctl_commands[@]}"; do
+    offered="$(bash -c 'source "$1"; COMP_WORDS=(qz62ctl "$2" -); COMP_CWORD=2; _qz62ctl
+      printf "%s\n" "${COMPREPLY[@]}"' _ "$completion" "$command")" || return 1
+    for word in $(options_of_command "$command"); do
+      grep -q -x -F -e "$word" <<<"$offered" || missing+=("$command $word")
+    done
+  done
+  ((${#missing[@]} == 0)) || { echo "not completed: ${missing[*]}"; return 1; }
+}
+check "bash completion offers every option of every qz62ctl command" completes_options
 
 echo "package: $passed passed, $failed failed"
 ((failed == 0))

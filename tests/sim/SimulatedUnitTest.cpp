@@ -4,8 +4,10 @@
 #include "support/LinkTestSupport.h"
 
 #include <QTcpSocket>
+#include <condition_variable>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <mutex>
 #include <termios.h>
 #include <unistd.h>
 
@@ -61,6 +63,65 @@ TEST(SimProtocol, RecordsMidiAndKeepsLinesWhole) {
     EXPECT_EQ(unit.cueText(), QStringLiteral("Bar 12"));
 }
 
+TEST(SimProtocol, StartsNoFirmwareUpdateOnTheSerialLineUnlessATestNamesTheStart) {
+    const Clock::time_point t0 = Clock::now();
+    const struct {
+        const char* name;
+        QString testStart;
+        QByteArray command;
+        bool starts;
+    } cases[] = {
+        {"the network proxy's start on the serial line", QString(), " u 0", false},
+        {"a test's own start", QStringLiteral("fw-test"), "fw-test", true},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        SimProtocol unit;
+        unit.bootLoader().setFirmwareStartCommand(c.testStart);
+        EXPECT_EQ(exchange(unit, c.command, t0), c.command + "\r\n>");
+        EXPECT_EQ(unit.bootLoader().active(), c.starts);
+        EXPECT_EQ(unit.tick(t0 + 2s).bytes, c.starts ? QByteArray("ready\r\n") : QByteArray());
+    }
+}
+
+TEST(SimProtocol, NetworkUpdateFaultsDropTheConnectionOrSilenceTheUnit) {
+    const Clock::time_point t0 = Clock::now();
+    const QByteArray records = QByteArray(":00\n").repeated(250);
+    const struct {
+        const char* name;
+        SimNetworkUpdate::Faults faults;
+        QByteArray reports; // what the unit says for 250 records and a quiet end
+        bool hangUp;
+    } cases[] = {
+        {"no fault", {}, "u 100\r\n>u 200\r\n>u 250\r\nu 0\r\n>", false},
+        {"stalls after 150", {.stallAfter = 150}, "u 100\r\n>", false},
+        {"drops after 120", {.dropAfter = 120}, "u 100\r\n>", true},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        SimProtocol unit;
+        unit.setNetworkFaults(c.faults);
+        EXPECT_TRUE(unit.feed(" u 0\n", t0, 1).isEmpty());
+        QByteArray said = unit.feed(records, t0, 1);
+        EXPECT_EQ(unit.takeHangUp(1), c.hangUp);
+        said += unit.tick(t0 + 1s).bytes;
+        EXPECT_EQ(said, c.reports);
+    }
+}
+
+TEST(SimProtocol, ReportsTheSettingsSizeAndCanDamageARow) {
+    SimProtocol unit;
+    unit.setSettingsSize(0x40);
+    unit.setUnreadableRow(0xfc10);
+    EXPECT_EQ(exchange(unit, "k"), "k\r\nk fc00 40 3.32.6\r\n>");
+    EXPECT_EQ(exchange(unit, "j fc30"),
+              "j fc30\r\nj fc30 fb 20 45 6a 8f b4 d9 fe 23 48 6d 92 b7 dc 01 26\r\n>");
+    EXPECT_EQ(exchange(unit, "j fc40"),
+              "j fc40\r\nj fc40 ff ff ff ff ff ff ff ff ff ff ff ff ff ff ff ff\r\n>");
+    EXPECT_EQ(exchange(unit, "j fc10"),
+              "j fc10\r\nj fc10 5b 80 a5 ca ef 14 39 5e 83 a8 cd f2 17\r\n>");
+}
+
 TEST(SimulatedUnit, EmulatedWireSpeedDelaysEveryByte) {
     SimulatedUnit sim;
     ASSERT_TRUE(sim.start());
@@ -95,6 +156,67 @@ TEST(SimulatedUnit, ServesTheSameUnitOverTcp) {
     }));
     EXPECT_EQ(sim.setting(QStringLiteral("Q")), QStringLiteral("1"));
     EXPECT_EQ(sim.commandLines(), (QStringList{"Q 1", "Q"}));
+}
+
+} // namespace
+
+namespace {
+
+// What the picture is made of: the text line follows whichever of "s", "V"
+// and a cue text message came last, and the triggers keep their count and
+// arrival time however many the unit has forgotten.
+TEST(SimProtocol, SnapshotHoldsWhatThePictureShows) {
+    SimProtocol unit;
+    const Clock::time_point t0 = Clock::now();
+    exchange(unit, "s first cue", t0);
+    EXPECT_EQ(unit.snapshot().textLine, QStringLiteral("first cue"));
+    const QByteArray text = coding78::encode78("s 12\\nHello");
+    unit.feed(QByteArray("\xf0\x20\x01", 3) + text + QByteArray(1, char(0xf7)), t0);
+    EXPECT_EQ(unit.snapshot().textLine, QStringLiteral("12\\nHello"));
+    exchange(unit, "V Sample Text", t0);
+    exchange(unit, "V2 1|1|000", t0);
+    UnitSnapshot shot = unit.snapshot();
+    EXPECT_EQ(shot.textLine, QStringLiteral("Sample Text"));
+    EXPECT_EQ(shot.counterText, QStringLiteral("1|1|000"));
+
+    for (int i = 0; i < UnitSnapshot::kKeptTriggers + 6; ++i)
+        unit.feed(QByteArray("\x90\x7c\x40", 3), t0 + std::chrono::milliseconds(i));
+    unit.clearRecord(); // the test record, not the picture
+    shot = unit.snapshot();
+    EXPECT_EQ(shot.triggerCount, std::uint64_t(UnitSnapshot::kKeptTriggers + 6));
+    ASSERT_EQ(shot.triggers.size(), UnitSnapshot::kKeptTriggers);
+    EXPECT_EQ(shot.triggers.last().note, 124);
+    EXPECT_EQ(shot.triggers.last().time,
+              t0 + std::chrono::milliseconds(UnitSnapshot::kKeptTriggers + 5));
+    exchange(unit, "C 1 2 3 4 5 6 7 8", t0);
+    EXPECT_EQ(unit.snapshot().settings.value(QStringLiteral("C")),
+              QStringLiteral("1 2 3 4 5 6 7 8"));
+}
+
+// The serving thread tells its listener about a trigger that arrived on
+// the terminal.
+TEST(SimulatedUnit, TellsItsListenerOfChanges) {
+    SimulatedUnit sim;
+    std::mutex lock;
+    std::condition_variable told;
+    int notices = 0;
+    sim.setChangeListener([&] {
+        std::lock_guard<std::mutex> guard(lock);
+        ++notices;
+        told.notify_all();
+    });
+    ASSERT_TRUE(sim.start());
+    const int fd = ::open(sim.ptyPath().toLocal8Bit().constData(), O_RDWR | O_NOCTTY);
+    ASSERT_GE(fd, 0);
+    ASSERT_EQ(::write(fd, "\x90\x78\x40", 3), 3);
+    {
+        std::unique_lock<std::mutex> guard(lock);
+        EXPECT_TRUE(told.wait_for(guard, 10s, [&] { return notices > 0; }));
+    }
+    EXPECT_EQ(sim.snapshot().triggers.value(0).note, 120);
+    sim.setChangeListener({});
+    ::close(fd);
+    sim.stop();
 }
 
 } // namespace

@@ -114,10 +114,12 @@ constexpr int kQuietTickMs = 3600 * 1000;
 // shown: painting would bring in Qt's raster worker threads, which the thread
 // checker cannot see through; visibility is checked with isVisibleTo().
 struct App {
-    explicit App(const QString& port, int tickMs = kQuietTickMs) {
+    explicit App(const QString& port, int tickMs = kQuietTickMs,
+                 const QString& networkHost = QString()) {
         PanelOptions options;
         options.explicitPort = port;
         options.tickIntervalMs = tickMs;
+        options.networkHost = networkHost;
         // Proxies on the machine's network must not take the commands.
         options.serviceDiscovery = false;
         window.awakeFromNib(options);

@@ -1,6 +1,7 @@
 #include "panel/view/UpdatePanel.h"
 
 #include "panel/UpdateController.h"
+#include "panel/view/NetworkPanel.h"
 #include "panel/view/qz62View.h"
 
 #include <QAction>
@@ -8,6 +9,16 @@
 #include <QGridLayout>
 #include <QMenu>
 #include <QPushButton>
+
+namespace {
+const QString kNeedsNetwork =
+    QStringLiteral("Needs the network link: connect to the unit's network proxy on the Unit tab");
+
+struct NetworkItem {
+    QAction* action;
+    QString toolTip; // when the network link is open
+};
+} // namespace
 
 UpdatePanel::UpdatePanel(qz62View* view, QMenu* menu, QObject* parent)
     : QObject(parent), m_view(view), m_updates(view->controller().updates()) {
@@ -20,10 +31,9 @@ UpdatePanel::UpdatePanel(qz62View* view, QMenu* menu, QObject* parent)
     m_defaultMicro = menu->addAction(QStringLiteral("Default Microcontroller &Update"));
     menu->addSeparator();
     m_updateFirmware = menu->addAction(QStringLiteral("Update &Firmware…"));
-    m_updateFirmware->setToolTip(QStringLiteral("Load an .mcs firmware image: over the network "
-                                                "link when connected, else over USB-serial"));
     m_defaultFirmware = menu->addAction(QStringLiteral("Default Firmware U&pdate"));
     m_defaultFonts = menu->addAction(QStringLiteral("Default F&ont Update"));
+    menu->setToolTipsVisible(true);
     connect(m_updateMicro, &QAction::triggered, this, &UpdatePanel::menuFileUpdateMicro);
     connect(m_updateFirmware, &QAction::triggered, this, &UpdatePanel::menuFileUpdateFirmware);
     connect(m_defaultMicro, &QAction::triggered, this, [this] { m_updates.defaultMicroUpdate(); });
@@ -40,21 +50,38 @@ UpdatePanel::UpdatePanel(qz62View* view, QMenu* menu, QObject* parent)
     m_abort->setVisible(false);
     connect(m_abort, &QPushButton::clicked, this, [this] { m_updates.abort(); });
 
-    connect(&m_updates, &UpdateController::runningChanged, this, &UpdatePanel::setRunning);
+    connect(&m_updates, &UpdateController::runningChanged, this, &UpdatePanel::refreshActions);
+    connect(&view->networkPanel()->link(), &NetworkLink::stateChanged, this,
+            &UpdatePanel::refreshActions);
     connect(&m_updates, &UpdateController::finished, view, [view](const QString& message) {
         view->appendDebugText(QStringLiteral("update: ") + message);
     });
+    refreshActions();
 }
 
-void UpdatePanel::setRunning(bool running) {
+void UpdatePanel::refreshActions() {
+    const bool running = m_updates.isRunning();
+    const bool network = m_updates.hasNetworkLink();
     m_abort->setVisible(running);
-    for (QAction* a :
-         {m_updateMicro, m_defaultMicro, m_updateFirmware, m_defaultFirmware, m_defaultFonts})
-        a->setEnabled(!running);
+    m_updateMicro->setEnabled(!running);
+    const NetworkItem items[] = {
+        {m_defaultMicro, QStringLiteral("Send the unit's own microcontroller program (c192b.sx) "
+                                        "through the network proxy")},
+        {m_updateFirmware, QStringLiteral("Load an .mcs firmware image through the network proxy")},
+        {m_defaultFirmware, QStringLiteral("Load the unit's own firmware image (c192b.mcs) "
+                                           "through the network proxy")},
+        {m_defaultFonts, QStringLiteral("Load the unit's own font set (fonts.mcs) through the "
+                                        "network proxy")},
+    };
+    for (const NetworkItem& item : items) {
+        item.action->setEnabled(!running && network);
+        item.action->setToolTip(network ? item.toolTip : kNeedsNetwork);
+    }
 }
 
 void UpdatePanel::menuFileUpdateMicro() {
-    m_updates.beginMicroUpdate();
+    if (!m_updates.beginMicroUpdate())
+        return;
     const QString path = m_chooseFile(QStringLiteral("Update Microcontroller"),
                                       QStringLiteral("S-record files (*.s19 *.S19)"));
     if (!path.isEmpty())
@@ -62,6 +89,9 @@ void UpdatePanel::menuFileUpdateMicro() {
 }
 
 void UpdatePanel::menuFileUpdateFirmware() {
+    // "A 1" goes to the unit before the file is chosen, even if it is not.
+    if (!m_updates.beginFirmwareUpdate())
+        return;
     const QString path = m_chooseFile(QStringLiteral("Update Firmware"),
                                       QStringLiteral("Firmware images (*.mcs *.MCS)"));
     if (!path.isEmpty())

@@ -12,7 +12,9 @@ class qz62View;
 
 // The "Update" menu and the unit tab's Abort button. Asks for files and hands
 // everything else to the panel's UpdateController; the progress shows in the
-// unit tab's progress display, the final message also in its log.
+// unit tab's progress display, the final message also in its log. The
+// firmware and font items need the network link: without one they are
+// disabled, and their tooltip says so.
 class UpdatePanel final : public QObject {
     Q_OBJECT
 public:
@@ -33,10 +35,11 @@ public:
 
     void menuFileUpdateMicro();
     void menuFileUpdateFirmware();
+    // Enables the items for what can run now (the network link comes and
+    // goes; an update runs).
+    void refreshActions();
 
 private:
-    void setRunning(bool running);
-
     qz62View* m_view;
     UpdateController& m_updates;
     FileChooser m_chooseFile;

@@ -30,6 +30,7 @@ const char* bannerStyle(PanelController::LinkState state) {
     case PanelController::LinkState::Connected:
         return "#linkBanner { background: #1b6e2a; } #linkBanner QLabel { color: white; }";
     case PanelController::LinkState::Lost:
+    case PanelController::LinkState::UpdateFailed:
         return "#linkBanner { background: #b3261e; } #linkBanner QLabel { color: white; }";
     case PanelController::LinkState::NotFound:
     case PanelController::LinkState::NotAnswering:
@@ -498,6 +499,9 @@ void qz62View::showLinkState(PanelController::LinkState state, const QString& de
                                     "then press Connect.")
                          .arg(detail);
         break;
+    case S::UpdateFailed:
+        m_linkText = QStringLiteral("Update failed: power-cycle the unit, then Connect");
+        break;
     case S::Closed:
         m_linkText = QStringLiteral("Link closed");
         break;
@@ -514,6 +518,7 @@ void qz62View::showLinkState(PanelController::LinkState state, const QString& de
     m_ui->linkBanner->setStyleSheet(QString::fromLatin1(bannerStyle(shown)));
     // Connect retries the USB port; with the unit reached over the network
     // there is nothing to retry.
-    m_ui->buttonReconnect->setVisible(shown == S::NotFound || shown == S::Lost);
+    m_ui->buttonReconnect->setVisible(shown == S::NotFound || shown == S::Lost ||
+                                      shown == S::UpdateFailed);
     emit linkStateTextChanged(m_linkText, shown);
 }
