@@ -11,8 +11,15 @@
 //      share missed at 29.97 drop frame without exact counting;
 //   3. CPU of the MIDI, main and link threads while following 30 fps in real
 //      time over a 10,000-cue sheet.
+//   4. "load": 20 s of time code in real time, a cue every third frame, to a
+//      unit in a process of its own, while one CPU-bound process per core
+//      runs ("load idle": without them): from each quarter frame to the
+//      trigger's write() and to the unit's read. QZ62_REALTIME=1 asks for
+//      real-time scheduling of the MIDI and link threads.
 // usage: bench_mtc [cpu-seconds] [latency]   (default 20; "latency" runs only 1)
+//        bench_mtc load [idle]
 #include "base/Diagnostics.h"
+#include "base/Realtime.h"
 #include "cues/CueFiring.h"
 #include "cues/CueSheet.h"
 #include "link/ComThread.h"
@@ -32,10 +39,15 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <sys/prctl.h>
+#include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -318,10 +330,178 @@ void cpu(int seconds) {
                 100.0 * linkNs / wallNs);
 }
 
+// --- under load: the unit in a process of its own, a CPU-bound process per core ---
+
+// The simulated unit served by a child process: it says its terminal's path,
+// serves until told "done", then sends each trigger's read time (steady
+// clock, nanoseconds), one a line.
+struct UnitProcess {
+    pid_t pid = -1;
+    int fromChild = -1;
+    int toChild = -1;
+    QString path;
+
+    bool start() {
+        int up[2];
+        int down[2];
+        if (::pipe(up) != 0 || ::pipe(down) != 0)
+            return false;
+        pid = ::fork();
+        if (pid == 0) {
+            ::close(up[0]);
+            ::close(down[1]);
+            SimulatedUnit sim;
+            if (!sim.start())
+                ::_exit(1);
+            const QByteArray line = sim.ptyPath().toLocal8Bit() + '\n';
+            (void)!::write(up[1], line.constData(), size_t(line.size()));
+            char done[8];
+            (void)!::read(down[0], done, sizeof done);
+            QByteArray times;
+            for (const SimProtocol::Trigger& t : sim.triggers())
+                times += QByteArray::number(qint64(t.time.time_since_epoch().count())) + '\n';
+            (void)!::write(up[1], times.constData(), size_t(times.size()));
+            ::_exit(0);
+        }
+        ::close(up[1]);
+        ::close(down[0]);
+        fromChild = up[0];
+        toChild = down[1];
+        path = QString::fromLocal8Bit(readLine());
+        return pid > 0 && !path.isEmpty();
+    }
+    QByteArray readLine() {
+        QByteArray line;
+        char c = 0;
+        while (::read(fromChild, &c, 1) == 1 && c != '\n')
+            line += c;
+        return line;
+    }
+    std::vector<std::int64_t> finish() {
+        (void)!::write(toChild, "done\n", 5);
+        std::vector<std::int64_t> times;
+        for (QByteArray line = readLine(); !line.isEmpty(); line = readLine())
+            times.push_back(line.toLongLong());
+        ::waitpid(pid, nullptr, 0);
+        return times;
+    }
+};
+
+// One process spinning per core until killed (or this process ends).
+std::vector<pid_t> startLoad() {
+    std::vector<pid_t> spinners;
+    const long cores = std::max(1L, ::sysconf(_SC_NPROCESSORS_ONLN));
+    for (long i = 0; i < cores; ++i) {
+        const pid_t pid = ::fork();
+        if (pid == 0) {
+            ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+            volatile unsigned long spin = 0;
+            for (;;)
+                spin = spin + 1;
+        }
+        spinners.push_back(pid);
+    }
+    return spinners;
+}
+
+void printSpread(const char* what, std::vector<double> us) {
+    if (us.empty())
+        return;
+    std::printf("  quarter frame -> %s: p50 %.0f us, p99 %.0f us, max %.0f us (%zu cues)\n", what,
+                percentile(us, 0.5), percentile(us, 0.99), *std::max_element(us.begin(), us.end()),
+                us.size());
+}
+
+// Time code in real time at 30 fps, a cue every third frame, into the link to
+// a unit in another process; with `load`, one CPU-bound process per core.
+void underLoad(UnitProcess& unit, bool load, int seconds) {
+    double loadAverage[1] = {0};
+    ::getloadavg(loadAverage, 1);
+    std::vector<pid_t> spinners = load ? startLoad() : std::vector<pid_t>();
+    Owner owner;
+    ComThread link;
+    link.setDriverCheckEnabled(false);
+    link.setPort(unit.path);
+    if (link.openUsbSerial() != 0) {
+        std::printf("load: the unit's terminal did not open\n");
+        return;
+    }
+    link.startThread(&owner);
+    QTemporaryDir dir;
+    QSettings settings(dir.filePath(QStringLiteral("m.ini")), QSettings::IniFormat);
+    MidiController midi(&settings);
+    const int cues = seconds * 10;
+    CueSheet sheet = sheetOf(3, 3600 * 30 + 30, 3, cues, 10);
+    CueFiring firing(&owner);
+    firing.setCommandSink(&link);
+    firing.publish(sheet);
+    midi.setTimecodeListener(&firing);
+    std::vector<Clock::time_point> fedAt;
+    std::vector<double> callbackUs;
+    std::atomic<bool> done{false};
+    std::thread callback([&] {
+        realtime::raiseCurrentThread("MIDI (benchmark)", 45);
+        MtcGenerator generator(3, 1, 0, 0, 0);
+        const auto period = generator.quarterFramePeriod();
+        const auto begin = Clock::now();
+        for (int i = 0; i < (30 + cues * 3 + 30) * 4; ++i) {
+            std::this_thread::sleep_until(begin + period * i);
+            const QByteArray qf = generator.nextQuarterFrame();
+            const std::int64_t before = firing.firedCount();
+            const auto t0 = Clock::now();
+            midi.decodeData(reinterpret_cast<const std::uint8_t*>(qf.constData()), 2);
+            if (firing.firedCount() != before) {
+                fedAt.push_back(t0);
+                callbackUs.push_back(
+                    std::chrono::duration<double, std::micro>(Clock::now() - t0).count());
+            }
+        }
+        done.store(true);
+    });
+    // The main thread idles in its event loop, as the application's does.
+    while (!done.load()) {
+        QCoreApplication::processEvents();
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    callback.join();
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    midi.setTimecodeListener(nullptr);
+    const std::uint64_t deferred = link.timingBytesDeferred();
+    link.stopThread();
+    for (const pid_t pid : spinners) {
+        ::kill(pid, SIGKILL);
+        ::waitpid(pid, nullptr, 0);
+    }
+    const std::vector<std::int64_t> reads = unit.finish();
+    std::vector<double> toUnitUs;
+    for (size_t i = 0; i < std::min(reads.size(), fedAt.size()); ++i)
+        toUnitUs.push_back(double(reads[i] - fedAt[i].time_since_epoch().count()) / 1000.0);
+    std::printf("%s, real-time scheduling %s, load average %.2f before: %zu cues fired, %zu "
+                "triggers read by the unit, %llu of %zu sends left to the link thread\n",
+                load ? "under load (one CPU-bound process per core)" : "without added load",
+                realtime::requested() ? "asked for" : "not asked for", loadAverage[0], fedAt.size(),
+                reads.size(), static_cast<unsigned long long>(deferred), 2 * fedAt.size());
+    printSpread("trigger written (callback done, the write inside it)", callbackUs);
+    printSpread("trigger read by the unit (its own process)", toUnitUs);
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
+    // The load run forks its unit before any thread starts.
+    const bool loadRun = argc > 1 && std::strcmp(argv[1], "load") == 0;
+    UnitProcess unit;
+    if (loadRun && !unit.start()) {
+        std::fprintf(stderr, "bench_mtc: the unit process did not start\n");
+        return 1;
+    }
     QCoreApplication app(argc, argv);
+    if (loadRun) {
+        diag::setQuiet(!realtime::requested());
+        const bool idle = argc > 2 && std::strcmp(argv[2], "idle") == 0;
+        underLoad(unit, !idle, 20);
+        return 0;
+    }
     diag::setQuiet(true);
     const int cpuSeconds = argc > 1 ? std::max(1, std::atoi(argv[1])) : 20;
     const bool latencyOnly = argc > 2 && std::strcmp(argv[2], "latency") == 0;

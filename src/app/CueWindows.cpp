@@ -1,5 +1,6 @@
 #include "app/CueWindows.h"
 
+#include "app/TakeControl.h"
 #include "base/Alerts.h"
 #include "cues/CueDocument.h"
 #include "cues/CueFiring.h"
@@ -40,7 +41,9 @@ const QString kListFilter =
 } // namespace
 
 CueWindows::CueWindows(qz62View* panel, QMenu* mainFileMenu, QObject* parent)
-    : QObject(parent), m_panel(panel), m_recovery(std::make_unique<CueRecovery>()) {
+    : QObject(parent), m_panel(panel),
+      m_take(std::make_unique<TakeControl>([this] { return front(); })),
+      m_recovery(std::make_unique<CueRecovery>()) {
     m_new = new QAction(tr("&New Cue Sheet"), this);
     m_new->setShortcut(QKeySequence::New);
     m_open = new QAction(tr("&Open…"), this);
@@ -72,14 +75,14 @@ CueWindows::CueWindows(qz62View* panel, QMenu* mainFileMenu, QObject* parent)
         addFileActions(mainFileMenu);
     connect(&panel->controller(), &PanelController::linkStateChanged, this,
             &CueWindows::linkChanged);
+    panel->controller().parser().setCueDocument(&m_allSheets);
     rebuildRecentMenu();
     updateActions();
 }
 
 CueWindows::~CueWindows() {
     // The MIDI thread lets go of the firing before it goes.
-    if (m_midi)
-        m_midi->setTimecodeListener(nullptr);
+    m_take->attach(nullptr);
     // Sheets nobody saved or discarded (the program ends without asking)
     // stay in their copies for the next start.
     m_recovery->flush();
@@ -127,30 +130,10 @@ CueWindow* CueWindows::newCueSheet() {
     m_recovery->watch(doc);
     connect(window, &CueWindow::saved, this, &CueWindows::addRecent);
     connect(window, &QObject::destroyed, this, [this, window] { forget(window); });
-    // The MIDI thread fires from a copy of the front sheet: refresh it on
-    // every change that moves a cue, its text or the streamer's lead.
-    for (auto signal :
-         {&CueDocument::rowsChanged, &CueDocument::rowsReset, &CueDocument::settingsChanged}) {
-        connect(doc, signal, this, [this, window] {
-            if (window == m_front)
-                publishFront();
-        });
-    }
-    connect(doc, &CueDocument::cellChanged, this, [this, window] {
-        if (window == m_front)
-            publishFront();
-    });
-    connect(window->table()->selectionModel(), &QItemSelectionModel::selectionChanged, this,
-            [this, window] {
-                if (window == m_front && m_firing)
-                    m_firing->setSelectionIndex(window->table()->firstSelectedRow());
-            });
-    if (m_midi) {
-        if (auto* counter = window->findChild<QLabel*>(QStringLiteral("labelTimecodeCounter"))) {
-            counter->setText(m_midi->counterText());
-            connect(m_midi, &MidiController::counterChanged, counter, &QLabel::setText);
-        }
-    }
+    // The status report's streamer values as they are now.
+    doc->setStepperStreamerDuration(m_streamerDuration);
+    doc->setOffset(m_streamerOffset);
+    m_take->addWindow(window);
     connect(doc, &CueDocument::inOutsSent, this,
             [this](int pairs) { m_panel->controller().parser().setFMax(pairs); });
     // What the user asked to read shows in the unit tab's log, brought forward.
@@ -313,57 +296,21 @@ bool CueWindows::closeAll() {
 }
 
 void CueWindows::setFront(CueWindow* window) {
-    const bool changed = m_front != window;
     m_front = window;
-    m_panel->controller().parser().setCueDocument(window ? &m_frontSheet : nullptr);
     updateActions();
-    if (changed)
-        publishFront();
 }
 
 void CueWindows::attachTimecode(MidiController* midi) {
-    if (m_midi)
-        m_midi->setTimecodeListener(nullptr);
-    m_midi = midi;
-    if (!midi) {
-        m_firing.reset();
-        return;
-    }
-    if (!m_firing) {
-        m_firing = std::make_unique<CueFiring>(this);
-        m_firing->setSelectionHandler([this](int row) { showTimecodeSelection(row); });
-    }
-    m_firing->setCommandSink(m_panel->controller().comThread());
-    publishFront();
-    midi->setTimecodeListener(m_firing.get());
-    for (CueWindow* w : windows()) {
-        if (auto* counter = w->findChild<QLabel*>(QStringLiteral("labelTimecodeCounter"))) {
-            counter->setText(midi->counterText());
-            connect(midi, &MidiController::counterChanged, counter, &QLabel::setText);
-        }
-    }
+    m_take->setCommandSink(m_panel->controller().comThread());
+    m_take->attach(midi);
 }
 
-void CueWindows::publishFront() {
-    if (!m_firing)
-        return;
-    if (m_front) {
-        m_firing->publish(m_front->document()->sheet());
-        m_firing->setSelectionIndex(m_front->table()->firstSelectedRow());
-    } else {
-        m_firing->publish(std::make_unique<CueFiringSnapshot>());
-    }
-}
-
-// The timecode has reached the next cue to come: select it as the user
-// would, which also shows its text on the unit.
-void CueWindows::showTimecodeSelection(int row) {
-    if (!m_front || row < 0 || row == m_front->table()->firstSelectedRow())
-        return;
-    m_front->table()->selectRow(row);
+CueFiring* CueWindows::cueFiring() const {
+    return m_take->firing();
 }
 
 void CueWindows::forget(CueWindow* window) {
+    m_take->removeWindow(window);
     m_windows.removeIf([window](const QPointer<CueWindow>& w) { return !w || w == window; });
     if (m_front == window || !m_front) {
         const QList<CueWindow*> rest = windows();
@@ -371,21 +318,22 @@ void CueWindows::forget(CueWindow* window) {
     }
 }
 
-void CueWindows::FrontSheet::setOffset(double seconds) {
-    if (CueWindow* w = m_owner.front())
+void CueWindows::AllSheets::setOffset(double seconds) {
+    m_owner.m_streamerOffset = seconds;
+    for (CueWindow* w : m_owner.windows())
         w->document()->setOffset(seconds);
 }
 
-void CueWindows::FrontSheet::setStepperStreamerDuration(int fiftieths) {
-    if (CueWindow* w = m_owner.front())
+void CueWindows::AllSheets::setStepperStreamerDuration(int fiftieths) {
+    m_owner.m_streamerDuration = fiftieths;
+    for (CueWindow* w : m_owner.windows())
         w->document()->setStepperStreamerDuration(fiftieths);
 }
 
 void CueWindows::linkChanged() {
     for (CueWindow* w : windows())
         w->document()->setComThread(m_panel->controller().comThread());
-    if (m_firing)
-        m_firing->setCommandSink(m_panel->controller().comThread());
+    m_take->setCommandSink(m_panel->controller().comThread());
 }
 
 QStringList CueWindows::recentFiles() const {

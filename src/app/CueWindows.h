@@ -11,6 +11,7 @@
 #include <memory>
 
 class CueFiring;
+class TakeControl;
 class CueWindow;
 class MidiController;
 class QAction;
@@ -18,11 +19,12 @@ class QMenu;
 class QWidget;
 class qz62View;
 
-// The open cue windows and the File commands that act on them. The control
-// panel works with the frontmost window: the link reaches every window, but
-// the streamer's offset and duration from each status report, and the
-// expected count of an in/out list, go to the frontmost one only. The File
-// commands appear in the main window's menu and in every cue window's.
+// The open cue windows and the File commands that act on them. The File
+// commands and the expected count of an in/out list work with the frontmost
+// window; the streamer's offset and duration from each status report reach
+// every sheet, so the armed one (TakeControl), in front or not, fires with
+// the current lead. The File commands appear in the main window's menu and
+// in every cue window's.
 //
 // Every modified sheet is copied for recovery (CueRecovery); the copies an
 // earlier run left are offered at start-up (offerRecovery()).
@@ -75,12 +77,12 @@ public:
     // Asks about every modified sheet; false when the user cancelled.
     bool closeAll();
 
-    // MIDI Time Code fires the front sheet's cues: its rows go to the MIDI
-    // thread as a snapshot whenever they, their order, the options or the
-    // streamer duration change, and every window's counter follows the
-    // timecode. Detached (and the firing gone) before this object goes.
+    // MIDI Time Code fires the armed sheet's cues (take()), and every
+    // window's counter follows it. Detached (and the firing gone) before
+    // this object goes.
     void attachTimecode(MidiController* midi);
-    CueFiring* cueFiring() const { return m_firing.get(); }
+    CueFiring* cueFiring() const;
+    TakeControl* take() const { return m_take.get(); }
 
     CueWindow* front() const;
     QList<CueWindow*> windows() const;
@@ -94,21 +96,21 @@ private:
     void updateActions();
     void addFileActions(QMenu* menu);
     void linkChanged();
-    void publishFront();
-    void showTimecodeSelection(int row);
     CueWindow* untouchedOrNewWindow();
     void windowClosed(CueWindow* window);
 
-    // The status report's streamer values, passed on to the front sheet.
-    struct FrontSheet : CueDocumentTarget {
-        explicit FrontSheet(CueWindows& owner) : m_owner(owner) {}
+    // The status report's streamer values, passed on to every sheet.
+    struct AllSheets : CueDocumentTarget {
+        explicit AllSheets(CueWindows& owner) : m_owner(owner) {}
         void setOffset(double seconds) override;
         void setStepperStreamerDuration(int fiftieths) override;
         CueWindows& m_owner;
     };
 
     qz62View* m_panel;
-    FrontSheet m_frontSheet{*this};
+    AllSheets m_allSheets{*this};
+    int m_streamerDuration = 100; // fiftieths of a second, as a new sheet has it
+    double m_streamerOffset = 0.0;
     QList<QPointer<CueWindow>> m_windows;
     QPointer<CueWindow> m_front;
     QAction* m_new = nullptr;
@@ -118,8 +120,7 @@ private:
     QAction* m_save = nullptr;
     QAction* m_saveAs = nullptr;
     QAction* m_close = nullptr;
-    MidiController* m_midi = nullptr;
-    std::unique_ptr<CueFiring> m_firing;
+    std::unique_ptr<TakeControl> m_take;
     std::unique_ptr<CueRecovery> m_recovery;
     RestoreQuestion m_restoreQuestion = &CueWindows::askRestore;
 };

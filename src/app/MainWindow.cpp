@@ -2,7 +2,9 @@
 
 #include "Version.h"
 #include "app/CueWindows.h"
+#include "app/TakeControl.h"
 #include "base/view/BarsColorList.h"
+#include "cues/view/TakeView.h"
 #include "link/ComThread.h"
 #include "midi/view/MidiView.h"
 #include "overlay/view/AnnunciatorView.h"
@@ -13,6 +15,7 @@
 
 #include <QCloseEvent>
 #include <QDockWidget>
+#include <QHBoxLayout>
 #include <QLabel>
 #include <QMenu>
 #include <QMenuBar>
@@ -28,7 +31,10 @@ MainWindow::MainWindow(QWidget* parent)
     buildViewMenu();
     m_cueWindows = new CueWindows(m_panel, m_ui->menuFile, this);
     m_cueWindows->attachTimecode(m_midiView->controller());
+    m_following->setText(m_cueWindows->take()->followingText());
+    connect(m_cueWindows->take(), &TakeControl::followingChanged, m_following, &QLabel::setText);
     m_updatePanel = new UpdatePanel(m_panel, m_ui->menuUpdate, this);
+    addTakeToViewMenu();
     buildStatusBar();
     connect(m_ui->actionQuit, &QAction::triggered, this, &QWidget::close);
     connect(m_ui->actionAbout, &QAction::triggered, this, &MainWindow::showAbout);
@@ -83,7 +89,21 @@ void MainWindow::buildMidi() {
     m_midiDock = new QDockWidget(QStringLiteral("MIDI Time Code"), this);
     m_midiDock->setObjectName(QStringLiteral("timecodeDock"));
     m_midiDock->setFeatures(QDockWidget::NoDockWidgetFeatures);
-    m_midiDock->setWidget(m_midiView);
+    // Beside the counter: the sheet the time code fires.
+    auto* dockContent = new QWidget;
+    auto* row = new QHBoxLayout(dockContent);
+    row->setContentsMargins(0, 0, 8, 0);
+    row->addWidget(m_midiView);
+    m_following = new QLabel;
+    m_following->setObjectName(QStringLiteral("labelFollowing"));
+    m_following->setWordWrap(true);
+    m_following->setMaximumWidth(420);
+    QFont font = m_following->font();
+    font.setPointSizeF(font.pointSizeF() * 1.3);
+    font.setBold(true);
+    m_following->setFont(font);
+    row->addWidget(m_following, 1);
+    m_midiDock->setWidget(dockContent);
     addDockWidget(Qt::TopDockWidgetArea, m_midiDock);
 }
 
@@ -140,7 +160,10 @@ void MainWindow::windowClosing() {
     saveLayout();
     // The Update menu runs nothing of its own: an update runs on the link's
     // port and stops with the link.
-    // The cue windows: the MIDI thread lets go of the cue firing first.
+    // The take view reads the take; then the cue windows: the MIDI thread
+    // lets go of the cue firing first.
+    delete m_takeView;
+    m_takeView = nullptr;
     delete m_cueWindows;
     m_cueWindows = nullptr;
     // MIDI: its ports close, nothing more arrives on its thread.
@@ -156,6 +179,7 @@ void MainWindow::stopMidi() {
     delete m_midiDock; // with the MIDI view and its controller
     m_midiDock = nullptr;
     m_midiView = nullptr;
+    m_following = nullptr;
     // Their actions spoke to the controller that is gone.
     m_ui->menuMidiInput->clear();
     m_ui->menuMidiOutput->clear();
@@ -197,4 +221,30 @@ void MainWindow::showAbout() {
                                       "QZ62 video-overlay unit: streamers, punches, annunciator, "
                                       "counters and cue text.")
                            .arg(QLatin1String(qz62::kAppVersion)));
+}
+
+// The View menu, before Help: windows that show what the program follows.
+void MainWindow::addTakeToViewMenu() {
+    QAction* take = m_viewMenu->addAction(tr("&Take"), this, [this] { showTakeView(); });
+    take->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_T));
+    take->setStatusTip(tr("The armed sheet's current and next cue and the time code, large"));
+}
+
+TakeView* MainWindow::showTakeView() {
+    if (!m_cueWindows)
+        return nullptr;
+    if (!m_takeView) {
+        TakeControl* takeControl = m_cueWindows->take();
+        m_takeView = new TakeView(takeControl);
+        m_takeView->setAttribute(Qt::WA_DeleteOnClose, false);
+        connect(takeControl, &TakeControl::takeChanged, m_takeView, &TakeView::refresh);
+    }
+    m_takeView->refresh();
+    m_takeView->show();
+    m_takeView->raise();
+    return m_takeView;
+}
+
+QString MainWindow::followingText() const {
+    return m_following ? m_following->text() : QString();
 }

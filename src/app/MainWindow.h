@@ -14,6 +14,7 @@ class PunchView;
 class QDockWidget;
 class QLabel;
 class QMenu;
+class TakeView;
 class UpdatePanel;
 namespace Ui {
 class MainWindow;
@@ -28,8 +29,8 @@ class MainWindow;
 //   1. the control panel (qz62View): the serial link and the network link
 //   2. the overlay editors, on the panel's tabs
 //   3. MIDI: the timecode counter above the panel and the MIDI menus
-//   4. the cue windows and the File commands
-//   5. the Update menu
+//   4. the cue windows and the File commands, the take (armed sheet, take view)
+//   5. the Update menu and the View menu
 //
 // windowClosing() stops them in the reverse order.
 class MainWindow : public QMainWindow {
@@ -62,6 +63,10 @@ public:
     // Null once the window closed.
     CueWindows* cueWindows() const { return m_cueWindows; }
     UpdatePanel* updatePanel() const { return m_updatePanel; }
+    // View > Take: the take view, made when first asked for.
+    TakeView* showTakeView();
+    // "Following reel1.txt" beside the counter.
+    QString followingText() const;
     // The View menu, for windows that come and go (the simulated unit's
     // output).
     QMenu* viewMenu() const { return m_viewMenu; }
@@ -80,6 +85,7 @@ private:
     void buildMidi();
     void buildStatusBar();
     void buildViewMenu();
+    void addTakeToViewMenu();
     void stopEditors();
     void stopMidi();
     void showAbout();
@@ -100,6 +106,8 @@ private:
     CueWindows* m_cueWindows = nullptr;
     UpdatePanel* m_updatePanel = nullptr;
     QLabel* m_linkLabel = nullptr;
+    QLabel* m_following = nullptr;
+    TakeView* m_takeView = nullptr;
     QMenu* m_viewMenu = nullptr;
     bool m_closed = false;
     bool m_remembersLayout = false;

@@ -3,6 +3,7 @@
 #include "app/CueWindows.h"
 #include "app/MainWindow.h"
 #include "cues/view/CueWindow.h"
+#include "cues/view/TakeView.h"
 #include "overlay/view/MonitorView.h"
 #include "overlay/view/PunchView.h"
 #include "overlay/view/UnitOutputWindow.h"
@@ -73,6 +74,14 @@ void saveScreenshots(MainWindow& window, UnitOutputWindow* output, const QString
     for (int i = 0; i < cues.size(); ++i) {
         const QString path = QDir(dir).filePath(QStringLiteral("cues-%1.png").arg(i));
         cues[i]->grab().save(path);
+        std::printf("%s\n", qPrintable(path));
+    }
+    // The take view at the size of a stage monitor.
+    if (TakeView* take = window.showTakeView()) {
+        take->resize(1920, 1080);
+        QApplication::processEvents();
+        const QString path = QDir(dir).filePath(QStringLiteral("take.png"));
+        take->grab().save(path);
         std::printf("%s\n", qPrintable(path));
     }
     if (output)

@@ -34,6 +34,8 @@ public:
 
     const CueSheet& sheet() const { return m_sheet; }
     const QList<CueItem>& rows() const { return m_sheet.rows(); }
+    // The selection moved without the user: nothing is sent for it.
+    void selectRowQuietly(int row) { m_sheet.setSelectionIndex(row); }
     int rowCount() const { return m_sheet.count(); }
     QUndoStack* undoStack() { return &m_undo; }
 

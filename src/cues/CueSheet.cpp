@@ -334,8 +334,10 @@ void CueSheet::mtcEvent(const QByteArray& mtc) {
         return;
     const int type = mtcframe::rateCode(frame);
     const cuewalk::Step step =
-        cuewalk::walk(count(), m_selectionIndex, now, type, leadFrames(type),
-                      [&](int row) { return m_tcc.tcToBinary(m_rows[row].getCueIn(), type); });
+        cuewalk::walk(count(), m_selectionIndex, now, type, leadFrames(type), [&](int row) {
+            const QString in = m_rows[row].getCueIn();
+            return m_tcc.isTc(in) ? m_tcc.tcToBinary(in, type) : cuewalk::kNoInTime;
+        });
     m_selectionIndex = step.selection;
     for (int i = 0; i < step.fireCount; ++i)
         sendTriggerAndText(m_rows[step.fire[size_t(i)]], midimsg::kTriggerVelocity);

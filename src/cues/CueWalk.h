@@ -20,6 +20,19 @@ inline int leadFrames(int streamerDuration, int type) {
     return streamerDuration * TcCalculator::frameRate(type) / 50;
 }
 
+// In time of a row that has none usable (an unset "---" or a broken time):
+// such a row sorts as midnight and never fires.
+inline constexpr int kNoInTime = -1;
+
+// The frame on which a cue at `inFrames` fires: its in time less the lead,
+// taken round the clock at the type's rate, so that a cue just after midnight
+// fires on the evening before.
+inline int dueFrame(int inFrames, int lead, int type) {
+    const int day = TcCalculator::framesPerDay(type);
+    const int due = (inFrames - lead) % day;
+    return due < 0 ? due + day : due;
+}
+
 struct Step {
     // The next cue to come; -1 once the last one is past.
     int selection = -1;
@@ -29,11 +42,11 @@ struct Step {
 };
 
 // One received time `now` (frames of `type`) over `rowCount` rows;
-// `inFrames(row)` gives a row's in time in frames of the type (0 when it is
-// not a valid timecode). From `selection` the walk goes back while the rows
+// `inFrames(row)` gives a row's in time in frames of the type (kNoInTime when
+// it is not a valid timecode). From `selection` the walk goes back while the rows
 // are not earlier than now, then forward past every row not later than now
 // (both taken round the clock): the row reached is the next cue. Of it and
-// the rows after it, at most kRowsLookedAt, those whose in time less `lead`
+// the rows after it, at most kRowsLookedAt, those whose due frame (dueFrame)
 // is exactly now fire: there is no tolerance. Without rows nothing changes.
 template <typename InFrames>
 Step walk(int rowCount, int selection, int now, int type, int lead, const InFrames& inFrames) {
@@ -41,7 +54,10 @@ Step walk(int rowCount, int selection, int now, int type, int lead, const InFram
     step.selection = selection;
     if (rowCount <= 0)
         return step;
-    auto order = [&](int row) { return TcCalculator::compareFrames(now, inFrames(row), type); };
+    auto order = [&](int row) {
+        const int in = inFrames(row);
+        return TcCalculator::compareFrames(now, in == kNoInTime ? 0 : in, type);
+    };
     int index = selection >= rowCount ? rowCount - 1 : selection;
     while (index >= 1 && order(index) <= 0)
         --index;
@@ -51,7 +67,8 @@ Step walk(int rowCount, int selection, int now, int type, int lead, const InFram
         ++index;
     step.selection = index < rowCount ? index : -1;
     for (int row = index; row < rowCount && row < index + kRowsLookedAt; ++row) {
-        if (now == inFrames(row) - lead)
+        const int in = inFrames(row);
+        if (in != kNoInTime && now == dueFrame(in, lead, type))
             step.fire[size_t(step.fireCount++)] = row;
     }
     return step;

@@ -89,6 +89,12 @@ int ComThread::openUsbSerial() {
     return 0;
 }
 
+QString ComThread::serialLatencyText() const {
+    if (m_other || !m_serial)
+        return QString();
+    return SerialTransport::lowLatencyText(m_serial->lowLatency());
+}
+
 void ComThread::useTransport(std::unique_ptr<Transport> transport, const QString& name) {
     stopThread();
     m_other = std::move(transport);
@@ -117,6 +123,10 @@ bool ComThread::isRunning() const {
 
 int ComThread::txCount() const {
     return m_worker->queuedCount();
+}
+
+std::uint64_t ComThread::timingBytesDeferred() const {
+    return m_worker->timingDeferred();
 }
 
 std::chrono::nanoseconds ComThread::linkThreadCpuTime() const {

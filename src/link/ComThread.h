@@ -137,6 +137,9 @@ public:
     int bytesAvailable() const;
     int fd() const;
     QString com() const { return m_com; }
+    // How the serial port holds received bytes back (empty without a serial
+    // port, or when the link runs on another transport).
+    QString serialLatencyText() const;
     // Stops the link and lends the serial port to an update engine until the
     // loan is destroyed. Without a serial port (none found, or the link runs
     // on another transport) the loan is empty and the link is left as it is.
@@ -144,6 +147,8 @@ public:
 
     // CPU time the link thread has used (its final figure once it ended).
     std::chrono::nanoseconds linkThreadCpuTime() const;
+    // Timing-path sends left to the link thread because the port was busy.
+    std::uint64_t timingBytesDeferred() const;
 
 private:
     friend class TransportLoan;

@@ -10,6 +10,11 @@
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
+#if defined(__linux__)
+#include <linux/serial.h>
+#elif defined(__APPLE__)
+#include <IOKit/serial/ioss.h>
+#endif
 
 namespace {
 using Clock = std::chrono::steady_clock;
@@ -91,8 +96,52 @@ bool SerialTransport::open(const QString& path) {
         ::close(fd);
         return false;
     }
+    m_lowLatency = requestLowLatency(fd);
     m_fd.store(fd);
     return true;
+}
+
+// Linux: the serial driver's low-latency flag, which sets a USB adapter's
+// latency timer to 1 ms. macOS: the receive latency of the serial family.
+// Pseudo-terminals and other drivers have neither; that is no failure.
+SerialTransport::LowLatency SerialTransport::requestLowLatency(int fd) {
+#if defined(__linux__)
+    serial_struct info{};
+    if (::ioctl(fd, TIOCGSERIAL, &info) != 0)
+        return LowLatency::Unavailable;
+    if (info.flags & ASYNC_LOW_LATENCY)
+        return LowLatency::On;
+    info.flags |= ASYNC_LOW_LATENCY;
+    if (::ioctl(fd, TIOCSSERIAL, &info) != 0)
+        return LowLatency::Refused;
+    serial_struct check{};
+    if (::ioctl(fd, TIOCGSERIAL, &check) != 0 || !(check.flags & ASYNC_LOW_LATENCY))
+        return LowLatency::Refused;
+    return LowLatency::On;
+#elif defined(__APPLE__)
+    unsigned long microseconds = 1000;
+    if (::ioctl(fd, IOSSDATALAT, &microseconds) != 0)
+        return errno == ENOTTY ? LowLatency::Unavailable : LowLatency::Refused;
+    return LowLatency::On;
+#else
+    (void)fd;
+    return LowLatency::Unavailable;
+#endif
+}
+
+QString SerialTransport::lowLatencyText(LowLatency state) {
+    switch (state) {
+    case LowLatency::On:
+        return QStringLiteral("low latency: replies are passed on at once");
+    case LowLatency::Unavailable:
+        return QStringLiteral("no latency setting on this port (replies as the port gives them)");
+    case LowLatency::Refused:
+        return QStringLiteral("the adapter would not switch to low latency: each reply may "
+                              "wait up to 16 ms longer");
+    case LowLatency::Unknown:
+        break;
+    }
+    return QString();
 }
 
 int SerialTransport::read(char* bytes, int maxBytes) {

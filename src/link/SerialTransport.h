@@ -15,6 +15,16 @@ public:
     static constexpr int kPollingReplyMs = 100;
     static constexpr int kMaxReplyBytes = 255;
 
+    // USB adapters hold received bytes back until their latency timer runs
+    // out (16 ms by default), which lengthens every reply wait. open() asks
+    // the driver to pass them on at once where it can.
+    enum class LowLatency {
+        Unknown,     // not open
+        On,          // the driver passes received bytes on at once
+        Unavailable, // the port or driver has no such setting (a pseudo-terminal)
+        Refused,     // the driver has it but would not change it
+    };
+
     SerialTransport() = default;
     ~SerialTransport() override;
     SerialTransport(const SerialTransport&) = delete;
@@ -25,6 +35,9 @@ public:
     QString error() const { return m_error; }
     int errorNumber() const { return m_errno; }
     QString path() const { return m_path; }
+    LowLatency lowLatency() const { return m_lowLatency; }
+    // For the user: whether replies come at once or may be held back.
+    static QString lowLatencyText(LowLatency state);
 
     int pollFd() const override { return m_fd.load(); }
     int read(char* bytes, int maxBytes) override;
@@ -44,7 +57,10 @@ public:
     QString sendStringPolling(const QString& text);
 
 private:
+    static LowLatency requestLowLatency(int fd);
+
     std::atomic<int> m_fd{-1};
+    LowLatency m_lowLatency = LowLatency::Unknown;
     QString m_path;
     QString m_error;
     int m_errno = 0;

@@ -5,6 +5,7 @@
 
 #include <QSettings>
 #include <QTimer>
+#include <chrono>
 #include <thread>
 
 namespace {
@@ -19,6 +20,13 @@ MidiParser::Mtc unpacked(std::uint32_t value) {
     return {std::uint8_t(value >> 24), std::uint8_t(value >> 16), std::uint8_t(value >> 8),
             std::uint8_t(value)};
 }
+std::int64_t steadyNs() {
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(
+               std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+// Timecode without a quarter frame for this many frames has stopped.
+constexpr int kStoppedAfterFrames = 2;
 } // namespace
 
 MidiController::MidiController(QSettings* settings, QObject* parent)
@@ -30,6 +38,10 @@ MidiController::MidiController(QSettings* settings, QObject* parent)
     }
     m_parser.setExactDropFrame(
         m_settings->value(QLatin1String(kExactDropFrameKey), false).toBool());
+    // Runs only while timecode does: a stopped source costs nothing.
+    m_stopTimer = new QTimer(this);
+    m_stopTimer->setInterval(1000 / 30);
+    connect(m_stopTimer, &QTimer::timeout, this, [this] { checkStopped(steadyNs()); });
 }
 
 MidiController::~MidiController() {
@@ -200,7 +212,10 @@ void MidiController::onButtonTest() {
 
 void MidiController::setExactDropFrame(bool exact) {
     m_parser.setExactDropFrame(exact);
+    const bool changed = exact != m_settings->value(QLatin1String(kExactDropFrameKey)).toBool();
     m_settings->setValue(QLatin1String(kExactDropFrameKey), exact);
+    if (changed)
+        emit exactDropFrameChanged(exact);
 }
 
 void MidiController::setTimecodeListener(TimecodeListener* listener) {
@@ -241,4 +256,71 @@ void MidiController::resetCounter() {
         return;
     m_counterText = noTimeText();
     emit counterChanged(m_counterText);
+}
+
+void MidiController::locate(const MidiParser::Mtc& mtc) {
+    m_incomingRate.store(mtcframe::rateCode(mtc));
+    m_toMain->post([this] { showIncomingRate(); });
+    m_delivering.fetch_add(1);
+    if (TimecodeListener* listener = m_timecodeListener.load())
+        listener->locate(mtc);
+    m_delivering.fetch_sub(1);
+}
+
+void MidiController::quarterFrame(int piece, int nibble) {
+    m_lastQuarterNs.store(steadyNs(), std::memory_order_relaxed);
+    // Piece 7 carries the rate bits in bits 1-2 of its nibble.
+    if (piece == 7 && m_incomingRate.exchange((nibble >> 1) & 3) != ((nibble >> 1) & 3))
+        m_toMain->post([this] { showIncomingRate(); });
+    if (!m_running.exchange(true))
+        m_toMain->post([this] { timecodeStarted(); });
+}
+
+void MidiController::timecodeStarted() {
+    if (!m_running.load() || m_runningShown)
+        return;
+    m_runningShown = true;
+    m_stopTimer->start();
+    emit timecodeStateChanged();
+}
+
+void MidiController::checkStopped(std::int64_t nowNs) {
+    const int rate = m_incomingRate.load();
+    const int fps = rate == 0 ? 24 : rate == 1 ? 25 : 30;
+    const std::int64_t stoppedAfterNs = std::int64_t(kStoppedAfterFrames) * 1'000'000'000 / fps;
+    if (nowNs - m_lastQuarterNs.load() <= stoppedAfterNs)
+        return;
+    // A quarter frame from now on starts it again (and posts so).
+    if (!m_running.exchange(false) && !m_runningShown)
+        return;
+    m_runningShown = false;
+    m_stopTimer->stop();
+    emit timecodeStateChanged();
+}
+
+void MidiController::showIncomingRate() {
+    const int rate = m_incomingRate.load();
+    if (rate == m_incomingRateShown)
+        return;
+    m_incomingRateShown = rate;
+    emit timecodeStateChanged();
+}
+
+mtcframe::Frame MidiController::counterTime() const {
+    return unpacked(m_shownTime.load());
+}
+
+QString MidiController::rateText(int type) {
+    switch (type) {
+    case 0:
+        return QStringLiteral("24");
+    case 1:
+        return QStringLiteral("25");
+    case 2:
+        return QStringLiteral("29.97 drop");
+    case 3:
+        return QStringLiteral("30");
+    default:
+        return QString();
+    }
 }

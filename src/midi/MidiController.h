@@ -80,6 +80,21 @@ public:
     void setTimecodeListener(TimecodeListener* listener);
     // The time to show, "HH:MM:SS:FF" (noTimeText() before any).
     QString counterText() const { return m_counterText; }
+    // The time shown, with its rate bits (all zero before any).
+    mtcframe::Frame counterTime() const;
+    // Whether quarter frames are arriving: set by the first one, cleared when
+    // none came for longer than two frames.
+    bool timecodeRunning() const { return m_runningShown; }
+    // The rate the source sends (its quarter frames' or full frame's rate
+    // bits, which the unit's own drop-frame step does not disturb); -1 before
+    // any.
+    int incomingRate() const { return m_incomingRateShown; }
+    // The counter's words for a rate: "24", "25", "29.97 drop", "30".
+    static QString rateText(int type);
+    // Clears the running state when the last quarter frame came longer than
+    // two frames before `nowNs` (steady clock); the timer does this while
+    // timecode runs.
+    void checkStopped(std::int64_t nowNs);
 
     // The MIDI thread's entry: one received message (also for tests and
     // benchmarks that feed bytes without a MIDI system).
@@ -92,10 +107,17 @@ signals:
     void counterChanged(const QString& text);
     // A line for the user about a port asked for by name.
     void notice(const QString& text);
+    // Running or stopped, or the incoming rate, changed.
+    void timecodeStateChanged();
+    void exactDropFrameChanged(bool exact);
 
 private:
     void mtcEvent(const MidiParser::Mtc& mtc) override;
     void showTcDigits(const MidiParser::Mtc& mtc) override;
+    void locate(const MidiParser::Mtc& mtc) override;
+    void quarterFrame(int piece, int nibble) override;
+    void timecodeStarted();
+    void showIncomingRate();
     void showCounter();
     void resetCounter();
     void connectWanted();
@@ -124,6 +146,12 @@ private:
     std::atomic<int> m_delivering{0};
     std::atomic<std::uint32_t> m_shownTime{0};
     std::atomic<bool> m_counterPending{false};
+    std::atomic<std::int64_t> m_lastQuarterNs{0};
+    std::atomic<bool> m_running{false};
+    std::atomic<int> m_incomingRate{-1};
+    bool m_runningShown = false;
+    int m_incomingRateShown = -1;
+    QTimer* m_stopTimer = nullptr;
 
     std::atomic<MidiPorts*> m_sendPorts{nullptr}; // m_ports for the MIDI thread's sends
     // Last, so that it goes first: no callback runs once it is gone.

@@ -107,6 +107,8 @@ void MidiParser::controlChangeService() {
 void MidiParser::mtcService() {
     const int piece = (m_buffer[1] >> 4) & 7;
     const int nibble = m_buffer[1] & 0x0F;
+    if (m_listener)
+        m_listener->quarterFrame(piece, nibble);
     // Pieces 0-2 and 4-6 make up a step that the previous half missed.
     if (piece < 3 && m_lastMtcIndex != 7) {
         m_lastMtcIndex = 7;
@@ -147,6 +149,8 @@ void MidiParser::sysexService() {
         for (int i = 0; i < 4; ++i)
             m_mtc[size_t(i)] = m_buffer[size_t(5 + i)];
         showTcDigits();
+        if (m_listener)
+            m_listener->locate(m_mtc);
         return;
     }
     if (length < int(kHuiTimecodeHeader.size()))

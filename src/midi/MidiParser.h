@@ -37,6 +37,11 @@ public:
         virtual void mtcEvent(const Mtc& mtc) = 0;
         // The time to show changed (a step or a full-frame message).
         virtual void showTcDigits(const Mtc& mtc) = 0;
+        // A full-frame message: the source jumped to `mtc` (a locate).
+        virtual void locate(const Mtc& /*mtc*/) {}
+        // Every quarter frame as it arrives, before any step it makes:
+        // its piece (0-7) and nibble.
+        virtual void quarterFrame(int /*piece*/, int /*nibble*/) {}
         // Bytes to send to the chosen destination (the ping answer).
         virtual void txMidi(const QByteArray& bytes) = 0;
         // New HUI timecode-display digits arrived.

@@ -1,6 +1,7 @@
 #include "midi/RtMidiPorts.h"
 
 #include "base/Diagnostics.h"
+#include "base/Realtime.h"
 
 #include <QFileInfo>
 #include <RtMidi.h>
@@ -188,6 +189,8 @@ void RtMidiPorts::sendQueued() {
 
 void RtMidiPorts::onMessage(double /*timeStamp*/, std::vector<unsigned char>* message, void* self) {
     auto* ports = static_cast<RtMidiPorts*>(self);
+    // The time code and the cues it fires start here.
+    realtime::raiseCurrentThread("MIDI", 45);
     if (message && !message->empty() && ports->m_receiver)
         ports->m_receiver(message->data(), message->size());
 }

@@ -8,4 +8,7 @@ class TimecodeListener {
 public:
     virtual ~TimecodeListener() = default;
     virtual void mtcEvent(const mtcframe::Frame& mtc) = 0;
+    // The source jumped to `mtc` (a full-frame message): no step, but what
+    // follows is a new pass over the times ahead.
+    virtual void locate(const mtcframe::Frame& /*mtc*/) {}
 };

@@ -399,17 +399,38 @@ void SimulatedUnit::pumpOutput(Clock::time_point now) {
         }
         m_scheduled.pop_front();
     }
+    pumpAdapter(now);
     if (m_wire.isEmpty() || m_wireNextDue > now)
         return;
     qsizetype count = m_wire.size();
     if (step > Clock::duration::zero())
         count = std::min<qsizetype>(count, 1 + (now - m_wireNextDue) / step);
-    const ssize_t written = ::write(m_master, m_wire.constData(), size_t(count));
+    const int holdMs = m_adapterHoldMs.load();
+    if (holdMs > 0) {
+        if (m_held.isEmpty())
+            m_heldDue = m_wireNextDue + std::chrono::milliseconds(holdMs);
+        m_held += m_wire.left(count);
+    }
+    const ssize_t written =
+        holdMs > 0 ? ssize_t(count) : ::write(m_master, m_wire.constData(), size_t(count));
     if (written <= 0)
         return; // the host's input is full; poll waits for room
     m_lastOutDone = m_wireNextDue + step * (written - 1);
     m_wireNextDue = m_lastOutDone + step;
     m_wire.remove(0, qsizetype(written));
+    pumpAdapter(now);
+}
+
+// A full USB packet (62 bytes of data) goes at once; less waits for the timer.
+void SimulatedUnit::pumpAdapter(Clock::time_point now) {
+    constexpr qsizetype kPacketBytes = 62;
+    if (m_held.isEmpty() || (m_heldDue > now && m_held.size() < kPacketBytes))
+        return;
+    const ssize_t written = ::write(m_master, m_held.constData(), size_t(m_held.size()));
+    if (written > 0)
+        m_held.remove(0, qsizetype(written));
+    if (!m_held.isEmpty())
+        m_heldDue = now;
 }
 
 void SimulatedUnit::run() {
@@ -439,6 +460,8 @@ void SimulatedUnit::run() {
             consider(m_inNextDue);
         if (!m_scheduled.empty())
             consider(m_scheduled.front().due);
+        if (!m_held.isEmpty())
+            consider(m_heldDue);
         const bool blockedOutput = !m_wire.isEmpty() && m_wireNextDue <= now;
         if (!m_wire.isEmpty() && !blockedOutput)
             consider(m_wireNextDue);

@@ -65,6 +65,10 @@ public:
     // 0 turns the emulation off (bytes move as fast as the terminal allows).
     void setWireBaud(int baud) { m_wireBaud.store(baud); }
     void setReplyDelayMs(int delayMs) { m_replyDelayMs.store(delayMs); }
+    // Emulates a USB adapter's latency timer: bytes that have crossed the
+    // wire reach the host only once this many milliseconds have passed since
+    // the first of them, or 62 of them fill a USB packet. 0: at once.
+    void setAdapterHoldMs(int holdMs) { m_adapterHoldMs.store(holdMs); }
     // Records what arrives but sends nothing back.
     void setSilent(bool silent) { m_silent.store(silent); }
     bool isSilent() const { return m_silent.load(); }
@@ -130,6 +134,7 @@ private:
     void flushClient(Client& client);
     // Moves due output onto the wire and writes what the wire has delivered.
     void pumpOutput(Clock::time_point now);
+    void pumpAdapter(Clock::time_point now);
     void pumpInput(Clock::time_point now);
     Clock::duration byteTime() const;
     void notifyChanges();
@@ -146,6 +151,7 @@ private:
 
     std::atomic<int> m_wireBaud{0};
     std::atomic<int> m_replyDelayMs{0};
+    std::atomic<int> m_adapterHoldMs{0};
     std::atomic<bool> m_silent{false};
 
     mutable std::mutex m_mutex; // guards m_protocol and m_rawOut
@@ -163,6 +169,8 @@ private:
     QByteArray m_wire;               // bytes on their way to the host
     Clock::time_point m_wireNextDue; // when the first of them has arrived
     Clock::time_point m_lastOutDone; // when the last byte sent had arrived
+    QByteArray m_held;               // crossed the wire, held by the adapter
+    Clock::time_point m_heldDue;     // when the adapter lets them go
     QByteArray m_inPending;          // bytes from the host still on the wire
     Clock::time_point m_inNextDue;
     Clock::time_point m_lastInDone;

@@ -156,3 +156,19 @@ TEST(PortRemedy, FollowsTheInstalledAccessRule) {
 }
 
 } // namespace
+
+// A pseudo-terminal has no latency setting: the port opens all the same,
+// and the unit tab says that replies come as the port gives them.
+TEST(SerialLatency, APortWithoutTheSettingStillOpens) {
+    SimulatedUnit sim;
+    ASSERT_TRUE(sim.start());
+    SerialTransport port;
+    EXPECT_EQ(port.lowLatency(), SerialTransport::LowLatency::Unknown);
+    ASSERT_TRUE(port.open(sim.ptyPath())) << port.error().toStdString();
+    EXPECT_EQ(port.lowLatency(), SerialTransport::LowLatency::Unavailable);
+    ComThread link;
+    link.setDriverCheckEnabled(false);
+    link.setPort(sim.ptyPath());
+    ASSERT_EQ(link.openUsbSerial(), 0);
+    EXPECT_TRUE(link.serialLatencyText().startsWith(QStringLiteral("no latency setting")));
+}

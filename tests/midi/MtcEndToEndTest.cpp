@@ -172,6 +172,59 @@ TEST_P(MtcEndToEnd, CuesFireOnceOnTheirFrames) {
     link.stopThread();
 }
 
+// Played across midnight: cues just after it fire within their streamer lead
+// on the evening before, each once, in order.
+TEST(MtcOverJack, CuesAcrossMidnightFireWithinTheirLead) {
+    JackServer jack;
+    ASSERT_TRUE(jack.ready()) << "jackd did not start";
+    SimulatedUnit sim;
+    ASSERT_TRUE(sim.start());
+    linktest::Receiver owner;
+    ComThread link;
+    link.setDriverCheckEnabled(false);
+    link.setPort(sim.ptyPath());
+    ASSERT_EQ(link.openUsbSerial(), 0);
+    link.startThread(&owner);
+    QTemporaryDir dir;
+    QSettings settings(dir.filePath(QStringLiteral("midi.ini")), QSettings::IniFormat);
+    MidiController midi(&settings);
+    midi.awakeFromNib();
+
+    // Lead 2 s (100 fiftieths): due at 23:59:57:10, 23:59:59:00 and 00:00:01:00.
+    CueSheet sheet;
+    for (const char* in : {"23:59:59:10", "00:00:01:00", "00:00:03:00"}) {
+        CueItem item = CueItem::blank();
+        item.cueId = QString::fromLatin1(in);
+        item.cueText = QStringLiteral("cue at %1").arg(QLatin1String(in));
+        item.cueIn = QString::fromLatin1(in);
+        sheet.addObject(item);
+    }
+    QObject mainThread;
+    CueFiring firing(&mainThread);
+    firing.setCommandSink(&link);
+    firing.publish(sheet);
+    midi.setTimecodeListener(&firing);
+    int status = 2;
+    for (int attempt = 0; attempt < 3 && status == 2; ++attempt) {
+        const pid_t mtc = jacktest::spawn(
+            QStringLiteral(QZ62_BINARY_DIR "/src/cli/qz62ctl"),
+            {QStringLiteral("mtc"), QStringLiteral("--out"), QStringLiteral("WB_ADR:MIDI In"),
+             QStringLiteral("--start"), QStringLiteral("23:59:55:00"), QStringLiteral("--rate"),
+             QStringLiteral("25"), QStringLiteral("--seconds"), QStringLiteral("8")});
+        ASSERT_GT(mtc, 0);
+        ASSERT_TRUE(waitFor([&] { return (status = jacktest::exitStatus(mtc)) >= 0; }, 20000));
+    }
+    EXPECT_EQ(status, 0);
+    waitFor([&] { return sim.sysexTexts().size() >= 3; }, 3000);
+    midi.setTimecodeListener(nullptr);
+    QStringList texts;
+    for (const CueItem& item : sheet.rows())
+        texts << QStringLiteral("s ") + sheet.cueItemText(item);
+    EXPECT_EQ(sim.sysexTexts(), texts);
+    EXPECT_EQ(sim.triggers().size(), 3);
+    link.stopThread();
+}
+
 // The remembered source is picked up at start-up and again after it went
 // away and came back, by name.
 TEST(MidiPortsOverJack, SourceFollowedByName) {

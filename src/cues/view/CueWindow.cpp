@@ -61,6 +61,7 @@ CueWindow::~CueWindow() {
 }
 
 void CueWindow::buildControls(QVBoxLayout* layout) {
+    layout->addWidget(buildTakeBar());
     layout->addLayout(buildTopRow());
     auto* options = new QHBoxLayout;
     options->addWidget(buildUnitTextOptions());
@@ -89,6 +90,9 @@ QLayout* CueWindow::buildTopRow() {
     m_counter = counterPlaceholder();
     slotLayout->addWidget(m_counter);
     top->addWidget(m_counterSlot);
+    m_rateLabel = new QLabel;
+    m_rateLabel->setObjectName(QStringLiteral("labelTimecodeRate"));
+    top->addWidget(m_rateLabel);
 
     auto* unit = new QGroupBox(tr("Unit"));
     auto* unitLayout = new QHBoxLayout(unit);
@@ -184,6 +188,7 @@ void CueWindow::buildMenus() {
     m_fileMenu->addAction(tr("Export P&DF…"), this, &CueWindow::exportPdf);
     QAction* print = m_fileMenu->addAction(tr("&Print…"), this, &CueWindow::print);
     print->setShortcut(QKeySequence::Print);
+    buildTakeMenu(cues);
 }
 
 void CueWindow::connectControls() {
@@ -214,8 +219,12 @@ void CueWindow::connectControls() {
                                           return chooseColumns(path, preview, guess);
                                       });
             });
-    connect(m_table->selectionModel(), &QItemSelectionModel::selectionChanged, this,
-            [this] { m_document->selectRow(m_table->firstSelectedRow()); });
+    connect(m_table->selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] {
+        if (m_quietSelection)
+            m_document->selectRowQuietly(m_table->firstSelectedRow());
+        else
+            m_document->selectRow(m_table->firstSelectedRow());
+    });
 }
 
 void CueWindow::updateTitle() {

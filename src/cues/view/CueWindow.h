@@ -21,6 +21,7 @@ class QMenu;
 class QPrinter;
 class QPushButton;
 class QVBoxLayout;
+class QAction;
 
 // The questions a cue window asks the user. Tests replace them; the
 // defaults are the file dialogs and a message box.
@@ -130,12 +131,36 @@ public:
     void renumber();
     void findReplace();
 
+    // --- the take ---
+    // Whether this is the armed sheet, the one the time code fires. The
+    // window says so plainly at its top.
+    void setArmed(bool armed);
+    // Selects the row without sending its text to the unit (time code
+    // moving the selection while held).
+    void selectRowQuietly(int row);
+    bool isArmed() const { return m_armed; }
+    // Hold: nothing is sent for the time code; shown unmistakably.
+    void setHeld(bool held);
+    // The incoming rate ("29.97 drop"; empty before any) and whether time
+    // code runs: shown beside the counter, which greys out when stopped.
+    void setTimecodeState(const QString& rate, bool running);
+    // A line about the time code for this sheet, with a button when
+    // `actionText` is not empty (pressing it emits timecodeWarningAction).
+    // Empty hides it.
+    void showTimecodeWarning(const QString& text, const QString& actionText = QString());
+    QString timecodeWarning() const;
+
 signals:
     void activated(CueWindow* window);
     void saved(const QString& path);
     void closed(CueWindow* window);
     // Lines for the user to read: a MIDI file's log, the 7/8 self-test.
     void logText(const QString& text);
+    // Cues > Arm This Sheet, Hold, Fire Next; the warning line's button.
+    void armRequested(CueWindow* window);
+    void holdRequested(bool held);
+    void fireNextRequested();
+    void timecodeWarningAction();
 
 protected:
     void closeEvent(QCloseEvent* event) override;
@@ -149,6 +174,9 @@ private:
     QWidget* buildMidiFileOptions();
     QLayout* buildRowButtons();
     void buildMenus();
+    QWidget* buildTakeBar();
+    void buildTakeMenu(QMenu* cues);
+    void showTakeState();
     void connectControls();
     void connectOptions();
     void showSettings();
@@ -176,4 +204,19 @@ private:
     QCheckBox* m_checkBoxPulldown = nullptr;
     QLineEdit* m_textBoxMidiStart = nullptr;
     QComboBox* m_comboBoxMidiTcType = nullptr;
+    // The take.
+    bool m_armed = false;
+    bool m_held = false;
+    bool m_quietSelection = false;
+    QLabel* m_armedLabel = nullptr;
+    QLabel* m_rateLabel = nullptr;
+    QPushButton* m_armButton = nullptr;
+    QPushButton* m_holdButton = nullptr;
+    QPushButton* m_fireNextButton = nullptr;
+    QAction* m_armAction = nullptr;
+    QAction* m_holdAction = nullptr;
+    QAction* m_fireNextAction = nullptr;
+    QWidget* m_warningBar = nullptr;
+    QLabel* m_warningLabel = nullptr;
+    QPushButton* m_warningButton = nullptr;
 };

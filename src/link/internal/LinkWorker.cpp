@@ -2,6 +2,7 @@
 
 #include "base/Diagnostics.h"
 #include "base/QueuedCalls.h"
+#include "base/Realtime.h"
 #include "link/LinkListener.h"
 #include "link/Transport.h"
 
@@ -127,6 +128,7 @@ void LinkWorker::sendNow(const QByteArray& raw) {
                 if (n == int(raw.size()))
                     return;
                 if (n >= 0) { // the link thread finishes it
+                    m_timingDeferred.fetch_add(1, std::memory_order_relaxed);
                     m_unsent = raw.mid(n);
                     m_unsentStarted = n > 0;
                     m_wake.wake();
@@ -142,6 +144,7 @@ void LinkWorker::sendNow(const QByteArray& raw) {
             return; // the run ended meanwhile
         m_priority.push_back(raw);
     }
+    m_timingDeferred.fetch_add(1, std::memory_order_relaxed);
     m_wake.wake();
 }
 
@@ -166,6 +169,8 @@ std::chrono::nanoseconds LinkWorker::cpuTime() const {
 // --- the link thread ---
 
 void LinkWorker::run(Session session) {
+    // It writes the timing path's bytes that the caller could not.
+    realtime::raiseCurrentThread("link", 40);
     if (session.fd < 0)
         waitForStop(); // no port
     else

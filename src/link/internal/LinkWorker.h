@@ -92,6 +92,9 @@ public:
     // The priority lane.
     void sendNow(const QByteArray& raw);
     int queuedCount() const;
+    // Timing-path sends the caller could not write itself (the port was
+    // busy): the link thread wrote them when it woke.
+    std::uint64_t timingDeferred() const { return m_timingDeferred.load(); }
 
     // CPU time the thread has used (its final figure once it ended).
     std::chrono::nanoseconds cpuTime() const;
@@ -145,6 +148,7 @@ private:
     mutable std::mutex m_ioLock; // guards the two queues only
     std::deque<Queued> m_commands;
     std::deque<QByteArray> m_priority;
+    std::atomic<std::uint64_t> m_timingDeferred{0};
 
     // Guards every write to the transport and the three below; held only
     // around non-blocking writes, never while waiting. Taken before m_ioLock.

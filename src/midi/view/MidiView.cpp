@@ -24,6 +24,13 @@ MidiView::MidiView(QWidget* parent, std::unique_ptr<MidiController> controller)
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(4, 4, 4, 4);
     layout->addWidget(m_ctr);
+    m_state = new QLabel(this);
+    m_state->setObjectName(QStringLiteral("ctrState"));
+    m_state->setAlignment(Qt::AlignCenter);
+    layout->addWidget(m_state);
+    showTimecodeState();
+    connect(m_controller.get(), &MidiController::timecodeStateChanged, this,
+            &MidiView::showTimecodeState);
 
     connect(m_controller.get(), &MidiController::counterChanged, m_ctr, &QLabel::setText);
     connect(m_controller.get(), &MidiController::portsChanged, this, &MidiView::rebuildMenus);
@@ -48,6 +55,8 @@ void MidiView::initMenuItems(QMenu* input, QMenu* output, QMenu* midiMenu) {
                            "counts instead of the unit's traditional step"));
         connect(m_exactDropFrame, &QAction::toggled, m_controller.get(),
                 &MidiController::setExactDropFrame);
+        connect(m_controller.get(), &MidiController::exactDropFrameChanged, m_exactDropFrame,
+                &QAction::setChecked);
         QAction* test = midiMenu->addAction(QStringLiteral("Send HUI Lamp Test"));
         connect(test, &QAction::triggered, m_controller.get(), &MidiController::onButtonTest);
     }
@@ -79,4 +88,16 @@ void MidiView::fillMenu(QMenu* menu, const QStringList& names, const QString& ch
         group->addAction(action);
         QObject::connect(action, &QAction::triggered, menu, [choose, name] { choose(name); });
     }
+}
+
+// Stopped time code greys the counter out: what it shows is not moving.
+void MidiView::showTimecodeState() {
+    const bool running = m_controller->timecodeRunning();
+    const QString rate = MidiController::rateText(m_controller->incomingRate());
+    m_state->setText(rate.isEmpty() ? QStringLiteral("no time code")
+                                    : QStringLiteral("%1 fps \u00b7 %2")
+                                          .arg(rate, running ? QStringLiteral("running")
+                                                             : QStringLiteral("stopped")));
+    m_ctr->setStyleSheet(running ? QString() : QStringLiteral("QLabel { color: #8a8e92; }"));
+    m_state->setStyleSheet(running ? QString() : QStringLiteral("QLabel { color: #8a8e92; }"));
 }

@@ -24,6 +24,8 @@ public:
 
     MidiController* controller() const { return m_controller.get(); }
     QLabel* ctr() const { return m_ctr; }
+    // The incoming rate and running or stopped, under the counter.
+    QLabel* stateLabel() const { return m_state; }
 
     // Fills the two menus with the sources and destinations, ticks the chosen
     // ones, and rebuilds them whenever the system's setup changes. `midiMenu`
@@ -36,11 +38,13 @@ public:
 
 private:
     void rebuildMenus();
+    void showTimecodeState();
     static void fillMenu(QMenu* menu, const QStringList& names, const QString& chosen,
                          const std::function<void(const QString&)>& choose);
 
     std::unique_ptr<MidiController> m_controller;
     QLabel* m_ctr = nullptr;
+    QLabel* m_state = nullptr;
     QMenu* m_input = nullptr;
     QMenu* m_output = nullptr;
     QAction* m_exactDropFrame = nullptr;

@@ -475,9 +475,13 @@ void qz62View::showLinkState(PanelController::LinkState state, const QString& de
     case S::Idle:
         m_linkText = QStringLiteral("Looking for the unit…");
         break;
-    case S::Connected:
+    case S::Connected: {
         m_linkText = QStringLiteral("Unit connected on %1").arg(detail);
+        const ComThread* link = m_controller.comThread();
+        const QString latency = link ? link->serialLatencyText() : QString();
+        m_ui->labelLatency->setText(latency.isEmpty() ? QStringLiteral("—") : latency);
         break;
+    }
     case S::NotFound:
         if (detail.isEmpty())
             m_linkText = QStringLiteral("No unit found: settings are not sent. Check the USB "
