@@ -136,21 +136,9 @@ TEST_P(MtcEndToEnd, CuesFireOnceOnTheirFrames) {
         EXPECT_EQ(answered.toHex(), QByteArray("90007f").repeated(answered.size() / 3));
     }
 
-    // qz62ctl fails at once (status 2) when its JACK client cannot connect,
-    // which happens now and then while other servers start: try again.
-    int status = 2;
-    for (int attempt = 0; attempt < 3 && status == 2; ++attempt) {
-        const pid_t mtc = jacktest::spawn(
-            QStringLiteral(QZ62_BINARY_DIR "/src/cli/qz62ctl"),
-            {QStringLiteral("mtc"), QStringLiteral("--out"), QStringLiteral("WB_ADR:MIDI In"),
-             QStringLiteral("--start"), QStringLiteral("01:00:00:00"), QStringLiteral("--rate"),
-             QString::fromLatin1(rate.name), QStringLiteral("--seconds"),
-             QString::number(kPlaySeconds)});
-        ASSERT_GT(mtc, 0);
-        ASSERT_TRUE(waitFor([&] { return (status = jacktest::exitStatus(mtc)) >= 0; },
-                            (kPlaySeconds + 10) * 1000));
-    }
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(jacktest::playMtc(QStringLiteral("01:00:00:00"), QString::fromLatin1(rate.name),
+                                kPlaySeconds, waitFor),
+              0);
     waitFor([&] { return sim.sysexTexts().size() >= qsizetype(triggerFrames.size()); }, 3000);
     midi.setTimecodeListener(nullptr);
     EXPECT_NE(midi.counterText(), MidiController::noTimeText());
@@ -204,17 +192,8 @@ TEST(MtcOverJack, CuesAcrossMidnightFireWithinTheirLead) {
     firing.setCommandSink(&link);
     firing.publish(sheet);
     midi.setTimecodeListener(&firing);
-    int status = 2;
-    for (int attempt = 0; attempt < 3 && status == 2; ++attempt) {
-        const pid_t mtc = jacktest::spawn(
-            QStringLiteral(QZ62_BINARY_DIR "/src/cli/qz62ctl"),
-            {QStringLiteral("mtc"), QStringLiteral("--out"), QStringLiteral("WB_ADR:MIDI In"),
-             QStringLiteral("--start"), QStringLiteral("23:59:55:00"), QStringLiteral("--rate"),
-             QStringLiteral("25"), QStringLiteral("--seconds"), QStringLiteral("8")});
-        ASSERT_GT(mtc, 0);
-        ASSERT_TRUE(waitFor([&] { return (status = jacktest::exitStatus(mtc)) >= 0; }, 20000));
-    }
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(jacktest::playMtc(QStringLiteral("23:59:55:00"), QStringLiteral("25"), 8, waitFor),
+              0);
     waitFor([&] { return sim.sysexTexts().size() >= 3; }, 3000);
     midi.setTimecodeListener(nullptr);
     QStringList texts;

@@ -58,6 +58,29 @@ inline int waitExit(pid_t pid, std::chrono::milliseconds timeout) {
     return status;
 }
 
+#ifdef QZ62_BINARY_DIR
+// Plays MIDI Time Code into the application's "MIDI In" with qz62ctl mtc and
+// gives its exit status (-1 when it could not be run or did not end in time).
+// qz62ctl fails at once (status 2) when its JACK client cannot connect, which
+// happens now and then while other servers start: it is tried again. `wait`
+// waits for a condition for a number of milliseconds, serving events.
+template <typename Wait>
+int playMtc(const QString& start, const QString& rate, int seconds, Wait wait) {
+    int status = 2;
+    for (int attempt = 0; attempt < 3 && status == 2; ++attempt) {
+        const pid_t mtc =
+            spawn(QStringLiteral(QZ62_BINARY_DIR "/src/cli/qz62ctl"),
+                  {QStringLiteral("mtc"), QStringLiteral("--out"), QStringLiteral("WB_ADR:MIDI In"),
+                   QStringLiteral("--start"), start, QStringLiteral("--rate"), rate,
+                   QStringLiteral("--seconds"), QString::number(seconds)});
+        if (mtc <= 0 ||
+            !wait([&] { return (status = exitStatus(mtc)) >= 0; }, (seconds + 10) * 1000))
+            return -1;
+    }
+    return status;
+}
+#endif
+
 } // namespace jacktest
 
 class JackServer {
